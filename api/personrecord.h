@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+/// One part of a value that has parts, such as the street of a postal address. A plain value.
+struct PersonValueEntry
+{
+    /// Name of the part as stored, for example "Street".
+    QString key;
+    /// The part's text.
+    QString value;
+};
+
+/// One phone number, e-mail address, postal address and so on of a person. A plain value.
+struct PersonValue
+{
+    /// What kind of value it is, as the address book numbers kinds: 3 phone, 4 e-mail, 5 postal
+    /// address, 12 date, 13 instant message, 22 URL, 23 related name, 46 social profile.
+    qint64 property = 0;
+    /// Label as stored, for example "_$!<Mobile>!$_" or a text of the user's own; may be empty.
+    QString label;
+    /// The value; empty for a value that consists of parts.
+    QString value;
+    /// The parts, in the order found.
+    QList<PersonValueEntry> entries;
+};
+
+/// One recovered contact. A plain value; fields that could not be read keep their defaults.
+struct PersonRecord
+{
+    /// Row identifier of the person in the address book; 0 when unknown.
+    qint64 rowId = 0;
+    QString prefix;
+    QString first;
+    QString middle;
+    QString last;
+    QString suffix;
+    QString firstPhonetic;
+    QString middlePhonetic;
+    QString lastPhonetic;
+    QString nickname;
+    QString organization;
+    QString department;
+    QString jobTitle;
+    /// Birthday as stored: seconds since 2001-01-01 00:00:00 UTC, kept as text.
+    QString birthday;
+    /// Birthday of another calendar system, as stored.
+    QString alternateBirthday;
+    QString note;
+    /// Date of the last change in seconds since 2001-01-01 00:00:00 UTC, as stored.
+    qint32 modificationDate = 0;
+    /// The person's values, in the order found.
+    QList<PersonValue> values;
+};

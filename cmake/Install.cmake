@@ -1,0 +1,22 @@
+# Installs the library, its public headers, the program, and what find_package needs to find them.
+include(CMakePackageConfigHelpers)
+
+set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/sqliterecovery)
+
+install(TARGETS sqliterecovery EXPORT sqliterecovery-targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS sqliterecovery-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${SQLITERECOVERY_PUBLIC_HEADERS}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sqliterecovery)
+install(EXPORT sqliterecovery-targets NAMESPACE sqliterecovery:: DESTINATION ${config_dir})
+
+configure_package_config_file(cmake/sqliterecovery-config.cmake.in
+    ${PROJECT_BINARY_DIR}/sqliterecovery-config.cmake INSTALL_DESTINATION ${config_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/sqliterecovery-config-version.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/sqliterecovery-config.cmake
+    ${PROJECT_BINARY_DIR}/sqliterecovery-config-version.cmake DESTINATION ${config_dir})
+
+configure_file(cmake/sqliterecovery.pc.in ${PROJECT_BINARY_DIR}/sqliterecovery.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/sqliterecovery.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
