@@ -59,7 +59,8 @@ public:
     int scanRecoveryForType(int type, const QString &dbPath, ScanProgress *progress);
 
     /// Picks the file of the kind `type` from `files`, as dbFileForType() does, and scans it.
-    /// Returns -1, without calling `progress` at all, when no file fits; else as the overload above.
+    /// Returns -1, without calling `progress` at all, when no file fits; else as the overload
+    /// above.
     int scanRecoveryForType(int type, const QStringList &files, ScanProgress *progress);
 
     /// Returns the last path in `files` whose file name, without its last suffix and respecting

@@ -5,7 +5,8 @@
 #include <QStringList>
 #include <QtAlgorithms>
 
-/// One recovered WhatsApp message. A plain value; fields that could not be read keep their defaults.
+/// One recovered WhatsApp message. A plain value; fields that could not be read keep their
+/// defaults.
 struct WhatsappMessageItem
 {
     /// Kind as stored; 4 is a contact card, 5 a place.

@@ -1,0 +1,185 @@
+#include "engine/sqlitedbfile.h"
+
+#include "engine/recordmatcher.h"
+#include "engine/signaturesearch.h"
+
+#include <QBitArray>
+
+#include <algorithm>
+#include <climits>
+
+// The carving half of SqliteDbFile.
+
+namespace {
+
+/// Returns the place in the region of the first live cell behind `bodyOffset`; 0 when there is
+/// none. Both offsets are relative to the page, of which the region begins at `regionOffset`.
+int nextLiveCell(const QVector<quint16> &cellOffsets, qint64 bodyOffset, qint64 regionOffset)
+{
+    const auto cell = std::upper_bound(cellOffsets.cbegin(), cellOffsets.cend(), bodyOffset);
+    return cell == cellOffsets.cend() ? 0 : int(*cell - regionOffset);
+}
+
+} // namespace
+
+bool isLiveCellStart(qint64 offsetInPage, const QVector<quint16> &cellOffsets)
+{
+    const auto behind = std::upper_bound(cellOffsets.cbegin(), cellOffsets.cend(), offsetInPage);
+    return behind != cellOffsets.cbegin() && offsetInPage - *(behind - 1) <= 4;
+}
+
+void SqliteDbFile::carveTable(const TableSchema &table, RecordMatcher &matcher, double progressSpan,
+                              bool freeListOnly)
+{
+    if (!matcher.bindColumns(table)) {
+        reportProgress(progressSpan);
+        return;
+    }
+    const QVector<quint32> leafPages = reader->collectLeafPages(quint32(table.rootPage));
+    if (freeListOnly && freeRegions.isEmpty()) {
+        freeRegions = reader->freeRegions();
+    }
+    const qint64 items = freeListOnly ? qint64(freeRegions.size()) + leafPages.size()
+                                      : qint64(headerInfo().pageCount);
+    const double step = items != 0 ? progressSpan / double(items) : 0;
+    QByteArray region;
+    region.reserve(headerInfo().pageSize);
+    for (const quint32 pageNo : leafPages) {
+        carveLeafPage(table, pageNo, region, matcher);
+        if (!reportProgress(step)) {
+            return;
+        }
+    }
+    if (freeListOnly) {
+        carveFreeRegions(table, step, region, matcher);
+    } else {
+        carveOtherPages(table, leafPages, step, region, matcher);
+    }
+}
+
+void SqliteDbFile::carveRegion(const TableSchema &table, qint64 fileOffset, qint64 length,
+                               const QVector<quint16> &cellOffsets, RecordMatcher &matcher)
+{
+    QByteArray region;
+    if (readRegion(fileOffset, length, region)) {
+        searchRegion(table, fileOffset, region, cellOffsets, matcher);
+    }
+}
+
+bool SqliteDbFile::readRegion(qint64 fileOffset, qint64 length, QByteArray &region)
+{
+    // Pages in sequence need no seek, which would cost a system call each.
+    if (length <= 0 || length > INT_MAX || (file.pos() != fileOffset && !file.seek(fileOffset))) {
+        return false;
+    }
+    region.resize(int(std::min(length, file.size() - fileOffset)));
+    const qint64 got = region.isEmpty() ? 0 : file.read(region.data(), region.size());
+    region.resize(int(std::max<qint64>(got, 0)));
+    return got > 0;
+}
+
+/// Reads the page once and searches what follows its cell pointer array, which is decoded from the
+/// bytes already read. A page whose cell pointer array is not all there is passed over.
+void SqliteDbFile::carveLeafPage(const TableSchema &table, quint32 pageNo, QByteArray &region,
+                                 RecordMatcher &matcher)
+{
+    const qint64 pageSize = headerInfo().pageSize;
+    const qint64 pageStart = (qint64(pageNo) - 1) * pageSize;
+    const int headerEnd = int(pageOffset(pageNo, pageSize) - pageStart) + LeafHeaderSize;
+    if (!readRegion(pageStart, pageSize, region) || region.size() < headerEnd) {
+        return;
+    }
+    const uchar *bytes = reinterpret_cast<const uchar *>(region.constData());
+    const int cellCount = decodePageHeader(bytes + headerEnd - LeafHeaderSize).cellCount;
+    const int regionStart = headerEnd + 2 * cellCount;
+    if (region.size() < regionStart) {
+        return;
+    }
+    QVector<quint16> cellOffsets = decodeCellPointers(bytes + headerEnd, cellCount);
+    std::sort(cellOffsets.begin(), cellOffsets.end());
+    matcher.liveCellTotal += cellCount;
+    region.remove(0, regionStart);
+    searchRegion(table, pageStart + regionStart, region, cellOffsets, matcher);
+}
+
+void SqliteDbFile::carveOtherPages(const TableSchema &table, const QVector<quint32> &leafPages,
+                                   double step, QByteArray &region, RecordMatcher &matcher)
+{
+    const DatabaseHeader &header = headerInfo();
+    QBitArray isLeaf(int(std::min<qint64>(qint64(header.pageCount) + 1, INT_MAX)));
+    for (const quint32 pageNo : leafPages) {
+        if (qint64(pageNo) < isLeaf.size()) {
+            isLeaf.setBit(int(pageNo));
+        }
+    }
+    for (qint64 pageNo = 2; pageNo < isLeaf.size(); ++pageNo) {
+        if (isLeaf.testBit(int(pageNo))) {
+            continue;
+        }
+        const qint64 offset = pageOffset(quint32(pageNo), header.pageSize);
+        if (readRegion(offset, header.pageSize, region)) {
+            searchRegion(table, offset, region, {}, matcher);
+        }
+        if (!reportProgress(step)) {
+            return;
+        }
+    }
+}
+
+void SqliteDbFile::carveFreeRegions(const TableSchema &table, double step, QByteArray &region,
+                                    RecordMatcher &matcher)
+{
+    for (const FreeRegion &free : qAsConst(freeRegions)) {
+        const qint64 offset = pageOffset(free.pageNo, headerInfo().pageSize) + free.offset;
+        if (readRegion(offset, free.length, region)) {
+            searchRegion(table, offset, region, {}, matcher);
+        }
+        if (!reportProgress(step)) {
+            return;
+        }
+    }
+}
+
+void SqliteDbFile::searchRegion(const TableSchema &table, qint64 fileOffset,
+                                const QByteArray &region, const QVector<quint16> &cellOffsets,
+                                RecordMatcher &matcher)
+{
+    const qint64 pageSize = headerInfo().pageSize;
+    const qint64 regionOffset = fileOffset % pageSize;
+    if (matcher.wantsLiveCells()) {
+        for (const quint16 cell : cellOffsets) {
+            const qint64 inRegion = cell - regionOffset;
+            if (inRegion >= 0 && inRegion < region.size()) {
+                matcher.inspectLiveCell(region, int(inRegion));
+            }
+        }
+    }
+    RegionSignatures signatures(matcher.signatures, region);
+    bool restart = true;
+    int pos = 0;
+    for (int hit = 0; (hit = findNextSignature(signatures, pos)) >= 0;) {
+        if (!matcher.matchHeader(table, region, hit)) {
+            continue;
+        }
+        const qint64 recordStart = fileOffset + hit - matcher.headerStart;
+        const bool isDeleted = !isLiveCellStart(recordStart % pageSize, cellOffsets);
+        matcher.trackRowid(table, restart, isDeleted);
+        restart = false;
+        // A body without bytes at the very end is not told from one that is missing.
+        if (matcher.bodyStart >= region.size()) {
+            return;
+        }
+        const qint64 bodyOffset = (fileOffset + matcher.bodyStart) % pageSize;
+        const int limit = nextLiveCell(cellOffsets, bodyOffset, regionOffset);
+        if (isDeleted) {
+            const int headerLength = int(fileOffset + matcher.bodyStart - recordStart);
+            const QByteArray payload =
+                matcher.readPayload(region, file, headerInfo(), recordStart, headerLength);
+            matcher.extractRecord(table, payload, true, limit);
+        } else {
+            matcher.extractRecord(table, region, false, limit);
+            // A live row's own header is not searched again.
+            pos = std::max(pos, int(matcher.bodyStart));
+        }
+    }
+}

@@ -1,0 +1,166 @@
+#include "engine/recordmatcher.h"
+
+#include "engine/serialtype.h"
+#include "engine/varint.h"
+
+#include <algorithm>
+
+namespace {
+
+/// What precedes the serial types in a sound cell, behind the rowid: header size and NULL.
+constexpr int CellRemains = 3;
+
+} // namespace
+
+void RecordMatcher::trackRowid(const TableSchema &, bool, bool) {}
+
+QByteArray RecordMatcher::readPayload(const QByteArray &region, QIODevice &, const DatabaseHeader &,
+                                      qint64, int)
+{
+    return region;
+}
+
+bool RecordMatcher::wantsLiveCells()
+{
+    return false;
+}
+
+void RecordMatcher::inspectLiveCell(const QByteArray &, int) {}
+
+int RecordMatcher::readSerialTypes(QIODevice &device, int count, QVector<qint64> &out)
+{
+    return readVarints(device, count, out, false, true);
+}
+
+int RecordMatcher::decodeHeaderAt(const QByteArray &region, int anchorPos, int typesBefore,
+                                  int typesAfter, QVector<qint64> &out, int lookBack,
+                                  int expectedClass)
+{
+    out.clear();
+    serialTypes.clear();
+    const uchar *begin = reinterpret_cast<const uchar *>(region.constData());
+    const int before = readTypesBefore(begin, begin + anchorPos, typesBefore - 1);
+    if (before < 0) {
+        return 0;
+    }
+    int decoded = before;
+    if (typesBefore >= 1) {
+        const int first = readFirstType(begin, begin + anchorPos - before, lookBack, expectedClass);
+        if (first == 0) {
+            return 0;
+        }
+        decoded += first;
+    }
+    m_region.setBytes(region);
+    m_region.seek(anchorPos - decoded);
+    const int prefix = readVarints(m_region, lookBack, out, false, false);
+
+    m_region.seek(anchorPos);
+    const int after = readSerialTypes(m_region, typesAfter, serialTypes);
+    if (after == 0) {
+        return 0;
+    }
+    headerStart = std::max(prefix, lookBack) + decoded;
+    bodyStart = qint64(anchorPos) + after;
+    if (trimTrailingNull) {
+        trimOverrun(out, decoded + after);
+    }
+    return decoded + after;
+}
+
+/// Reads the `count` types that end at `anchor` into serialTypes, leaving its first place for the
+/// first column's. Returns their bytes, -1 when they cannot be read.
+int RecordMatcher::readTypesBefore(const uchar *begin, const uchar *anchor, int count)
+{
+    if (count < 0) {
+        return 0;
+    }
+    serialTypes.resize(count + 1);
+    const uchar *pos = anchor;
+    for (int i = count; i > 0; --i) {
+        const int length = decodeVarintBackward(begin, pos, serialTypes[i]);
+        if (length == 0) {
+            return -1;
+        }
+        pos -= length;
+    }
+    return int(anchor - pos);
+}
+
+/// Reads the type that ends at `pos`. A varint of two bytes or more is believed only when the three
+/// bytes in front of it look like the remains of a cell; these are compared as bytes, not as
+/// varints, since little may be left of them. Otherwise the last byte alone is taken, because in
+/// front of a freed cell's types stands a freeblock header, whose last byte may have its high bit
+/// set. Returns the type's bytes, 0 when there are none.
+int RecordMatcher::readFirstType(const uchar *begin, const uchar *pos, int lookBack,
+                                 int expectedClass)
+{
+    qint64 type = 0;
+    const int length = lookBack >= CellRemains ? decodeVarintBackward(begin, pos, type) : 0;
+    if (length >= 2 && pos - length - CellRemains >= begin + 1) {
+        const uchar *remains = pos - length - CellRemains;
+        const bool isCell = remains[0] < 0x80 && remains[1] >= 1 && remains[2] == 0;
+        const bool isExpected =
+            expectedClass >= 0 && remains[2] == 0 && serialTypeClass(type) == expectedClass;
+        if (isCell || isExpected) {
+            serialTypes[0] = type;
+            return length;
+        }
+    }
+    if (pos == begin) {
+        return 0;
+    }
+    serialTypes[0] = pos[-1];
+    return 1;
+}
+
+/// Moves bodyStart back where the stored header size shows that NULLs behind the header's end were
+/// taken for types. `decoded` is the size of the types read.
+void RecordMatcher::trimOverrun(const QVector<qint64> &cellPrefix, int decoded)
+{
+    if (cellPrefix.size() <= 2 || cellPrefix.last() != 0) {
+        return;
+    }
+    const qint64 stored = cellPrefix[cellPrefix.size() - 2];
+    const qint64 overrun = decoded + 2 - stored;
+    if (stored >= 1 && overrun > 0 && overrun < 10) {
+        bodyStart -= overrun;
+    }
+}
+
+RecordFields::RecordFields(const QByteArray &payload, qint64 bodyStart,
+                           const QVector<qint64> &serialTypes, int limit, int encoding)
+    : m_device(payload)
+    , m_serialTypes(serialTypes)
+    , m_pos(std::clamp<qint64>(bodyStart, 0, payload.size()))
+    , m_limit(limit)
+    , m_encoding(encoding)
+{
+}
+
+bool RecordFields::next()
+{
+    while (++m_index < m_serialTypes.size()) {
+        const qint64 start = m_pos;
+        const qint64 size = serialTypeSize(serialType());
+        // The invalid types 10 and 11 count as -1 bytes, but no position leaves the payload.
+        m_pos = std::clamp<qint64>(size > m_device.size() - start ? m_device.size() : start + size,
+                                   0, m_device.size());
+        if (size == 0 || m_limit == 0 || start < m_limit) {
+            m_device.seek(start);
+            return true;
+        }
+        m_pos = start;
+    }
+    return false;
+}
+
+qint64 RecordFields::integer()
+{
+    return readIntegerField(m_device, serialType(), m_encoding);
+}
+
+QString RecordFields::text()
+{
+    return readTextField(m_device, serialType(), m_encoding);
+}

@@ -1,0 +1,41 @@
+#include "engine/sqlitedbfile.h"
+
+#include "api/scanprogress.h"
+
+SqliteDbFile::SqliteDbFile(QObject *parent)
+    : QObject(parent)
+{
+}
+
+SqliteDbFile::~SqliteDbFile() = default;
+
+bool SqliteDbFile::open(const QString &newPath)
+{
+    path = newPath;
+    freeRegions.clear();
+    if (file.isOpen()) {
+        file.close();
+    }
+    file.setFileName(path);
+    // Unbuffered: every read is of a whole region or page, and none may touch more than it needs.
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        return false;
+    }
+    reader = std::make_unique<DatabaseReader>(&file);
+    return reader->open();
+}
+
+void SqliteDbFile::setProgress(ScanProgress *newProgress)
+{
+    progress = newProgress;
+}
+
+double SqliteDbFile::progressValue() const
+{
+    return progress ? progress->progressValue() : 0;
+}
+
+bool SqliteDbFile::reportProgress(double step)
+{
+    return !progress || progress->reportProgress(step);
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "engine/databasereader.h"
+
+#include <QFile>
+#include <QObject>
+
+#include <memory>
+
+class RecordMatcher;
+class ScanProgress;
+class SqliteRecovery;
+
+/// Base of the recoverers, one of which exists per kind of database: holds the open file and carves
+/// tables. The file is opened for reading only. One thread at a time uses a recoverer.
+class SqliteDbFile : public QObject
+{
+    Q_OBJECT
+public:
+    explicit SqliteDbFile(QObject *parent = nullptr);
+    ~SqliteDbFile() override;
+
+    /// Opens the database and loads its schema, in place of the one opened before. Returns false
+    /// when the file cannot be read, is no database, or its schema cannot be loaded.
+    bool open(const QString &path);
+
+    /// Borrows the progress object for the scans to come; null for none.
+    void setProgress(ScanProgress *newProgress);
+
+    /// As in DatabaseReader; call them only after open() returned true.
+    const TableSchema *table(const QString &name) const { return reader->table(name); }
+    QVector<const TableSchema *> tablesWithPrefix(const QString &prefix) const
+    {
+        return reader->tablesWithPrefix(prefix);
+    }
+    const DatabaseHeader &headerInfo() const { return reader->headerInfo(); }
+
+    /// Searches the table's leaf pages, behind their cell pointer arrays, for deleted rows, then
+    /// all other pages of the file; with `freeListOnly` the free regions of the file instead.
+    /// Matches go to `matcher`. A tree that cannot be walked counts as having no leaf pages: rows
+    /// on a damaged tree are worth having. Steps that add up to about `progressSpan` are reported;
+    /// when the progress object answers false the search ends.
+    void carveTable(const TableSchema &table, RecordMatcher &matcher, double progressSpan,
+                    bool freeListOnly);
+
+    /// Reads `length` bytes from `fileOffset` on (what there is of them) and searches them for
+    /// rows. `cellOffsets` are the page's live cells, ascending, relative to the page.
+    void carveRegion(const TableSchema &table, qint64 fileOffset, qint64 length,
+                     const QVector<quint16> &cellOffsets, RecordMatcher &matcher);
+
+    /// Finds the deleted records of this kind of database and appends them to the arrays of
+    /// `resultHolder`, which is borrowed for the call. Returns 0.
+    virtual int scanDeletedRecords(SqliteRecovery *resultHolder) = 0;
+
+protected:
+    /// Returns the span of progress for this database; 0 without a progress object.
+    double progressValue() const;
+
+    ScanProgress *progress = nullptr; ///< not owned
+    QString path;
+    QFile file;
+    std::unique_ptr<DatabaseReader> reader;
+    QVector<FreeRegion> freeRegions; ///< found on first use, kept for all tables of the file
+
+private:
+    bool reportProgress(double step);
+    bool readRegion(qint64 fileOffset, qint64 length, QByteArray &region);
+    void carveLeafPage(const TableSchema &table, quint32 pageNo, QByteArray &region,
+                       RecordMatcher &matcher);
+    void carveOtherPages(const TableSchema &table, const QVector<quint32> &leafPages, double step,
+                         QByteArray &region, RecordMatcher &matcher);
+    void carveFreeRegions(const TableSchema &table, double step, QByteArray &region,
+                          RecordMatcher &matcher);
+    void searchRegion(const TableSchema &table, qint64 fileOffset, const QByteArray &region,
+                      const QVector<quint16> &cellOffsets, RecordMatcher &matcher);
+};
+
+/// True when some live cell offset c satisfies c <= offsetInPage <= c + 4: a candidate begins at
+/// its rowid, which the payload size of up to four bytes precedes. `cellOffsets` must be ascending.
+bool isLiveCellStart(qint64 offsetInPage, const QVector<quint16> &cellOffsets);

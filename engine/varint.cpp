@@ -1,0 +1,106 @@
+#include "engine/varint.h"
+
+#include <QIODevice>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int ChunkSize = 256;
+
+int fail(QIODevice &device, qint64 start, QVector<qint64> &out)
+{
+    out.clear();
+    device.seek(start);
+    return 0;
+}
+
+int readForward(QIODevice &device, int count, QVector<qint64> &out, bool skipOnly)
+{
+    const qint64 start = device.pos();
+    qint64 consumed = 0;
+    while (count > 0) {
+        uchar chunk[ChunkSize];
+        const int wanted = std::min(count, ChunkSize / MaxVarintLength) * MaxVarintLength;
+        if (!device.seek(start + consumed)) {
+            return fail(device, start, out);
+        }
+        const qint64 got = device.read(reinterpret_cast<char *>(chunk), wanted);
+        const uchar *pos = chunk;
+        const uchar *end = chunk + std::max<qint64>(got, 0);
+        for (int n = wanted / MaxVarintLength; n > 0; --n, --count) {
+            qint64 value = 0;
+            const int length = decodeVarint(pos, end, value);
+            if (length == 0) {
+                return fail(device, start, out);
+            }
+            if (!skipOnly) {
+                out.append(value);
+            }
+            pos += length;
+        }
+        consumed += pos - chunk;
+    }
+    return device.seek(start + consumed) ? int(consumed) : fail(device, start, out);
+}
+
+int readBackward(QIODevice &device, int count, QVector<qint64> &out, bool skipOnly)
+{
+    const qint64 start = device.pos();
+    qint64 pos = start;
+    for (; count > 0; --count) {
+        uchar chunk[MaxVarintLength + 1];
+        const qint64 wanted = std::min<qint64>(pos, sizeof(chunk));
+        if (!device.seek(pos - wanted)
+            || device.read(reinterpret_cast<char *>(chunk), wanted) != wanted) {
+            return fail(device, start, out);
+        }
+        qint64 value = 0;
+        const int length = decodeVarintBackward(chunk, chunk + wanted, value);
+        if (length == 0) {
+            return fail(device, start, out);
+        }
+        if (!skipOnly) {
+            out.prepend(value);
+        }
+        pos -= length;
+    }
+    return device.seek(pos) ? int(start - pos) : fail(device, start, out);
+}
+
+} // namespace
+
+int decodeVarint(const uchar *begin, const uchar *end, qint64 &value)
+{
+    const uchar *last = end - begin > MaxVarintLength ? begin + MaxVarintLength : end;
+    quint64 bits = 0;
+    for (const uchar *pos = begin; pos < last; ++pos) {
+        bits = bits << 7 | (*pos & 0x7F);
+        if (*pos < 0x80) {
+            value = qint64(bits);
+            return int(pos - begin) + 1;
+        }
+    }
+    return 0;
+}
+
+int decodeVarintBackward(const uchar *begin, const uchar *end, qint64 &value)
+{
+    if (begin >= end || end[-1] >= 0x80) {
+        return 0;
+    }
+    const uchar *first = end - 1;
+    while (first > begin && first[-1] >= 0x80) {
+        --first;
+        if (end - first > MaxVarintLength) {
+            return 0;
+        }
+    }
+    return decodeVarint(first, end, value);
+}
+
+int readVarints(QIODevice &device, int count, QVector<qint64> &out, bool skipOnly, bool forward)
+{
+    return forward ? readForward(device, count, out, skipOnly)
+                   : readBackward(device, count, out, skipOnly);
+}

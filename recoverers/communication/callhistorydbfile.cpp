@@ -1,0 +1,48 @@
+#include "recoverers/communication/callhistorydbfile.h"
+
+#include "api/sqliterecovery.h"
+#include "recoverers/communication/callhistorymatchers.h"
+
+namespace {
+
+QString recordKey(const CallhistoryRecord &record)
+{
+    return record.address + QLatin1Char('|') + QString::number(record.date) + QLatin1Char('|')
+           + QString::number(record.duration) + QLatin1Char('|') + QString::number(record.flags);
+}
+
+} // namespace
+
+CallHistoryDbFile::CallHistoryDbFile(QObject *parent)
+    : SqliteDbFile(parent)
+{
+}
+
+CallHistoryDbFile::~CallHistoryDbFile() = default;
+
+int CallHistoryDbFile::scanDeletedRecords(SqliteRecovery *resultHolder)
+{
+    m_resultHolder = resultHolder;
+    const double span = progressValue();
+    if (const TableSchema *calls = table(QStringLiteral("call"))) {
+        CallhistoryMatcher matcher(this);
+        carveTable(*calls, matcher, span, false);
+    }
+    if (const TableSchema *calls = table(QStringLiteral("zcallrecord"))) {
+        NewCallhistoryMatcher matcher(this);
+        carveTable(*calls, matcher, span, false);
+    }
+    return 0;
+}
+
+void CallHistoryDbFile::addRecord(const CallhistoryRecord &record)
+{
+    if (record.address.isEmpty() || !m_resultHolder) {
+        return;
+    }
+    const QString key = recordKey(record);
+    if (!m_seenKeys.contains(key)) {
+        m_seenKeys.insert(key);
+        m_resultHolder->m_callHistory.append(record);
+    }
+}

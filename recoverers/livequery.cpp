@@ -1,0 +1,108 @@
+#include "recoverers/livequery.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QUrl>
+
+#include <sqlite3.h>
+
+namespace {
+
+/// A query is stopped after StepsPerCheck * MaxChecks steps of SQLite's virtual machine: many times
+/// what a sound database of a device takes, and still an end.
+constexpr int StepsPerCheck = 100000;
+constexpr int MaxChecks = 100000;
+
+int stopWhenTooLong(void *checksLeft)
+{
+    return --*static_cast<int *>(checksLeft) < 0;
+}
+
+QString logPath(const QString &dbPath)
+{
+    return dbPath + QStringLiteral("-wal");
+}
+
+/// Copies the database and its log to a folder of our own. Returns the copy's path; empty when that
+/// failed.
+QString copyWithLog(const QString &dbPath, const QTemporaryDir &folder)
+{
+    const QString copy = folder.filePath(QStringLiteral("copy.db"));
+    const bool copied = folder.isValid() && QFile::copy(dbPath, copy)
+                        && QFile::copy(logPath(dbPath), logPath(copy));
+    // A copy inherits the permissions, and evidence is often read-only.
+    const auto writable = QFile::ReadOwner | QFile::WriteOwner;
+    return copied && QFile::setPermissions(copy, writable)
+                   && QFile::setPermissions(logPath(copy), writable)
+               ? copy
+               : QString();
+}
+
+void distrust(sqlite3 *database)
+{
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+}
+
+} // namespace
+
+qint64 LiveRow::integer(int column) const
+{
+    return sqlite3_column_int64(m_statement, column);
+}
+
+QString LiveRow::text(int column) const
+{
+    const auto *bytes = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
+    return QString::fromUtf8(bytes, sqlite3_column_bytes(m_statement, column));
+}
+
+LiveQuery::LiveQuery(const QString &dbPath)
+{
+    if (QFileInfo(logPath(dbPath)).size() == 0) {
+        open(dbPath, SQLITE_OPEN_READONLY, "?immutable=1");
+        return;
+    }
+    m_copy = std::make_unique<QTemporaryDir>();
+    const QString copy = copyWithLog(dbPath, *m_copy);
+    if (!copy.isEmpty()) {
+        open(copy, SQLITE_OPEN_READWRITE, "");
+    }
+}
+
+LiveQuery::~LiveQuery()
+{
+    sqlite3_close(m_database);
+}
+
+void LiveQuery::open(const QString &dbPath, int flags, const char *uriOptions)
+{
+    const QString absolute = QFileInfo(dbPath).absoluteFilePath();
+    const QByteArray uri = "file:" + QUrl::toPercentEncoding(absolute, "/") + uriOptions;
+    if (sqlite3_open_v2(uri.constData(), &m_database, flags | SQLITE_OPEN_URI, nullptr)
+        != SQLITE_OK) {
+        sqlite3_close(m_database);
+        m_database = nullptr;
+        return;
+    }
+    distrust(m_database);
+    sqlite3_progress_handler(m_database, StepsPerCheck, &stopWhenTooLong, &m_checksLeft);
+}
+
+bool LiveQuery::forEachRow(const QString &sql, const std::function<void(const LiveRow &)> &row)
+{
+    sqlite3_stmt *prepared = nullptr;
+    if (!m_database
+        || sqlite3_prepare_v2(m_database, sql.toUtf8().constData(), -1, &prepared, nullptr)
+               != SQLITE_OK) {
+        return false;
+    }
+    const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)> statement(prepared,
+                                                                           &sqlite3_finalize);
+    m_checksLeft = MaxChecks;
+    while (sqlite3_step(prepared) == SQLITE_ROW) {
+        row(LiveRow(prepared));
+    }
+    return true;
+}

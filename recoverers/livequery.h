@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QString>
+#include <QTemporaryDir>
+#include <QtGlobal>
+
+#include <functional>
+#include <memory>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+/// The columns of the current row of a live query; valid only inside the callback.
+class LiveRow
+{
+public:
+    explicit LiveRow(sqlite3_stmt *statement)
+        : m_statement(statement)
+    {
+    }
+
+    /// Values of column `column`, counted from 0, converted as SQLite converts them; 0 or an empty
+    /// text for NULL.
+    qint64 integer(int column) const;
+    QString text(int column) const;
+
+private:
+    sqlite3_stmt *m_statement;
+};
+
+/// Reads the live rows of a database with SQL, and changes nothing: neither the file nor a log or
+/// shared-memory file beside it. Without a log the file is opened read-only and immutable, so that
+/// SQLite takes no lock and looks for no journal. Where a log that holds anything lies beside it,
+/// both are copied to a private temporary folder first, because SQLite must write to read a log.
+///
+/// The database is untrusted: nothing in its schema can run code, and a query that takes too many
+/// steps is stopped. This is the only part of the library that uses SQLite.
+class LiveQuery
+{
+public:
+    explicit LiveQuery(const QString &dbPath);
+    ~LiveQuery();
+    Q_DISABLE_COPY(LiveQuery)
+
+    /// False when SQLite cannot open the file; every query then gives no rows.
+    bool isOpen() const { return m_database != nullptr; }
+
+    /// Calls `row` for each row of the statement, until the first step that gives none. Returns
+    /// false, without any call, when the statement cannot be prepared.
+    bool forEachRow(const QString &sql, const std::function<void(const LiveRow &)> &row);
+
+private:
+    void open(const QString &dbPath, int flags, const char *uriOptions);
+
+    std::unique_ptr<QTemporaryDir> m_copy;
+    sqlite3 *m_database = nullptr;
+    int m_checksLeft = 0;
+};
