@@ -440,7 +440,8 @@ bool DatabaseReader::payloadChunks(const RowRef &row, QVector<PayloadChunk> &chu
     const qint64 start = row.cellOffset + row.cellHeaderLength;
     const qint64 local = localBytes(row);
     const qint64 perPage = m_header.usableSize() - OverflowPointerSize;
-    if (local < 0 || row.payloadSize > m_device->size()) {
+    const qint64 fileSize = m_device->size();
+    if (local < 0 || row.payloadSize > fileSize || start + local > fileSize) {
         return false;
     }
     chunks.append({start, local});
@@ -455,6 +456,9 @@ bool DatabaseReader::payloadChunks(const RowRef &row, QVector<PayloadChunk> &chu
         met.insert(page);
         pointerOffset = pageOffset(page, m_header.pageSize);
         const qint64 part = std::min(missing, perPage);
+        if (pointerOffset + OverflowPointerSize + part > fileSize) {
+            return false;
+        }
         chunks.append({pointerOffset + OverflowPointerSize, part});
         missing -= part;
     }

@@ -61,7 +61,7 @@ QString decodeText(const QByteArray &bytes, int encoding)
     if (encoding == 2 || encoding == 3) {
         return decodeUtf16(bytes, encoding == 3);
     }
-    return QString::fromUtf8(bytes);
+    return QString::fromUtf8(bytes.constData(), bytes.size()); // an embedded NUL ends no text
 }
 
 qint64 decodeInteger(const char *bytes, int size)

@@ -1,0 +1,259 @@
+#include "engine/sqlitedbfile.h"
+#include "tests/support/databaseimage.h"
+#include "tests/support/probematcher.h"
+#include "tests/support/scanprobe.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+/// A recoverer without a scan of its own.
+class PlainDbFile : public SqliteDbFile
+{
+public:
+    int scanDeletedRecords(SqliteRecovery *) override { return 0; }
+};
+
+QByteArray row(const char *name, qint64 rowid = 5)
+{
+    return leafCell(rowid, record({QVariant(), QString::fromLatin1(name), 70000000,
+                                   QStringLiteral("somewhere")}));
+}
+
+/// A database of 8 pages of 512 bytes with the table "t" on page 2.
+DatabaseImage tableImage()
+{
+    DatabaseImage image(512, 8);
+    image.schemaTable(QStringLiteral("t"), 2,
+                      QStringLiteral("CREATE TABLE t (id integer primary key, name text,"
+                                     " amount integer, place text)"));
+    return image;
+}
+
+} // namespace
+
+/// The search over pages and free regions: what is read, in which order, and what counts as
+/// deleted.
+class TestCarving : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init() { m_matcher = std::make_unique<ProbeMatcher>(); }
+    void deletedRowsInTheGapAndLiveRowsInPlace();
+    void rowStartingFiveBytesBehindACellIsDeleted();
+    void otherPagesAreSearchedWhole();
+    void freeListOnlySearchesOwnLeavesAndFreeRegions();
+    void limitIsTheNextLiveCell();
+    void restartAndInspectionPerRegion();
+    void bodyAtTheRegionsEndStopsTheRegion();
+    void damagedTreeIsSearchedAsOtherPages();
+    void damagedPagesArePassedOver_data();
+    void damagedPagesArePassedOver();
+    void missingColumnSkipsTheTable();
+    void progressStepsAndStop();
+    void openReplacesWhatWasOpen();
+
+private:
+    /// Carves "t" in the image with the test's matcher.
+    void carve(const DatabaseImage &image, bool freeListOnly = false, ScanProbe *probe = nullptr)
+    {
+        const QString path = m_dir.filePath(QStringLiteral("carved.db"));
+        QVERIFY(image.save(path));
+        PlainDbFile file;
+        QVERIFY(file.open(path));
+        file.setProgress(probe);
+        file.carveTable(*file.table(QStringLiteral("t")), *m_matcher, 80, freeListOnly);
+    }
+    QStringList deleted() const { return m_matcher->names(true); }
+    QStringList live() const { return m_matcher->names(false); }
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<ProbeMatcher> m_matcher;
+};
+
+void TestCarving::deletedRowsInTheGapAndLiveRowsInPlace()
+{
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {row("live one"), row("live two")});
+    image.putBytes(512 + 100, row("gone"));
+    carve(image);
+    QCOMPARE(live(), (QStringList{QStringLiteral("live two"), QStringLiteral("live one")}));
+    QCOMPARE(deleted(), QStringList{QStringLiteral("gone")});
+    QCOMPARE(m_matcher->matches[0].amount, 70000000);
+    QCOMPARE(m_matcher->matches[0].place, QStringLiteral("somewhere"));
+    QCOMPARE(m_matcher->liveCellTotal, 2);
+    QCOMPARE(m_matcher->liveMatches, 2);
+    QCOMPARE(m_matcher->deletedMatches, 1);
+}
+
+void TestCarving::rowStartingFiveBytesBehindACellIsDeleted()
+{
+    // A candidate starts at its rowid, one byte behind its cell.
+    for (int distance = 3; distance <= 6; ++distance) {
+        init();
+        DatabaseImage image = tableImage();
+        image.leafPage(2, {row("other")});
+        image.putBytes(512 + 200, row("row")).put16(512 + 3, 2).put16(512 + 10, 201 - distance);
+        carve(image);
+        QCOMPARE(deleted().contains(QStringLiteral("row")), distance > 4);
+        QCOMPARE(live().contains(QStringLiteral("row")), distance <= 4);
+    }
+}
+
+void TestCarving::otherPagesAreSearchedWhole()
+{
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {row("live")});
+    image.leafPage(3, {row("row of another table")});
+    image.putBytes(4 * 512, "0000" + row("first byte of a page").mid(4)); // under a freeblock
+    image.putBytes(8 * 512 - 40, row("last bytes of the file"));
+    image.putBytes(300, row("page 1 is not searched"));
+    carve(image);
+    QCOMPARE(deleted(), (QStringList{QStringLiteral("row of another table"),
+                                     QStringLiteral("first byte of a page"),
+                                     QStringLiteral("last bytes of the file")}));
+}
+
+void TestCarving::freeListOnlySearchesOwnLeavesAndFreeRegions()
+{
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {row("live")}).putBytes(512 + 100, row("in the gap"));
+    image.leafPage(3, {row("row of another table")});
+    image.put32(32, 5).trunkPage(5, 0, {7, 4}, 2);
+    image.putBytes(4 * 512 + 100, row("tail of the trunk"));
+    image.putBytes(3 * 512 + 50, row("free page 4")).putBytes(6 * 512 + 50, row("free page 7"));
+    carve(image, true);
+    QCOMPARE(live(), QStringList{QStringLiteral("live")});
+    QCOMPARE(deleted(),
+             (QStringList{QStringLiteral("in the gap"), QStringLiteral("tail of the trunk"),
+                          QStringLiteral("free page 7"), QStringLiteral("free page 4")}));
+}
+
+void TestCarving::limitIsTheNextLiveCell()
+{
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {row("live")});
+    const int liveCell = 512 - row("live").size();
+    // The deleted row's place was overwritten by the live cell.
+    const QByteArray gone = row("gone");
+    image.putBytes(512 + liveCell - gone.size() + 6, gone.left(gone.size() - 6));
+    carve(image);
+    QCOMPARE(deleted(), QStringList{QStringLiteral("gone")});
+    const int regionStart = 8 + 2;
+    QCOMPARE(m_matcher->matches[0].limit, liveCell - regionStart);
+    QCOMPARE(m_matcher->matches[1].limit, 0);
+    // The last field begins before the limit and is read whole, the way it is laid down.
+    QVERIFY(m_matcher->matches[0].place.startsWith(QStringLiteral("som")));
+}
+
+void TestCarving::restartAndInspectionPerRegion()
+{
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {row("live")}).putBytes(512 + 100, row("gone"));
+    image.putBytes(4 * 512 + 100, row("elsewhere"));
+    m_matcher->inspectsCells = true;
+    carve(image);
+    const int liveCell = 512 - row("live").size() - 10;
+    QCOMPARE(m_matcher->calls,
+             (QStringList{QStringLiteral("inspect %1").arg(liveCell), QStringLiteral("track 1 1"),
+                          QStringLiteral("track 0 0"), QStringLiteral("track 1 1")}));
+}
+
+void TestCarving::bodyAtTheRegionsEndStopsTheRegion()
+{
+    // Nothing but the header stands at the end of the file's last page.
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {});
+    const QByteArray header("\x05\x05\x00\x17\x04\x00", 6);
+    image.putBytes(8 * 512 - header.size(), header);
+    carve(image);
+    QCOMPARE(m_matcher->calls, QStringList{QStringLiteral("track 1 1")});
+    QVERIFY(m_matcher->matches.isEmpty());
+}
+
+void TestCarving::damagedTreeIsSearchedAsOtherPages()
+{
+    DatabaseImage image = tableImage();
+    image.interiorPage(2, {3}, 3).leafPage(3, {row("still there")});
+    carve(image);
+    QCOMPARE(deleted(), QStringList{QStringLiteral("still there")});
+    QCOMPARE(m_matcher->liveCellTotal, 0);
+}
+
+void TestCarving::damagedPagesArePassedOver_data()
+{
+    QTest::addColumn<int>("cellCount");
+    QTest::newRow("pointers up to the page's end") << (512 - 8) / 2;
+    QTest::newRow("pointers beyond the page") << 253;
+    QTest::newRow("absurd count") << 0xFFFF;
+}
+
+void TestCarving::damagedPagesArePassedOver()
+{
+    QFETCH(int, cellCount);
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {row("live")}).put16(512 + 3, cellCount);
+    image.putBytes(4 * 512 + 100, row("elsewhere"));
+    carve(image);
+    QCOMPARE(deleted(), QStringList{QStringLiteral("elsewhere")});
+    QVERIFY(live().isEmpty());
+}
+
+void TestCarving::missingColumnSkipsTheTable()
+{
+    DatabaseImage image(512, 4);
+    image.schemaTable(QStringLiteral("t"), 2, QStringLiteral("CREATE TABLE t (id, name text)"));
+    image.leafPage(2, {row("live")});
+    ScanProbe probe;
+    carve(image, false, &probe);
+    QVERIFY(m_matcher->matches.isEmpty());
+    QCOMPARE(probe.reports, 1);
+    QCOMPARE(probe.total, 80.0);
+}
+
+void TestCarving::progressStepsAndStop()
+{
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {row("live")}).putBytes(4 * 512 + 100, row("page 5"));
+    ScanProbe probe;
+    carve(image, false, &probe);
+    QCOMPARE(probe.reports, 7); // every page but the first
+    QCOMPARE(probe.total, 7 * 80.0 / 8);
+    QCOMPARE(deleted().size(), 1);
+
+    init();
+    ScanProbe stopping;
+    stopping.stopAfter = 3; // the leaf, then pages 3 and 4
+    carve(image, false, &stopping);
+    QCOMPARE(stopping.reports, 3);
+    QVERIFY(deleted().isEmpty());
+
+    init();
+    ScanProbe freeOnly;
+    carve(image.put32(32, 6).trunkPage(6, 0, {7}, 1), true, &freeOnly);
+    QCOMPARE(freeOnly.reports, 3);
+    QCOMPARE(freeOnly.total, 80.0);
+}
+
+void TestCarving::openReplacesWhatWasOpen()
+{
+    const QString first = m_dir.filePath(QStringLiteral("first.db"));
+    const QString second = m_dir.filePath(QStringLiteral("second.db"));
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {}).put32(32, 5).trunkPage(5, 0, {}, 0).putBytes(4 * 512 + 99, row("one"));
+    QVERIFY(image.save(first));
+    image.put32(32, 6).trunkPage(6, 0, {}, 0).putBytes(5 * 512 + 99, row("two"));
+    QVERIFY(image.save(second));
+    PlainDbFile file;
+    for (const QString &path : {first, second}) {
+        QVERIFY(file.open(path));
+        file.carveTable(*file.table(QStringLiteral("T")), *m_matcher, 0, true);
+    }
+    QCOMPARE(deleted(), (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
+    QVERIFY(!file.open(m_dir.filePath(QStringLiteral("missing.db"))));
+    QVERIFY(!file.open(m_dir.path()));
+}
+
+QTEST_APPLESS_MAIN(TestCarving)
+#include "tst_carving.moc"

@@ -1,0 +1,142 @@
+#include "recoverers/livequery.h"
+#include "samples/sampledatabase.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <sqlite3.h>
+
+namespace {
+
+/// Names, sizes, times and bytes of everything in a folder.
+QStringList folderState(const QString &path)
+{
+    QStringList state;
+    const QFileInfoList entries =
+        QDir(path).entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    for (const QFileInfo &entry : entries) {
+        QFile file(entry.filePath());
+        const QByteArray bytes = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        state.append(entry.fileName() + QLatin1Char(' ')
+                     + entry.lastModified().toString(Qt::ISODateWithMs) + QLatin1Char(' ')
+                     + QString::fromLatin1(bytes.toHex()));
+    }
+    return state;
+}
+
+QStringList names(const QString &path, const QString &sql)
+{
+    QStringList found;
+    LiveQuery query(path);
+    query.forEachRow(sql, [&found](const LiveRow &row) {
+        found.append(QString::number(row.integer(0)) + row.text(1));
+    });
+    return found;
+}
+
+/// A database in write-ahead-log mode whose second row stands in the log alone.
+bool makeWithLog(const QString &path)
+{
+    sqlite3 *db = nullptr;
+    const char *sql =
+        "pragma journal_mode=wal; create table t (a, b); insert into t values (1, 'x');"
+        "pragma wal_checkpoint(truncate); insert into t values (2, 'y');";
+    bool made = sqlite3_open(QFile::encodeName(path).constData(), &db) == SQLITE_OK
+                && sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr) == SQLITE_OK
+                && sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+    sqlite3_close(db);
+    return made;
+}
+
+const QString SelectAll = QStringLiteral("select a, b from t");
+
+} // namespace
+
+class TestLiveQuery : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void readsRows();
+    void readsTheLogAndTouchesNothing();
+    void failures();
+    void pathsThatLookLikeOptions();
+    void endlessQueryEnds();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+void TestLiveQuery::readsRows()
+{
+    const QString path = m_dir.filePath(QStringLiteral("rows.db"));
+    SampleDatabase db;
+    QVERIFY(db.create(path));
+    QVERIFY(db.exec(QStringLiteral("create table t (a, b); insert into t values (5, 'f\u00FCnf');"
+                                   "insert into t values (null, null)")));
+    QVERIFY(db.close());
+    QCOMPARE(names(path, SelectAll),
+             (QStringList{QStringLiteral("5f\u00FCnf"), QStringLiteral("0")}));
+}
+
+void TestLiveQuery::readsTheLogAndTouchesNothing()
+{
+    const QString folder = m_dir.filePath(QStringLiteral("evidence"));
+    QVERIFY(QDir().mkpath(folder));
+    const QString path = folder + QStringLiteral("/log.db");
+    QVERIFY(makeWithLog(path));
+    QVERIFY(QFileInfo(path + QStringLiteral("-wal")).size() > 0);
+    const QStringList before = folderState(folder);
+    QCOMPARE(names(path, SelectAll), (QStringList{QStringLiteral("1x"), QStringLiteral("2y")}));
+    QCOMPARE(folderState(folder), before);
+    // A log without content is as good as none, also when the folder cannot be written.
+    QVERIFY(QFile::remove(path + QStringLiteral("-wal")));
+    QVERIFY(QFile::remove(path + QStringLiteral("-shm")) || true);
+    QFile log(path + QStringLiteral("-wal"));
+    QVERIFY(log.open(QIODevice::WriteOnly));
+    log.close();
+    const QStringList emptyLog = folderState(folder);
+    QCOMPARE(names(path, SelectAll), QStringList{QStringLiteral("1x")});
+    QCOMPARE(folderState(folder), emptyLog);
+}
+
+void TestLiveQuery::failures()
+{
+    const QString path = m_dir.filePath(QStringLiteral("failing.db"));
+    QVERIFY(makeWithLog(path));
+    LiveQuery query(path);
+    QVERIFY(query.isOpen());
+    const auto never = [](const LiveRow &) { QFAIL("no row was asked for"); };
+    QVERIFY(!query.forEachRow(QStringLiteral("select a from missing"), never));
+    QVERIFY(!query.forEachRow(QStringLiteral("select"), never));
+    QVERIFY(query.forEachRow(QStringLiteral("select a from t where a > 9"), never));
+    // What would change the file is refused by the copy or by the read-only database.
+    LiveQuery missing(m_dir.filePath(QStringLiteral("missing.db")));
+    QVERIFY(!missing.forEachRow(SelectAll, never));
+    QVERIFY(!QFileInfo::exists(m_dir.filePath(QStringLiteral("missing.db"))));
+}
+
+void TestLiveQuery::pathsThatLookLikeOptions()
+{
+    const QString path = m_dir.filePath(QStringLiteral("a b?mode=rwc#%20&x=\u00E9.db"));
+    SampleDatabase db;
+    QVERIFY(db.create(path));
+    QVERIFY(db.exec(QStringLiteral("create table t (a, b); insert into t values (3, 'z')")));
+    QVERIFY(db.close());
+    QCOMPARE(names(path, SelectAll), QStringList{QStringLiteral("3z")});
+}
+
+void TestLiveQuery::endlessQueryEnds()
+{
+    const QString path = m_dir.filePath(QStringLiteral("endless.db"));
+    SampleDatabase db;
+    QVERIFY(db.create(path));
+    QVERIFY(db.exec(QStringLiteral(
+        "create view t as with recursive n(a) as (select 1 union all select a + 1 from n)"
+        " select count(*) as a, 'b' as b from n")));
+    QVERIFY(db.close());
+    QCOMPARE(names(path, SelectAll), QStringList());
+}
+
+QTEST_APPLESS_MAIN(TestLiveQuery)
+#include "tst_livequery.moc"
