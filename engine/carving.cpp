@@ -12,6 +12,12 @@
 
 namespace {
 
+/// Returns the offset modulo the page size, mostly without a division.
+qint64 inPage(qint64 offset, qint64 pageSize)
+{
+    return offset >= 0 && offset < pageSize ? offset : offset % pageSize;
+}
+
 /// Returns the place in the region of the first live cell behind `bodyOffset`; 0 when there is
 /// none. Both offsets are relative to the page, of which the region begins at `regionOffset`.
 int nextLiveCell(const QVector<quint16> &cellOffsets, qint64 bodyOffset, qint64 regionOffset)
@@ -146,6 +152,7 @@ void SqliteDbFile::searchRegion(const TableSchema &table, qint64 fileOffset,
 {
     const qint64 pageSize = headerInfo().pageSize;
     const qint64 regionOffset = fileOffset % pageSize;
+    const qint64 pageStart = fileOffset - regionOffset;
     if (matcher.wantsLiveCells()) {
         for (const quint16 cell : cellOffsets) {
             const qint64 inRegion = cell - regionOffset;
@@ -162,14 +169,15 @@ void SqliteDbFile::searchRegion(const TableSchema &table, qint64 fileOffset,
             continue;
         }
         const qint64 recordStart = fileOffset + hit - matcher.headerStart;
-        const bool isDeleted = !isLiveCellStart(recordStart % pageSize, cellOffsets);
+        const bool isDeleted =
+            !isLiveCellStart(inPage(recordStart - pageStart, pageSize), cellOffsets);
         matcher.trackRowid(table, restart, isDeleted);
         restart = false;
         // A body without bytes at the very end is not told from one that is missing.
         if (matcher.bodyStart >= region.size()) {
             return;
         }
-        const qint64 bodyOffset = (fileOffset + matcher.bodyStart) % pageSize;
+        const qint64 bodyOffset = inPage(regionOffset + matcher.bodyStart, pageSize);
         const int limit = nextLiveCell(cellOffsets, bodyOffset, regionOffset);
         if (isDeleted) {
             const int headerLength = int(fileOffset + matcher.bodyStart - recordStart);

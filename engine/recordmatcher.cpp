@@ -7,6 +7,14 @@
 
 namespace {
 
+/// Forgets what was decoded of a candidate that cannot be decoded whole.
+int noHeader(QVector<qint64> &types, QVector<qint64> &cellPrefix)
+{
+    types.clear();
+    cellPrefix.clear();
+    return 0;
+}
+
 /// What precedes the serial types in a sound cell, behind the rowid: header size and NULL.
 constexpr int CellRemains = 3;
 
@@ -29,36 +37,51 @@ void RecordMatcher::inspectLiveCell(const QByteArray &, int) {}
 
 int RecordMatcher::readSerialTypes(QIODevice &device, int count, QVector<qint64> &out)
 {
-    return readVarints(device, count, out, false, true);
+    if (&device != &m_region || &out != &serialTypes) {
+        return readVarints(device, count, out, false, true);
+    }
+    // The same for the candidate at hand, whose bytes are in memory: this runs for every hit.
+    const int known = out.size();
+    out.resize(known + count);
+    const uchar *pos = m_region.begin() + m_region.pos();
+    const int consumed = decodeVarints(pos, m_region.end(), count, out.data() + known);
+    if (consumed <= 0) {
+        out.clear();
+        return 0;
+    }
+    m_region.seek(m_region.pos() + consumed);
+    return consumed;
 }
 
 int RecordMatcher::decodeHeaderAt(const QByteArray &region, int anchorPos, int typesBefore,
                                   int typesAfter, QVector<qint64> &out, int lookBack,
                                   int expectedClass)
 {
-    out.clear();
-    serialTypes.clear();
     const uchar *begin = reinterpret_cast<const uchar *>(region.constData());
+    serialTypes.resize(std::max(typesBefore, 0));
     const int before = readTypesBefore(begin, begin + anchorPos, typesBefore - 1);
     if (before < 0) {
-        return 0;
+        return noHeader(serialTypes, out);
     }
     int decoded = before;
     if (typesBefore >= 1) {
         const int first = readFirstType(begin, begin + anchorPos - before, lookBack, expectedClass);
         if (first == 0) {
-            return 0;
+            return noHeader(serialTypes, out);
         }
         decoded += first;
     }
+    out.resize(lookBack);
+    const int prefix =
+        decodeVarintsBackward(begin, begin + anchorPos - decoded, lookBack, out.data());
+    if (prefix < 0) {
+        out.clear();
+    }
     m_region.setBytes(region);
-    m_region.seek(anchorPos - decoded);
-    const int prefix = readVarints(m_region, lookBack, out, false, false);
-
     m_region.seek(anchorPos);
     const int after = readSerialTypes(m_region, typesAfter, serialTypes);
     if (after == 0) {
-        return 0;
+        return noHeader(serialTypes, out);
     }
     headerStart = std::max(prefix, lookBack) + decoded;
     bodyStart = qint64(anchorPos) + after;
@@ -72,19 +95,7 @@ int RecordMatcher::decodeHeaderAt(const QByteArray &region, int anchorPos, int t
 /// first column's. Returns their bytes, -1 when they cannot be read.
 int RecordMatcher::readTypesBefore(const uchar *begin, const uchar *anchor, int count)
 {
-    if (count < 0) {
-        return 0;
-    }
-    serialTypes.resize(count + 1);
-    const uchar *pos = anchor;
-    for (int i = count; i > 0; --i) {
-        const int length = decodeVarintBackward(begin, pos, serialTypes[i]);
-        if (length == 0) {
-            return -1;
-        }
-        pos -= length;
-    }
-    return int(anchor - pos);
+    return count <= 0 ? 0 : decodeVarintsBackward(begin, anchor, count, serialTypes.data() + 1);
 }
 
 /// Reads the type that ends at `pos`. A varint of two bytes or more is believed only when the three

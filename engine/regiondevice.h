@@ -18,6 +18,10 @@ public:
         m_size = bytes.size();
     }
 
+    /// The bytes that it reads from.
+    const uchar *begin() const { return reinterpret_cast<const uchar *>(m_data); }
+    const uchar *end() const { return begin() + m_size; }
+
     qint64 size() const override { return m_size; }
 
 protected:

@@ -99,6 +99,40 @@ int decodeVarintBackward(const uchar *begin, const uchar *end, qint64 &value)
     return decodeVarint(first, end, value);
 }
 
+int decodeVarints(const uchar *begin, const uchar *end, int count, qint64 *values)
+{
+    const uchar *pos = begin;
+    for (int i = 0; i < count; ++i) {
+        if (pos < end && *pos < 0x80) { // nearly all are of one byte
+            values[i] = *pos++;
+            continue;
+        }
+        const int length = decodeVarint(pos, end, values[i]);
+        if (length == 0) {
+            return -1;
+        }
+        pos += length;
+    }
+    return int(pos - begin);
+}
+
+int decodeVarintsBackward(const uchar *begin, const uchar *end, int count, qint64 *values)
+{
+    const uchar *pos = end;
+    for (int i = count - 1; i >= 0; --i) {
+        if (pos - begin >= 2 && pos[-1] < 0x80 && pos[-2] < 0x80) {
+            values[i] = *--pos;
+            continue;
+        }
+        const int length = decodeVarintBackward(begin, pos, values[i]);
+        if (length == 0) {
+            return -1;
+        }
+        pos -= length;
+    }
+    return int(end - pos);
+}
+
 int readVarints(QIODevice &device, int count, QVector<qint64> &out, bool skipOnly, bool forward)
 {
     return forward ? readForward(device, count, out, skipOnly)

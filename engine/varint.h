@@ -19,6 +19,14 @@ int decodeVarint(const uchar *begin, const uchar *end, qint64 &value);
 /// to it. Returns its length in bytes; 0 when there is none or it is longer than nine bytes.
 int decodeVarintBackward(const uchar *begin, const uchar *end, qint64 &value);
 
+/// Decodes `count` varints from `begin` on into `values`, which has room for them. Returns the
+/// bytes consumed; -1 when one is invalid or not whole before `end`.
+int decodeVarints(const uchar *begin, const uchar *end, int count, qint64 *values);
+
+/// Decodes the `count` varints that end just before `end` into `values`, in file order. Returns the
+/// bytes consumed; -1 when one is invalid or begins before `begin`.
+int decodeVarintsBackward(const uchar *begin, const uchar *end, int count, qint64 *values);
+
 /// Reads `count` varints from the device's position. Forward, values are appended to `out` and the
 /// device is left behind the last one. Backward (`forward` false), the varints that end just before
 /// the position are read, values are put in front of `out` so that it stays in file order, and the

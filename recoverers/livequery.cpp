@@ -11,7 +11,7 @@ namespace {
 /// A query is stopped after StepsPerCheck * MaxChecks steps of SQLite's virtual machine: many times
 /// what a sound database of a device takes, and still an end.
 constexpr int StepsPerCheck = 100000;
-constexpr int MaxChecks = 5000;
+constexpr int MaxChecks = 2000;
 
 int stopWhenTooLong(void *checksLeft)
 {
