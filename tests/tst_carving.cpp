@@ -53,6 +53,7 @@ private Q_SLOTS:
     void missingColumnSkipsTheTable();
     void progressStepsAndStop();
     void openReplacesWhatWasOpen();
+    void pagesBeyondFourGibibytes();
 
 private:
     /// Carves "t" in the image with the test's matcher.
@@ -253,6 +254,28 @@ void TestCarving::openReplacesWhatWasOpen()
     QCOMPARE(deleted(), (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
     QVERIFY(!file.open(m_dir.filePath(QStringLiteral("missing.db"))));
     QVERIFY(!file.open(m_dir.path()));
+}
+
+void TestCarving::pagesBeyondFourGibibytes()
+{
+    constexpr int PageSize = 65536;
+    constexpr int FarPage = 70000;
+    DatabaseImage image(PageSize, 2);
+    image.schemaTable(QStringLiteral("t"), 2, QStringLiteral("CREATE TABLE t (a, b, c, d)"));
+    image.leafPage(2, {row("live")}).put32(32, FarPage);
+    const QString path = m_dir.filePath(QStringLiteral("far.db"));
+    QVERIFY(image.save(path));
+    QFile sparse(path);
+    QVERIFY(sparse.open(QIODevice::ReadWrite) && sparse.resize(qint64(FarPage) * PageSize));
+    const QByteArray far = row("far away");
+    QVERIFY(sparse.seek(sparse.size() - far.size()) && sparse.write(far) == far.size());
+    sparse.close();
+    PlainDbFile file;
+    QVERIFY(file.open(path));
+    QCOMPARE(file.headerInfo().pageCount, quint32(FarPage));
+    file.carveTable(*file.table(QStringLiteral("t")), *m_matcher, 0, true);
+    QCOMPARE(deleted(), QStringList{QStringLiteral("far away")});
+    QCOMPARE(live(), QStringList{QStringLiteral("live")});
 }
 
 QTEST_APPLESS_MAIN(TestCarving)
