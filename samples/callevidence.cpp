@@ -7,8 +7,13 @@ namespace {
 constexpr quint64 emptyTextType = 13;
 constexpr quint64 fourByteIntegerType = 4;
 
-/// Fewer equal bytes than this are no evidence that they come from the same row.
-constexpr int tellingBytes = 6;
+/// So many equal bytes in sequence count as a piece of a row.
+constexpr int pieceSize = 4;
+/// Two starts of cells (payload size, row identifier, header size, NULL), freeblock headers on
+/// them.
+constexpr int longestGap = 16;
+/// So many bytes of the values are looked at.
+constexpr qint64 longestFragment = 100;
 
 bool isDigitByte(char byte)
 {
@@ -48,10 +53,11 @@ bool passesHeaderTest(const QByteArray &column, quint64 type)
 
 QVector<Mechanism> allMechanisms()
 {
-    return {Mechanism::EmptyAddress,      Mechanism::RefusedType,      Mechanism::OverwrittenBody,
-            Mechanism::OverwrittenHeader, Mechanism::FirstTypeMisread, Mechanism::DigitsBeforeBody,
-            Mechanism::FormerVersion,     Mechanism::StaleCopy,        Mechanism::MixedBytes,
-            Mechanism::ChanceMatch,       Mechanism::Unexplained};
+    QVector<Mechanism> all;
+    for (int i = 0; i <= int(Mechanism::Unexplained); ++i) {
+        all << Mechanism(i);
+    }
+    return all;
 }
 
 QString mechanismName(Mechanism mechanism)
@@ -64,6 +70,8 @@ QString mechanismName(Mechanism mechanism)
                                         "digits before the body",
                                         "former version",
                                         "stale copy of a live row",
+                                        "header read one column off",
+                                        "cell pointers read as a header",
                                         "mixed bytes",
                                         "chance match inside a row",
                                         "UNEXPLAINED"};
@@ -79,6 +87,11 @@ CallEvidence::CallEvidence(const CallSample &sample, const QByteArray &encoding,
     , m_live(rowsOf(sample.live))
     , m_former(rowsOf(sample.formerVersions))
 {
+    for (const QVector<Row> *rows : {&m_deleted, &m_live, &m_former}) {
+        for (const Row &row : *rows) {
+            m_records += row.encoded.types + row.encoded.body;
+        }
+    }
 }
 
 QVector<CallEvidence::Row> CallEvidence::rowsOf(const QVector<SampleCall> &calls) const
@@ -202,7 +215,7 @@ Explanation CallEvidence::explainReading(const CarvedReading &reading) const
     if (isStored(m_live, reading)) {
         return explanation(Mechanism::StaleCopy, where);
     }
-    if (reading.digitsBefore > 0 && rowWithHeader(reading)) {
+    if (reading.digitsBefore > 0) {
         return explanation(Mechanism::DigitsBeforeBody, where);
     }
     return explainFragments(reading);
@@ -211,12 +224,60 @@ Explanation CallEvidence::explainReading(const CarvedReading &reading) const
 Explanation CallEvidence::explainFragments(const CarvedReading &reading) const
 {
     const QString where = describe(reading);
-    const Row *owner = rowWithHeader(reading);
-    if (!owner) {
-        const bool inside = rowAround(reading.types) != nullptr;
-        return explanation(inside ? Mechanism::ChanceMatch : Mechanism::Unexplained, where);
+    const QByteArray types =
+        m_map.bytes().mid(int(reading.types.begin), int(reading.types.end - reading.types.begin));
+    if (hasTypes([&types](const QByteArray &row) {
+            return row.endsWith(types) != types.endsWith(row);
+        })) {
+        return explanation(Mechanism::FirstTypeMisread, where);
     }
-    return explanation(Mechanism::Unexplained, where);
+    if (hasTypes([&types](const QByteArray &row) {
+            return types.mid(1) == row.left(types.size() - 1);
+        })) {
+        return explanation(Mechanism::ShiftedHeader, where);
+    }
+    if (m_map.isPointerList(reading.types)) {
+        return explanation(Mechanism::CellPointers, where);
+    }
+    const qint64 end = std::min(reading.body.end, reading.types.end + longestFragment);
+    if (!isMadeOfRows({reading.types.begin, end})) {
+        return explanation(Mechanism::Unexplained, where);
+    }
+    const bool isHeader = hasTypes([&types](const QByteArray &row) { return row == types; });
+    return explanation(isHeader ? Mechanism::MixedBytes : Mechanism::ChanceMatch, where);
+}
+
+/// True when the serial types of some row of the sample fit.
+bool CallEvidence::hasTypes(const std::function<bool(const QByteArray &)> &fits) const
+{
+    for (const QVector<Row> *rows : {&m_deleted, &m_live, &m_former}) {
+        for (const Row &row : *rows) {
+            if (fits(row.encoded.types)) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+/// True when the extent consists of pieces of the sample's rows. Cell starts, freeblock headers,
+/// the child pages of interior cells, and zeros with which SQLite fills a tidied page may stand
+/// between.
+bool CallEvidence::isMadeOfRows(const DatabaseMap::Extent &extent) const
+{
+    int pieces = 0;
+    int gap = 0;
+    for (qint64 at = extent.begin; at < extent.end;) {
+        const bool isPiece = m_records.contains(m_map.bytes().mid(int(at), pieceSize))
+                             || m_map.isZeroOrPageNumber(at);
+        pieces += isPiece && !m_map.isZeroOrPageNumber(at);
+        gap = isPiece ? 0 : gap + 1;
+        if (gap > longestGap) {
+            return false;
+        }
+        at += isPiece ? pieceSize : 1;
+    }
+    return pieces > 0;
 }
 
 /// True when the reading is one of the rows, read from a place outside the live cells.
@@ -227,33 +288,6 @@ bool CallEvidence::isStored(const QVector<Row> &rows, const CarvedReading &readi
                   return row.encoded.serialTypes == reading.serialTypes
                          && sameCall(row.record, reading.record);
               });
-}
-
-const CallEvidence::Row *CallEvidence::rowWithHeader(const CarvedReading &reading) const
-{
-    for (const QVector<Row> *rows : {&m_deleted, &m_live, &m_former}) {
-        for (const Row &row : *rows) {
-            if (row.encoded.serialTypes == reading.serialTypes) {
-                return &row;
-            }
-        }
-    }
-    return nullptr;
-}
-
-/// A row whose record, at its place in the file, holds the extent behind its own header's start.
-const CallEvidence::Row *CallEvidence::rowAround(const DatabaseMap::Extent &extent) const
-{
-    const QByteArray part = m_map.bytes().mid(int(extent.begin), int(extent.end - extent.begin));
-    for (const QVector<Row> *rows : {&m_deleted, &m_live, &m_former}) {
-        for (const Row &row : *rows) {
-            if ((row.encoded.types + row.encoded.body).indexOf(part, 1) >= 0
-                && part.size() >= tellingBytes) {
-                return &row;
-            }
-        }
-    }
-    return nullptr;
 }
 
 QString CallEvidence::describe(const CarvedReading &reading) const

@@ -4,6 +4,8 @@
 #include "samples/carvedreading.h"
 #include "samples/recordencoder.h"
 
+#include <functional>
+
 /// Why a deleted call was not recovered, or why something was that no deleted call explains. Each
 /// one is read off the bytes of the file.
 enum class Mechanism {
@@ -15,6 +17,8 @@ enum class Mechanism {
     DigitsBeforeBody,  ///< the header ends in bytes that are digits and are read as values
     FormerVersion,     ///< a row as it was before it was rewritten: a true find
     StaleCopy,         ///< a copy of a live row that SQLite left behind when it moved the row
+    ShiftedHeader,     ///< another text has the width of the unique identifier and is taken for it
+    CellPointers,      ///< a list of cell offsets that happens to read as a header
     MixedBytes,        ///< one row's header or values run on into another's bytes
     ChanceMatch,       ///< bytes in the middle of a row that happen to read as a header
     Unexplained,
@@ -55,8 +59,8 @@ private:
     Explanation explainReading(const CarvedReading &reading) const;
     Explanation explainFragments(const CarvedReading &reading) const;
     bool isStored(const QVector<Row> &rows, const CarvedReading &reading) const;
-    const Row *rowWithHeader(const CarvedReading &reading) const;
-    const Row *rowAround(const DatabaseMap::Extent &extent) const;
+    bool hasTypes(const std::function<bool(const QByteArray &)> &fits) const;
+    bool isMadeOfRows(const DatabaseMap::Extent &extent) const;
     QString describe(const CarvedReading &reading) const;
 
     CallLayout m_layout;
@@ -65,4 +69,5 @@ private:
     QVector<Row> m_deleted;
     QVector<Row> m_live;
     QVector<Row> m_former;
+    QByteArray m_records; ///< all rows' serial types and values
 };

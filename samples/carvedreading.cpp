@@ -2,18 +2,22 @@
 
 #include "samples/recordencoder.h"
 
-#include <QTextCodec>
 #include <QtEndian>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace {
 
 constexpr int encodingOffset = 59; // last byte of the text encoding in the database header
 
-/// Serial types and values in front of the address are shorter than this in every layout.
-constexpr qint64 longestWayToAddress = 400;
+/// Serial types and values in front of the address are shorter than this.
+qint64 longestWayToAddress(CallLayout layout)
+{
+    return isStore(layout) ? 300 : 60;
+}
 
 QByteArray textEncoding(const DatabaseMap &map)
 {
@@ -29,18 +33,21 @@ bool isText(quint64 type)
 qint64 sizeOf(quint64 type)
 {
     static const int sizes[] = {0, 1, 2, 3, 4, 6, 8, 8, 0, 0};
-    return type < 10 ? sizes[type] : qint64(type - 12) / 2;
+    if (type < 10) {
+        return sizes[type];
+    }
+    return type < 12 ? -1 : qint64(type - 12) / 2; // the invalid types count as a byte less
 }
 
-/// Reads forward; returns false at the end of the page or on a varint that no serial type has.
+/// Reads forward; returns false at the end of the page or on a varint of more than nine bytes.
 bool readType(const QByteArray &bytes, qint64 pageEnd, qint64 *position, quint64 *type)
 {
     *type = 0;
-    for (int i = 0; i < 5 && *position < pageEnd; ++i) {
+    for (int i = 0; i < 9 && *position < pageEnd; ++i) {
         const quint8 byte = quint8(bytes.at(int((*position)++)));
         *type = *type << 7 | (byte & 0x7f);
         if (!(byte & 0x80)) {
-            return *type != 10 && *type != 11;
+            return true;
         }
     }
     return false;
@@ -66,9 +73,20 @@ bool readTypes(const DatabaseMap &map, int count, bool firstIsByte, CarvedReadin
     return at < pageEnd;
 }
 
+QString utf16Of(const QByteArray &bytes, bool bigEndian)
+{
+    QString text;
+    for (int i = 0; i + 1 < bytes.size(); i += 2) {
+        const char *unit = bytes.constData() + i;
+        text += QChar(bigEndian ? qFromBigEndian<quint16>(unit) : qFromLittleEndian<quint16>(unit));
+    }
+    const QVector<uint> characters = text.toUcs4(); // replaces lone surrogates
+    return QString::fromUcs4(characters.constData(), characters.size());
+}
+
 QString textOf(const QByteArray &bytes, const QByteArray &encoding)
 {
-    return QTextCodec::codecForName(encoding.toUpper())->toUnicode(bytes);
+    return encoding == "UTF-8" ? QString::fromUtf8(bytes) : utf16Of(bytes, encoding == "UTF-16be");
 }
 
 qint64 integerOf(quint64 type, const QByteArray &bytes)
@@ -77,12 +95,12 @@ qint64 integerOf(quint64 type, const QByteArray &bytes)
         const quint64 bits = qFromBigEndian<quint64>(bytes.constData());
         double value = 0;
         std::memcpy(&value, &bits, sizeof value);
-        return value > -9e18 && value < 9e18 ? qint64(value) : 0;
+        return std::abs(value) < 9e18 ? qint64(value) : std::numeric_limits<qint64>::min();
     }
-    if (type < 1 || type > 6) {
+    if (type < 1 || type > 6 || bytes.isEmpty()) {
         return type == 9 ? 1 : 0;
     }
-    quint64 value = !bytes.isEmpty() && (bytes.at(0) & 0x80) ? ~quint64(0) : 0;
+    quint64 value = (bytes.at(0) & 0x80) ? ~quint64(0) : 0;
     for (const char byte : bytes) {
         value = value << 8 | quint8(byte);
     }
@@ -126,19 +144,21 @@ void readFields(const DatabaseMap &map, CallLayout layout, CarvedReading *readin
 {
     const QVector<CallColumn> &columns = callColumns(layout);
     const QByteArray encoding = textEncoding(map);
-    const qint64 limit = map.nextCellOnPage(reading->body.begin + 1);
+    const qint64 limit = map.nextCellOnPage(reading->types.end + 1);
     const qint64 pageEnd = map.pageOf(reading->types.begin) * map.pageSize();
     qint64 at = reading->body.begin;
     for (int i = 0; i < reading->serialTypes.size(); ++i) {
         const quint64 type = reading->serialTypes.at(i);
-        const qint64 size = std::min(sizeOf(type), pageEnd - at);
+        const qint64 size = sizeOf(type);
         reading->cutByCell |= limit != 0 && at + size > limit;
-        if (size > 0 && limit != 0 && at >= limit) {
+        if (size != 0 && limit != 0 && at >= limit) {
             continue; // another row's bytes; a value without bytes stands in its type
         }
-        setField(columns.at(i + 1).name, type, map.bytes().mid(int(at), int(size)), encoding,
-                 &reading->record);
-        at += size;
+        const bool isThere = size <= pageEnd - at;
+        setField(columns.at(i + 1).name, type,
+                 isThere ? map.bytes().mid(int(at), int(std::max<qint64>(size, 0))) : QByteArray(),
+                 encoding, &reading->record);
+        at = isThere ? at + size : pageEnd;
     }
     reading->body.end = at;
 }
@@ -188,7 +208,7 @@ QVector<CarvedReading> findReadings(const DatabaseMap &map, CallLayout layout,
     QVector<CarvedReading> readings;
     qint64 from = map.pageSize();
     for (const qint64 at : map.find(address)) {
-        from = std::max(from, at - longestWayToAddress);
+        from = std::max(from, at - longestWayToAddress(layout));
         addReadings(map, layout, record, {from, at}, &readings);
         from = std::max(from, at);
     }

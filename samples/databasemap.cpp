@@ -9,12 +9,8 @@ namespace {
 constexpr int tableInteriorPage = 5;
 constexpr int tableLeafPage = 13;
 
-bool overlapsAny(const QVector<DatabaseMap::Extent> &extents, const DatabaseMap::Extent &extent)
-{
-    return std::any_of(extents.begin(), extents.end(), [&extent](const DatabaseMap::Extent &e) {
-        return e.begin < extent.end && extent.begin < e.end;
-    });
-}
+/// No sample has more; a file that was made shorter still names pages behind its end.
+constexpr quint32 mostPages = 1024;
 
 } // namespace
 
@@ -26,9 +22,7 @@ bool DatabaseMap::load(const QString &path, quint32 rootPage)
     }
     m_bytes = file.readAll();
     m_pageSize = int(number(16, 2)) == 1 ? 65536 : int(number(16, 2));
-    m_leaves.clear();
     m_cells.clear();
-    m_freeblockHeaders.clear();
     const bool sound = m_pageSize > 0 && loadPage(rootPage, 0);
     std::sort(m_cells.begin(), m_cells.end(),
               [](const Extent &a, const Extent &b) { return a.begin < b.begin; });
@@ -37,12 +31,26 @@ bool DatabaseMap::load(const QString &path, quint32 rootPage)
 
 bool DatabaseMap::overlapsCell(const Extent &extent) const
 {
-    return overlapsAny(m_cells, extent);
+    return std::any_of(m_cells.begin(), m_cells.end(), [&extent](const Extent &cell) {
+        return cell.begin < extent.end && extent.begin < cell.end;
+    });
 }
 
-bool DatabaseMap::overlapsFreeblockHeader(const Extent &extent) const
+bool DatabaseMap::isZeroOrPageNumber(qint64 position) const
 {
-    return overlapsAny(m_freeblockHeaders, extent);
+    return position + 4 <= m_bytes.size() && number(position, 4) <= mostPages;
+}
+
+bool DatabaseMap::isPointerList(const Extent &extent) const
+{
+    const qint64 begin = extent.begin & ~qint64(1);
+    for (qint64 at = begin; at < extent.end; at += 2) {
+        const quint32 offset = number(at, 2);
+        if (offset == 0 || int(offset) >= m_pageSize || offset >= number(at - 2, 2)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 qint64 DatabaseMap::nextCellOnPage(qint64 position) const
@@ -87,26 +95,23 @@ bool DatabaseMap::loadPage(quint32 page, int depth)
     }
     const quint32 type = number(start, 1);
     if (type == tableLeafPage) {
-        loadLeaf(page, start);
+        loadLeaf(start);
         return true;
     }
     const int count = int(number(start + 3, 2));
     bool sound = type == tableInteriorPage && loadPage(number(start + 8, 4), depth + 1);
     for (int i = 0; i < count && sound; ++i) {
-        sound = loadPage(number(start + number(start + 12 + 2 * i, 2), 4), depth + 1);
+        const qint64 cell = start + number(start + 12 + 2 * i, 2);
+        sound = loadPage(number(cell, 4), depth + 1);
     }
     return sound;
 }
 
-void DatabaseMap::loadLeaf(quint32 page, qint64 start)
+void DatabaseMap::loadLeaf(qint64 start)
 {
-    m_leaves << page;
     const int count = int(number(start + 3, 2));
     for (int i = 0; i < count; ++i) {
         m_cells << cellAt(start + number(start + 8 + 2 * i, 2));
-    }
-    for (quint32 block = number(start + 1, 2); block != 0; block = number(start + block, 2)) {
-        m_freeblockHeaders << Extent{start + block, start + block + 4};
     }
 }
 

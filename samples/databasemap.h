@@ -26,11 +26,12 @@ public:
     /// Position of the first live cell at or after `position` on the same page; 0 when there is
     /// none.
     qint64 nextCellOnPage(qint64 position) const;
-    /// True for the four bytes that begin a freeblock of one of the table's leaf pages.
-    bool overlapsFreeblockHeader(const Extent &extent) const;
+    /// True when the four bytes are zero or, as in the cells of interior pages, a page number.
+    bool isZeroOrPageNumber(qint64 position) const;
+    /// True when the extent lies in a list of cell offsets, live or left behind: numbers of two
+    /// bytes, each smaller than the one before.
+    bool isPointerList(const Extent &extent) const;
     qint64 pageOf(qint64 position) const { return position / m_pageSize + 1; }
-    /// True when the page is a leaf page of the table.
-    bool isTableLeaf(qint64 page) const { return m_leaves.contains(page); }
     /// All positions of `pattern` in the file.
     QVector<qint64> find(const QByteArray &pattern) const;
     /// The bytes of the extent in hexadecimal.
@@ -39,12 +40,10 @@ public:
 private:
     quint32 number(qint64 position, int size) const;
     bool loadPage(quint32 page, int depth);
-    void loadLeaf(quint32 page, qint64 start);
+    void loadLeaf(qint64 start);
     Extent cellAt(qint64 position) const;
 
     QByteArray m_bytes;
     int m_pageSize = 0;
-    QVector<qint64> m_leaves;
     QVector<Extent> m_cells;
-    QVector<Extent> m_freeblockHeaders;
 };

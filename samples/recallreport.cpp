@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr int nameWidth = 42;
+
 bool contains(const QVector<CallhistoryRecord> &records, const CallhistoryRecord &record)
 {
     return std::any_of(records.begin(), records.end(), [&record](const CallhistoryRecord &other) {
@@ -90,9 +92,13 @@ bool makeFile(const RecallCase &recallCase, const QString &path, CallSample *sam
            && db.close();
 }
 
-bool isUtf8(const SampleOptions &options)
+/// Full auto-vacuum cuts free pages off the file, so it is a group of its own.
+QString fileKind(const SampleOptions &options)
 {
-    return options.encoding == "UTF-8";
+    if (options.encoding != "UTF-8") {
+        return QStringLiteral("UTF-16");
+    }
+    return options.autoVacuum == 1 ? QStringLiteral("UTF-8, full vacuum") : QStringLiteral("UTF-8");
 }
 
 QString groupName(const RecallCase &recallCase)
@@ -100,7 +106,7 @@ QString groupName(const RecallCase &recallCase)
     return QStringLiteral("%1  %2  %3")
         .arg(layoutName(recallCase.plan.layout), -6)
         .arg(deletionName(recallCase.plan.deletion), -12)
-        .arg(QLatin1String(isUtf8(recallCase.options) ? "UTF-8 " : "UTF-16"));
+        .arg(fileKind(recallCase.options));
 }
 
 QString percent(int part, int whole)
@@ -112,7 +118,7 @@ QString percent(int part, int whole)
 QString tableLine(const QString &name, const RecallResult &result)
 {
     const int found = result.recovered + result.former + result.invented;
-    QString line = name.leftJustified(30);
+    QString line = name.leftJustified(nameWidth);
     for (const int number : {result.deleted, result.refused, result.recovered, result.missed(),
                              result.former, result.invented}) {
         line += QString::number(number).rightJustified(10);
@@ -127,7 +133,7 @@ QString tableLine(const QString &name, const RecallResult &result)
 
 QString tableHead()
 {
-    QString line = QStringLiteral("layout, deletion, encoding").leftJustified(30);
+    QString line = QStringLiteral("layout, deletion, kind of file").leftJustified(nameWidth);
     for (const char *title : {"deleted", "refused", "recovered", "missed", "former", "invented",
                               "recall", "of fitting", "precision"}) {
         line += QString::fromLatin1(title).rightJustified(10);
