@@ -1,0 +1,136 @@
+// Shows the deleted calls of a sample beside those that a scan found.
+
+#include "samples/calltruth.h"
+#include "samples/carvedreading.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QTextStream>
+
+#include <algorithm>
+
+namespace {
+
+bool contains(const QVector<CallhistoryRecord> &calls, const CallhistoryRecord &call)
+{
+    return std::any_of(calls.begin(), calls.end(),
+                       [&call](const CallhistoryRecord &other) { return sameCall(call, other); });
+}
+
+QString printable(QString text)
+{
+    for (QChar &c : text) {
+        c = c.isPrint() ? c : QChar(QChar::ReplacementCharacter);
+    }
+    return text.isEmpty() ? QStringLiteral("(none)") : text;
+}
+
+QString readableDate(qint64 seconds)
+{
+    const QDateTime date = QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
+    return date.isValid() ? date.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"))
+                          : QString::number(seconds);
+}
+
+QString readableDuration(int seconds)
+{
+    return QStringLiteral("%1:%2:%3")
+        .arg(seconds / 3600)
+        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
+        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+}
+
+class Table
+{
+public:
+    explicit Table(int addressWidth)
+        : m_addressWidth(addressWidth)
+        , m_out(stdout)
+    {
+        m_out.setCodec("UTF-8");
+        line(QStringLiteral("result"), QStringLiteral("address"), QStringLiteral("date (UTC)"),
+             QStringLiteral("duration"), QStringLiteral("flags"));
+    }
+
+    void add(const QString &result, const CallhistoryRecord &call)
+    {
+        line(result, printable(call.address), readableDate(call.date),
+             readableDuration(call.duration), QString::number(call.flags));
+    }
+
+    QTextStream &out() { return m_out; }
+
+private:
+    void line(const QString &result, const QString &address, const QString &date,
+              const QString &duration, const QString &flags)
+    {
+        m_out << result.leftJustified(11) << address.leftJustified(m_addressWidth + 2)
+              << date.leftJustified(21) << duration.rightJustified(10) << flags.rightJustified(8)
+              << '\n';
+    }
+
+    int m_addressWidth;
+    QTextStream m_out;
+};
+
+int widestAddress(const QVector<CallhistoryRecord> &calls)
+{
+    int width = 10;
+    for (const CallhistoryRecord &call : calls) {
+        width = std::max(width, printable(call.address).size());
+    }
+    return std::min(width, 50);
+}
+
+QString percent(int part, int whole)
+{
+    return whole == 0 ? QStringLiteral("-")
+                      : QStringLiteral("%1%").arg(100.0 * part / whole, 0, 'f', 1);
+}
+
+void compare(const QVector<CallhistoryRecord> &truth, const QVector<CallhistoryRecord> &found)
+{
+    Table table(widestAddress(truth + found));
+    int recovered = 0;
+    for (const CallhistoryRecord &call : truth) {
+        const bool isFound = contains(found, call);
+        recovered += isFound;
+        table.add(QLatin1String(isFound ? "recovered" : "missed"), call);
+    }
+    int invented = 0;
+    for (const CallhistoryRecord &call : found) {
+        if (!contains(truth, call)) {
+            ++invented;
+            table.add(QStringLiteral("invented"), call);
+        }
+    }
+    table.out() << QStringLiteral("deleted %1, recovered %2, missed %3, invented %4; ")
+                       .arg(truth.size())
+                       .arg(recovered)
+                       .arg(truth.size() - recovered)
+                       .arg(invented)
+                << "recall " << percent(recovered, truth.size()) << ", precision "
+                << percent(found.size() - invented, found.size()) << '\n';
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = application.arguments().mid(1);
+    if (arguments.size() != 2) {
+        QTextStream(stderr) << "usage: comparetruth TRUTH.jsonl FOUND.jsonl\n";
+        return 2;
+    }
+    QVector<CallhistoryRecord> truth;
+    QVector<CallhistoryRecord> found;
+    QString error;
+    if (!readCallLines(arguments.at(0), &truth, &error)
+        || !readCallLines(arguments.at(1), &found, &error)) {
+        QTextStream(stderr) << "comparetruth: " << error << '\n';
+        return 1;
+    }
+    compare(truth, found);
+    return 0;
+}

@@ -1,0 +1,111 @@
+// Makes sample databases with known contents: a small backup to try the program on, and large files
+// to measure it with.
+
+#include "samples/bulksamples.h"
+#include "samples/callsamples.h"
+#include "samples/calltruth.h"
+#include "samples/sampledatabase.h"
+
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QTextStream>
+
+namespace {
+
+struct BackupFile
+{
+    const char *domainPath;
+    CallPlan plan;
+};
+
+QString backupName(const char *domainPath)
+{
+    return QString::fromLatin1(
+        QCryptographicHash::hash(domainPath, QCryptographicHash::Sha1).toHex());
+}
+
+bool fail(const QString &message)
+{
+    QTextStream(stderr) << "makesample: " << message << '\n';
+    return false;
+}
+
+bool makeBackupFile(const QDir &folder, const BackupFile &file)
+{
+    const QString name = backupName(file.domainPath);
+    const QString path = folder.filePath(QStringLiteral("backup/") + name);
+    SampleDatabase db;
+    CallSample sample;
+    if (!db.create(path) || !makeCallSample(&db, file.plan, &sample) || !db.close()) {
+        return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
+    }
+    const QString truth = folder.filePath(QStringLiteral("truth/%1.jsonl").arg(name));
+    if (!writeCallLines(truth, expectedRecords(sample.layout, sample.deleted))) {
+        return fail(QStringLiteral("cannot write %1").arg(truth));
+    }
+    QTextStream(stdout) << path << ": " << sample.live.size() << " calls, " << sample.deleted.size()
+                        << " more deleted\n";
+    return true;
+}
+
+bool makeBackup(const QString &path)
+{
+    static const BackupFile files[] = {
+        {"WirelessDomain-Library/CallHistory/call_history.db",
+         {CallLayout::Ios7, Deletion::Scattered, 80, 4}},
+        {"HomeDomain-Library/CallHistoryDB/CallHistory.storedata",
+         {CallLayout::Ios11Store, Deletion::ThenInserts, 120, 9}},
+    };
+    const QDir folder(path);
+    if (!folder.mkpath(QStringLiteral("backup")) || !folder.mkpath(QStringLiteral("truth"))) {
+        return fail(QStringLiteral("cannot make folders in %1").arg(path));
+    }
+    for (const BackupFile &file : files) {
+        if (!makeBackupFile(folder, file)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool makeBulkFile(const QString &path, qint64 mebibytes, bool messages)
+{
+    SampleOptions options;
+    options.bulk = true;
+    SampleDatabase db;
+    BulkSample sample;
+    const qint64 bytes = mebibytes * 1024 * 1024;
+    if (!db.create(path, options)
+        || !(messages ? makeBulkMessages(&db, bytes, &sample) : makeBulkCalls(&db, bytes, &sample))
+        || !db.close()) {
+        return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
+    }
+    QTextStream(stdout) << path << ": " << sample.inserted << " rows, " << sample.deleted
+                        << " of them deleted\n";
+    return true;
+}
+
+int usage()
+{
+    QTextStream(stderr) << "usage: makesample backup FOLDER | calls FILE MIB | messages FILE MIB\n";
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = application.arguments().mid(1);
+    if (arguments.size() == 2 && arguments.first() == QLatin1String("backup")) {
+        return makeBackup(arguments.at(1)) ? 0 : 1;
+    }
+    const bool messages = arguments.value(0) == QLatin1String("messages");
+    const int mebibytes = arguments.value(2).toInt();
+    if (arguments.size() != 3 || mebibytes < 1
+        || !(messages || arguments.first() == QLatin1String("calls"))) {
+        return usage();
+    }
+    return makeBulkFile(arguments.at(1), mebibytes, messages) ? 0 : 1;
+}
