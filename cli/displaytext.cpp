@@ -15,7 +15,7 @@ struct CodeRange
 
 // The blocks that terminals draw two columns wide: East Asian scripts, their punctuation and
 // full-width forms, and pictographs.
-constexpr CodeRange wideRanges[] = {
+constexpr CodeRange WideRanges[] = {
     {0x1100, 0x115F},   {0x231A, 0x231B},   {0x23E9, 0x23EC},   {0x2E80, 0x303E},
     {0x3041, 0x4DBF},   {0x4E00, 0xA4CF},   {0xA960, 0xA97F},   {0xAC00, 0xD7A3},
     {0xF900, 0xFAFF},   {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},   {0xFFE0, 0xFFE6},
@@ -24,9 +24,9 @@ constexpr CodeRange wideRanges[] = {
 
 bool isWide(uint character)
 {
-    const auto range = std::lower_bound(std::begin(wideRanges), std::end(wideRanges), character,
+    const auto range = std::lower_bound(std::begin(WideRanges), std::end(WideRanges), character,
                                         [](const CodeRange &r, uint c) { return r.last < c; });
-    return range != std::end(wideRanges) && character >= range->first;
+    return range != std::end(WideRanges) && character >= range->first;
 }
 
 int columnsOf(uint character)

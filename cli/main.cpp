@@ -7,9 +7,12 @@
 #include <csignal>
 #include <cstdio>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
-constexpr char helpText[] =
+constexpr char HelpText[] =
     R"(Usage: sqliterecovery scan TYPE FILE [--format FORMAT] [--output PATH]
 
 Finds deleted records in an SQLite database of an iOS backup. FILE is never changed.
@@ -56,10 +59,22 @@ int runCommand(const QStringList &arguments, const QCommandLineParser &parser)
     return runScan({arguments.mid(1), parser.value(QStringLiteral("format")), output});
 }
 
+// A standard stream that the caller has closed would lend its number to the next file opened, and
+// output meant for the stream would go there.
+void occupyStandardStreams()
+{
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) == -1) {
+            open("/dev/null", O_RDONLY); // takes the lowest free number, which is this one
+        }
+    }
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
+    occupyStandardStreams();
     // A reader that goes away is reported as a failed write, not by a silent death.
     std::signal(SIGPIPE, SIG_IGN);
     const QCoreApplication application(argc, argv);
@@ -76,7 +91,7 @@ int main(int argc, char *argv[])
         return usageError(parser.errorText());
     }
     if (parser.isSet(QStringLiteral("help"))) {
-        return show(helpText);
+        return show(HelpText);
     }
     if (parser.isSet(QStringLiteral("version"))) {
         return show("sqliterecovery " SQLITERECOVERY_VERSION "\n");

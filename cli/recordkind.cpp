@@ -6,12 +6,12 @@
 
 namespace {
 
-constexpr qint64 lastSecondOfYear9999 = 253402300799;
+constexpr qint64 LastSecondOfYear9999 = 253402300799;
 
 QString dateText(qint64 secondsSince1970)
 {
     // A carved field can hold anything; a number is more honest than a date that no calendar knows.
-    if (secondsSince1970 <= 0 || secondsSince1970 > lastSecondOfYear9999) {
+    if (secondsSince1970 <= 0 || secondsSince1970 > LastSecondOfYear9999) {
         return QString::number(secondsSince1970);
     }
     return QDateTime::fromSecsSinceEpoch(secondsSince1970, Qt::UTC)

@@ -22,7 +22,7 @@ struct TypeName
     const char *name;
 };
 
-constexpr TypeName typeNames[] = {
+constexpr TypeName TypeNames[] = {
     {ScanTypeContacts, "contacts"},
     {ScanTypeMessages, "messages"},
     {ScanTypeCallHistory, "call-history"},
@@ -41,7 +41,7 @@ struct Format
     bool (*print)(const ScanResults &results, QIODevice &out);
 };
 
-constexpr Format formats[] = {
+constexpr Format Formats[] = {
     {"text", printText},
     {"json", printJson},
     {"jsonl", printJsonLines},
@@ -50,7 +50,7 @@ constexpr Format formats[] = {
 
 const TypeName *findType(const QString &text)
 {
-    for (const TypeName &entry : typeNames) {
+    for (const TypeName &entry : TypeNames) {
         if (text == QLatin1String(entry.name) || text == QString::number(entry.type)) {
             return &entry;
         }
@@ -60,7 +60,7 @@ const TypeName *findType(const QString &text)
 
 const Format *findFormat(const QString &text)
 {
-    for (const Format &format : formats) {
+    for (const Format &format : Formats) {
         if (text == QLatin1String(format.name)) {
             return &format;
         }
