@@ -15,7 +15,7 @@ namespace {
 constexpr char HelpText[] =
     R"(Usage: sqliterecovery scan TYPE FILE [--format FORMAT] [--output PATH]
 
-Finds deleted records in an SQLite database of an iOS backup. FILE is never changed.
+Finds deleted records in an SQLite database of an iOS backup, changing nothing.
 
 TYPE is a name or its number:
   contacts (0)      messages (1)   call-history (2)     calendar (3)     notes (4)
@@ -28,11 +28,11 @@ Options:
   --help            show this help
   --version         show the version
 
-Exit code: 0 the scan ran, 1 FILE or the output is unusable, 2 wrong usage. Output is UTF-8.
+Exit code: 0 the scan ran, 1 FILE or the output is unusable, 2 wrong usage.
 
 Examples:
   sqliterecovery scan call-history call_history.db
-  sqliterecovery scan call-history call_history.db --format csv --output calls.csv
+  sqliterecovery scan 2 call_history.db --format csv --output calls.csv
   sqliterecovery scan 2 2b2b0084a1bc3a5ac8c27afdf14afb42c61a19ca --format jsonl
 )";
 

@@ -83,15 +83,14 @@ public:
         m_ok = sqlite3_step(insert) == SQLITE_DONE && m_ok;
         sqlite3_finalize(insert);
     }
+    /// Leaves the calls deleted, beside one live call that must never be reported.
     void insertAndDelete(const Calls &calls)
     {
+        insertCall({QStringLiteral("live"), 1342300000, 1, 4});
         for (const Call &call : calls) {
             insertCall(call);
         }
-        m_ok = m_ok && run("DELETE FROM call");
-        // A live row, which must never be reported.
-        insertCall({QStringLiteral("live"), 1342300000, 1, 4});
-        m_ok = m_ok && run("DELETE FROM sqlite_sequence");
+        m_ok = m_ok && run("DELETE FROM call WHERE ROWID > 1");
     }
 
 private:
@@ -504,7 +503,7 @@ void TestCli::helpAndVersion()
     QCOMPARE(help.out.count("\n  sqliterecovery scan "), 3);
     const QByteArrayList lines = help.out.split('\n');
     for (const QByteArray &line : lines) {
-        QVERIFY2(line.size() <= 80 || line.startsWith("Exit code"), line.constData());
+        QVERIFY2(line.size() <= 80, line.constData());
     }
     const Run version = runProgram({QStringLiteral("--version")});
     QCOMPARE(version.exitCode, 0);
@@ -732,14 +731,15 @@ void TestCli::fullDeviceIsAFailure()
 void TestCli::readerThatGoesAwayIsAFailure()
 {
     QProcess process;
-    // The pause leaves time to close our end of the pipe before anything is written.
+    // The pause lets the reader end before anything is written; a pipe hides the exit code.
+    const QString exitCode = path(QStringLiteral("exitcode"));
     process.start(QStringLiteral("sh"),
-                  {QStringLiteral("-c"), QStringLiteral("sleep 0.5; exec \"$0\" scan 2 \"$1\""),
-                   QStringLiteral(SQLITERECOVERY_PROGRAM), path(QStringLiteral("call.db"))});
-    QVERIFY(process.waitForStarted());
-    process.closeReadChannel(QProcess::StandardOutput);
+                  {QStringLiteral("-c"),
+                   QStringLiteral("{ sleep 0.5; \"$0\" scan 2 \"$1\"; echo $? > \"$2\"; } | true"),
+                   QStringLiteral(SQLITERECOVERY_PROGRAM), path(QStringLiteral("call.db")),
+                   exitCode});
     const Run run = finish(process);
-    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(contentsOf(exitCode), QByteArray("1\n"));
     QVERIFY2(isOneLine(run.err) && run.err.contains("cannot write"), run.err.constData());
 }
 
