@@ -1,0 +1,100 @@
+#include "cli/messages.h"
+#include "cli/scancommand.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+#include <csignal>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr char HelpText[] =
+    R"(Usage: sqliterecovery scan TYPE FILE [--format FORMAT] [--output PATH]
+
+Finds deleted records in an SQLite database of an iOS backup, changing nothing.
+
+TYPE is a name or its number:
+  contacts (0)      messages (1)   call-history (2)     calendar (3)     notes (4)
+  bookmarks (5)     whatsapp (6)   safari-history (7)   ios9-notes (8)   wechat (10)
+
+Options:
+  --format FORMAT   text: tables for people (default); jsonl: one JSON object a line;
+                    json: one array of the same objects; csv: for a spreadsheet
+  --output PATH     write to PATH instead of standard output
+  --help            show this help
+  --version         show the version
+
+Exit code: 0 the scan ran, 1 FILE or the output is unusable, 2 wrong usage.
+
+Examples:
+  sqliterecovery scan call-history call_history.db
+  sqliterecovery scan 2 call_history.db --format csv --output calls.csv
+  sqliterecovery scan 2 2b2b0084a1bc3a5ac8c27afdf14afb42c61a19ca --format jsonl
+)";
+
+int show(const char *text)
+{
+    if (std::fputs(text, stdout) < 0 || std::fflush(stdout) != 0) {
+        return failed(QStringLiteral("cannot write the output"));
+    }
+    return ExitDone;
+}
+
+int runCommand(const QStringList &arguments, const QCommandLineParser &parser)
+{
+    if (arguments.isEmpty()) {
+        return usageError(QStringLiteral("no command given"));
+    }
+    if (arguments.first() != QLatin1String("scan")) {
+        return usageError(QStringLiteral("unknown command: %1").arg(arguments.first()));
+    }
+    const QString output = parser.value(QStringLiteral("output"));
+    if (parser.isSet(QStringLiteral("output")) && output.isEmpty()) {
+        return usageError(QStringLiteral("--output needs a path"));
+    }
+    return runScan({arguments.mid(1), parser.value(QStringLiteral("format")), output});
+}
+
+// A standard stream that the caller has closed would lend its number to the next file opened, and
+// output meant for the stream would go there.
+void occupyStandardStreams()
+{
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) == -1) {
+            open("/dev/null", O_RDONLY); // takes the lowest free number, which is this one
+        }
+    }
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    occupyStandardStreams();
+    // A reader that goes away is reported as a failed write, not by a silent death.
+    std::signal(SIGPIPE, SIG_IGN);
+    const QCoreApplication application(argc, argv);
+
+    QCommandLineParser parser;
+    const QString value = QStringLiteral("value");
+    parser.addOptions({
+        {QStringLiteral("format"), QString(), value, QStringLiteral("text")},
+        {QStringLiteral("output"), QString(), value},
+        {{QStringLiteral("h"), QStringLiteral("help")}, QString()},
+        {{QStringLiteral("v"), QStringLiteral("version")}, QString()},
+    });
+    if (!parser.parse(QCoreApplication::arguments())) {
+        return usageError(parser.errorText());
+    }
+    if (parser.isSet(QStringLiteral("help"))) {
+        return show(HelpText);
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        return show("sqliterecovery " SQLITERECOVERY_VERSION "\n");
+    }
+    return runCommand(parser.positionalArguments(), parser);
+}

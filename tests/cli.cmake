@@ -1,0 +1,17 @@
+# Tests of the program: from outside, as users run it, and of the parts that need exact input.
+add_executable(tst_cli tst_cli.cpp)
+target_include_directories(tst_cli PRIVATE ${PROJECT_SOURCE_DIR})
+target_compile_definitions(tst_cli PRIVATE
+    SQLITERECOVERY_PROGRAM="$<TARGET_FILE:sqliterecovery-cli>")
+target_link_libraries(tst_cli PRIVATE sqliterecovery_settings Qt5::Test SQLite::SQLite3)
+add_dependencies(tst_cli sqliterecovery-cli)
+
+add_executable(tst_cliparts tst_cliparts.cpp)
+target_link_libraries(tst_cliparts PRIVATE
+    sqliterecovery_cli_objects sqliterecovery sqliterecovery_settings Qt5::Test)
+
+foreach(name tst_cli tst_cliparts)
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT 300
+        ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp")
+endforeach()

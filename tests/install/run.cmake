@@ -1,0 +1,57 @@
+# Installs, then builds and runs a separate project that knows nothing but the installed files.
+cmake_minimum_required(VERSION 3.25)
+
+function(run)
+    execute_process(COMMAND ${ARGV} OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE code)
+    if(NOT code EQUAL 0)
+        list(JOIN ARGV " " command)
+        message(FATAL_ERROR "failed (${code}): ${command}\n${output}${errors}")
+    endif()
+    set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+function(expect what actual expected)
+    if(NOT actual STREQUAL expected)
+        message(FATAL_ERROR "${what}\n  is:       ${actual}\n  expected: ${expected}")
+    endif()
+endfunction()
+
+set(prefix ${SCRATCH_DIR}/prefix)
+file(REMOVE_RECURSE ${SCRATCH_DIR})
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+
+# Private headers stay at home.
+file(GLOB_RECURSE installed RELATIVE ${prefix}/${INCLUDEDIR} ${prefix}/${INCLUDEDIR}/*)
+list(TRANSFORM PUBLIC_HEADERS REPLACE "^api/" "sqliterecovery/")
+list(SORT installed)
+list(SORT PUBLIC_HEADERS)
+expect("installed headers" "${installed}" "${PUBLIC_HEADERS}")
+
+# The library hands out the public interface and nothing of its inside.
+run(${NM} -DC --defined-only ${prefix}/${LIBDIR}/libsqliterecovery.so)
+foreach(name checkDatabase SqliteRecovery::scanRecoveryForType SqliteRecovery::getCallhistory)
+    if(NOT output MATCHES " T ${name}\\(")
+        message(FATAL_ERROR "not exported: ${name}\n${output}")
+    endif()
+endforeach()
+string(REGEX MATCHALL "[^\n]+" symbols "${output}")
+foreach(symbol IN LISTS symbols)
+    if(NOT symbol MATCHES " [A-Za-z] (SqliteRecovery::|checkDatabase\\(|_init|_fini|__|std::)")
+        message(FATAL_ERROR "exported, but not public: ${symbol}")
+    endif()
+endforeach()
+
+run(${prefix}/${BINDIR}/sqliterecovery --version)
+expect("version of the installed program" "${output}" "sqliterecovery ${VERSION}\n")
+
+run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/consumer -B ${SCRATCH_DIR}/consumer -G ${GENERATOR}
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
+    -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
+run(${CMAKE_COMMAND} --build ${SCRATCH_DIR}/consumer)
+run(${MAKE_DATABASE} ${SCRATCH_DIR}/call.db)
+run(${SCRATCH_DIR}/consumer/consumer ${SCRATCH_DIR}/call.db)
+expect("output of the consumer" "${output}"
+    "readable 1, result 0, calls 1: +15551234567, done 1, progress 1\n")
+run(${prefix}/${BINDIR}/sqliterecovery scan call-history ${SCRATCH_DIR}/call.db --format jsonl)
+expect("output of the installed program" "${output}"
+    "{\"kind\":\"call\",\"address\":\"+15551234567\",\"date\":1342361000,\"duration\":65,\"flags\":5}\n")
