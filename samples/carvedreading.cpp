@@ -86,7 +86,8 @@ QString utf16Of(const QByteArray &bytes, bool bigEndian)
 
 QString textOf(const QByteArray &bytes, const QByteArray &encoding)
 {
-    return encoding == "UTF-8" ? QString::fromUtf8(bytes) : utf16Of(bytes, encoding == "UTF-16be");
+    return encoding == "UTF-8" ? QString::fromUtf8(bytes.constData(), bytes.size())
+                               : utf16Of(bytes, encoding == "UTF-16be");
 }
 
 qint64 integerOf(quint64 type, const QByteArray &bytes)
