@@ -1,6 +1,5 @@
 #include "samples/bulksamples.h"
 
-#include "samples/callgenerator.h"
 #include "samples/callsamples.h"
 #include "samples/sampledatabase.h"
 
@@ -188,8 +187,7 @@ bool makeBulkMessages(SampleDatabase *db, qint64 bytes, BulkSample *sample)
 bool makeBulkCalls(SampleDatabase *db, qint64 bytes, BulkSample *sample)
 {
     *sample = BulkSample();
-    constexpr int maxGap = 40; // keeps the dates of millions of calls in four bytes
-    CallGenerator generator(CallLayout::Ios7, 7, maxGap);
+    CallGenerator generator = bulkCallGenerator();
     return createCallTables(db, CallLayout::Ios7)
            && fill(db, bytes, &sample->inserted,
                    [&](qint64) {
@@ -197,4 +195,10 @@ bool makeBulkCalls(SampleDatabase *db, qint64 bytes, BulkSample *sample)
                        return insertCall(db, CallLayout::Ios7, &call);
                    })
            && thinOut(db, QStringLiteral("call"), sample);
+}
+
+CallGenerator bulkCallGenerator()
+{
+    constexpr int maxGap = 40; // keeps the dates of millions of calls in four bytes
+    return CallGenerator(CallLayout::Ios7, 7, maxGap);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QtGlobal>
+#include "samples/callgenerator.h"
 
 class SampleDatabase;
 
@@ -18,3 +18,6 @@ bool makeBulkMessages(SampleDatabase *db, qint64 bytes, BulkSample *sample);
 
 /// The same with calls as of iOS 7.
 bool makeBulkCalls(SampleDatabase *db, qint64 bytes, BulkSample *sample);
+
+/// A generator of the very calls that makeBulkCalls() inserts, in their order.
+CallGenerator bulkCallGenerator();

@@ -86,7 +86,8 @@ QString utf16Of(const QByteArray &bytes, bool bigEndian)
 
 QString textOf(const QByteArray &bytes, const QByteArray &encoding)
 {
-    return encoding == "UTF-8" ? QString::fromUtf8(bytes) : utf16Of(bytes, encoding == "UTF-16be");
+    return encoding == "UTF-8" ? QString::fromUtf8(bytes.constData(), bytes.size())
+                               : utf16Of(bytes, encoding == "UTF-16be");
 }
 
 qint64 integerOf(quint64 type, const QByteArray &bytes)
@@ -108,24 +109,24 @@ qint64 integerOf(quint64 type, const QByteArray &bytes)
 }
 
 /// Puts one value into the record, by the name of its column.
-void setField(QByteArray column, quint64 type, const QByteArray &bytes, const QByteArray &encoding,
+void setField(const char *column, quint64 type, const QByteArray &bytes, const QByteArray &encoding,
               CallhistoryRecord *record)
 {
-    column = column.toLower();
-    if (column == "address" || column == "zaddress") {
+    const auto is = [column](const char *name) { return qstricmp(column, name) == 0; };
+    if (is("address") || is("zaddress")) {
         record->address = isText(type) ? textOf(bytes, encoding) : QString();
-    } else if (column == "date") {
+    } else if (is("date")) {
         record->date = integerOf(type, bytes);
-    } else if (column == "zdate") {
+    } else if (is("zdate")) {
         const qint64 date = integerOf(type, bytes);
         record->date = date == 0 ? 0 : date + 978307200;
-    } else if (column == "duration" || column == "zduration") {
+    } else if (is("duration") || is("zduration")) {
         record->duration = qint32(integerOf(type, bytes));
-    } else if (column == "flags") {
+    } else if (is("flags")) {
         record->flags = qint32(integerOf(type, bytes));
-    } else if (column == "zoriginated") {
+    } else if (is("zoriginated")) {
         record->flags |= qint32(integerOf(type, bytes)) != 0 ? 1 : 0;
-    } else if (column == "zface_time_data") {
+    } else if (is("zface_time_data")) {
         record->flags |= type != 0 ? 16 : 0;
     }
 }

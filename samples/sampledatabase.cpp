@@ -88,6 +88,13 @@ bool SampleDatabase::create(const QString &path, const SampleOptions &options)
                     .arg(options.bulk ? -128 * 1024 : -2000));
 }
 
+bool SampleDatabase::open(const QString &path)
+{
+    close();
+    return check(sqlite3_open_v2(QFile::encodeName(path).constData(), &m_db, SQLITE_OPEN_READWRITE,
+                                 nullptr));
+}
+
 bool SampleDatabase::exec(const QString &sql)
 {
     return check(sqlite3_exec(m_db, sql.toUtf8().constData(), nullptr, nullptr, nullptr));

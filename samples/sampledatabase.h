@@ -28,6 +28,8 @@ public:
 
     /// Makes a new, empty database at `path`, in place of a file that may be there.
     bool create(const QString &path, const SampleOptions &options = SampleOptions());
+    /// Opens an existing database.
+    bool open(const QString &path);
     /// Runs one or more statements without values.
     bool exec(const QString &sql);
     /// Runs one statement with its values; the prepared statement is kept for the next call.

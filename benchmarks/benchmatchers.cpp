@@ -1,0 +1,44 @@
+#include "benchmarks/benchmatchers.h"
+
+#include "engine/serialtype.h"
+
+BenchMessageMatcher::BenchMessageMatcher(SqliteDbFile *recoverer)
+{
+    owner = recoverer;
+    signatures = {QByteArrayMatcher("\x55", 1)}; // a text of 36 bytes
+}
+
+bool BenchMessageMatcher::bindColumns(const TableSchema &table)
+{
+    m_guid = table.columnIndex(QLatin1String("guid"));
+    m_text = table.columnIndex(QLatin1String("text"));
+    m_handle = table.columnIndex(QLatin1String("handle_id"));
+    m_service = table.columnIndex(QLatin1String("service"));
+    return m_guid >= 1 && m_text >= 1 && m_handle >= 1 && m_service >= 1;
+}
+
+bool BenchMessageMatcher::matchHeader(const TableSchema &table, const QByteArray &region,
+                                      int anchorPos)
+{
+    const int columnCount = table.columns.size();
+    decodeHeaderAt(region, anchorPos, m_guid - 1, columnCount - m_guid, m_cellPrefix, 3, -1);
+    return serialTypes.size() == columnCount - 1 && isTextSerialType(serialTypes[m_text - 1], false)
+           && isIntegerSerialType(serialTypes[m_handle - 1], false)
+           && isTextSerialType(serialTypes[m_service - 1], false);
+}
+
+void BenchMessageMatcher::extractRecord(const TableSchema &, const QByteArray &payload,
+                                        bool isDeleted, int limit)
+{
+    if (!isDeleted) {
+        ++liveMatches;
+        return;
+    }
+    ++deletedMatches;
+    RecordFields fields(payload, bodyStart, serialTypes, limit, owner->headerInfo().textEncoding);
+    while (fields.next()) {
+        if (fields.index() + 1 == m_text) {
+            textLength += fields.text().size();
+        }
+    }
+}
