@@ -18,12 +18,12 @@ constexpr char HelpText[] =
 Finds deleted records in an SQLite database of an iOS backup, changing nothing.
 
 TYPE is a name or its number:
-  contacts (0)      messages (1)   call-history (2)     calendar (3)     notes (4)
-  bookmarks (5)     whatsapp (6)   safari-history (7)   ios9-notes (8)   wechat (10)
+  contacts (0)    messages (1)   call-history (2)    calendar (3)    notes (4)
+  bookmarks (5)   whatsapp (6)   safari-history (7)  ios9-notes (8)  wechat (10)
 
 Options:
-  --format FORMAT   text: tables for people (default); jsonl: one JSON object a line;
-                    json: one array of the same objects; csv: for a spreadsheet
+  --format FORMAT   text: tables for people (default); csv: for a spreadsheet;
+                    jsonl: one JSON object a line; json: one array of the same
   --output PATH     write to PATH instead of standard output
   --help            show this help
   --version         show the version
