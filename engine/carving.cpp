@@ -67,19 +67,20 @@ void SqliteDbFile::carveRegion(const TableSchema &table, qint64 fileOffset, qint
                                const QVector<quint16> &cellOffsets, RecordMatcher &matcher)
 {
     QByteArray region;
-    if (readRegion(fileOffset, length, region)) {
+    if (readRegion(fileOffset, std::min(length, file.size() - fileOffset), region)) {
         searchRegion(table, fileOffset, region, cellOffsets, matcher);
     }
 }
 
 bool SqliteDbFile::readRegion(qint64 fileOffset, qint64 length, QByteArray &region)
 {
-    // Pages in sequence need no seek, which would cost a system call each.
+    // Pages in sequence need no seek, which would cost a system call each; asking for the file's
+    // size would as well.
     if (length <= 0 || length > INT_MAX || (file.pos() != fileOffset && !file.seek(fileOffset))) {
         return false;
     }
-    region.resize(int(std::min(length, file.size() - fileOffset)));
-    const qint64 got = region.isEmpty() ? 0 : file.read(region.data(), region.size());
+    region.resize(int(length));
+    const qint64 got = file.read(region.data(), length);
     region.resize(int(std::max<qint64>(got, 0)));
     return got > 0;
 }

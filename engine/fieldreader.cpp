@@ -15,19 +15,15 @@ constexpr qint64 MaxNumberText = 256;
 /// Returns the `size` bytes at the device's position, or no bytes when they are not all there.
 QByteArray readWhole(QIODevice &device, qint64 size)
 {
-    if (size <= 0 || size > device.size() - device.pos()) {
-        return {};
-    }
-    const QByteArray bytes = device.read(size);
-    return bytes.size() == size ? bytes : QByteArray();
+    return size > 0 && size <= device.size() - device.pos() ? device.read(size) : QByteArray();
 }
 
-QString decodeUtf16(const QByteArray &bytes, bool bigEndian)
+QString decodeUtf16(const char *bytes, qint64 size, bool bigEndian)
 {
-    QString text(bytes.size() / 2, Qt::Uninitialized);
+    QString text(int(size / 2), Qt::Uninitialized);
     bool surrogates = false;
     for (int i = 0; i < text.size(); ++i) {
-        const char *bytesOfUnit = bytes.constData() + 2 * i;
+        const char *bytesOfUnit = bytes + 2 * i;
         const QChar unit(bigEndian ? qFromBigEndian<quint16>(bytesOfUnit)
                                    : qFromLittleEndian<quint16>(bytesOfUnit));
         text[i] = unit;
@@ -56,12 +52,17 @@ bool isMeaningful(QChar c)
 
 } // namespace
 
-QString decodeText(const QByteArray &bytes, int encoding)
+QString decodeText(const char *bytes, qint64 size, int encoding)
 {
     if (encoding == 2 || encoding == 3) {
-        return decodeUtf16(bytes, encoding == 3);
+        return decodeUtf16(bytes, size, encoding == 3);
     }
-    return QString::fromUtf8(bytes.constData(), bytes.size()); // an embedded NUL ends no text
+    return QString::fromUtf8(bytes, int(size)); // with its size, so that a NUL ends no text
+}
+
+QString decodeText(const QByteArray &bytes, int encoding)
+{
+    return decodeText(bytes.constData(), bytes.size(), encoding);
 }
 
 qint64 decodeInteger(const char *bytes, int size)
@@ -82,31 +83,41 @@ qint64 truncateToInteger(double value)
     return qint64(value);
 }
 
-qint64 readIntegerField(QIODevice &device, qint64 st, int encoding, bool parseText)
+qint64 decodeIntegerField(const char *bytes, qint64 left, qint64 st, int encoding, bool parseText)
 {
     const SerialClass kind = serialTypeClass(st);
+    const qint64 size = std::min(serialTypeSize(st), MaxNumberText);
     if (kind == OneClass) {
         return 1;
     }
+    if (size <= 0 || size > left) {
+        return 0;
+    }
     if (kind == TextClass && parseText) {
-        const qint64 size = std::min(serialTypeSize(st), MaxNumberText);
-        return numberFromText(decodeText(readWhole(device, size), encoding));
+        return numberFromText(decodeText(bytes, size, encoding));
     }
-    if (kind != IntegerClass && kind != RealClass) {
-        return 0;
+    if (kind == RealClass) {
+        return truncateToInteger(qFromBigEndian<double>(bytes));
     }
-    char bytes[8];
+    return kind == IntegerClass ? decodeInteger(bytes, int(size)) : 0;
+}
+
+QString decodeTextField(const char *bytes, qint64 left, qint64 st, int encoding)
+{
     const qint64 size = serialTypeSize(st);
-    if (device.read(bytes, size) != size) {
-        return 0;
-    }
-    return kind == IntegerClass ? decodeInteger(bytes, int(size))
-                                : truncateToInteger(qFromBigEndian<double>(bytes));
+    return size > 0 && size <= left ? decodeText(bytes, size, encoding) : QString();
+}
+
+qint64 readIntegerField(QIODevice &device, qint64 st, int encoding, bool parseText)
+{
+    const QByteArray bytes = readWhole(device, std::min(serialTypeSize(st), MaxNumberText));
+    return decodeIntegerField(bytes.constData(), bytes.size(), st, encoding, parseText);
 }
 
 QString readTextField(QIODevice &device, qint64 st, int encoding)
 {
-    return decodeText(readWhole(device, serialTypeSize(st)), encoding);
+    const QByteArray bytes = readWhole(device, serialTypeSize(st));
+    return decodeTextField(bytes.constData(), bytes.size(), st, encoding);
 }
 
 bool isPlausibleText(const QString &text)

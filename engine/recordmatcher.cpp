@@ -141,9 +141,10 @@ void RecordMatcher::trimOverrun(const QVector<qint64> &cellPrefix, int decoded)
 
 RecordFields::RecordFields(const QByteArray &payload, qint64 bodyStart,
                            const QVector<qint64> &serialTypes, int limit, int encoding)
-    : m_device(payload)
+    : m_payload(payload)
     , m_serialTypes(serialTypes)
-    , m_pos(std::clamp<qint64>(bodyStart, 0, payload.size()))
+    , m_size(payload.size())
+    , m_next(std::clamp<qint64>(bodyStart, 0, m_size))
     , m_limit(limit)
     , m_encoding(encoding)
 {
@@ -152,26 +153,26 @@ RecordFields::RecordFields(const QByteArray &payload, qint64 bodyStart,
 bool RecordFields::next()
 {
     while (++m_index < m_serialTypes.size()) {
-        const qint64 start = m_pos;
         const qint64 size = serialTypeSize(serialType());
-        // The invalid types 10 and 11 count as -1 bytes, but no position leaves the payload.
-        m_pos = std::clamp<qint64>(size > m_device.size() - start ? m_device.size() : start + size,
-                                   0, m_device.size());
-        if (size == 0 || m_limit == 0 || start < m_limit) {
-            m_device.seek(start);
-            return true;
+        if (size != 0 && m_limit != 0 && m_next >= m_limit) {
+            continue;
         }
-        m_pos = start;
+        m_start = m_next;
+        // The invalid types 10 and 11 count as -1 bytes, but no position leaves the payload.
+        m_next = size > m_size - m_start ? m_size : std::max<qint64>(m_start + size, 0);
+        return true;
     }
     return false;
 }
 
-qint64 RecordFields::integer()
+qint64 RecordFields::integer() const
 {
-    return readIntegerField(m_device, serialType(), m_encoding);
+    return decodeIntegerField(m_payload.constData() + m_start, m_size - m_start, serialType(),
+                              m_encoding);
 }
 
-QString RecordFields::text()
+QString RecordFields::text() const
 {
-    return readTextField(m_device, serialType(), m_encoding);
+    return decodeTextField(m_payload.constData() + m_start, m_size - m_start, serialType(),
+                           m_encoding);
 }

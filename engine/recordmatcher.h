@@ -105,7 +105,7 @@ private:
 class RecordFields
 {
 public:
-    /// All arguments must outlive the walk.
+    /// The payload and the types must outlive the walk.
     RecordFields(const QByteArray &payload, qint64 bodyStart, const QVector<qint64> &serialTypes,
                  int limit, int encoding);
 
@@ -116,13 +116,15 @@ public:
     int index() const { return m_index; }
     qint64 serialType() const { return m_serialTypes[m_index]; }
     /// The field's value; 0 or an empty text when its bytes are not all there.
-    qint64 integer();
-    QString text();
+    qint64 integer() const;
+    QString text() const;
 
 private:
-    RegionDevice m_device;
+    const QByteArray &m_payload;
     const QVector<qint64> &m_serialTypes;
-    qint64 m_pos;
+    qint64 m_size;
+    qint64 m_start = 0; ///< of the current field
+    qint64 m_next;      ///< of the field behind it
     int m_limit;
     int m_encoding;
     int m_index = -1;

@@ -3,10 +3,18 @@
 #include <QIODevice>
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
 constexpr int ChunkSize = 256;
+
+bool isEightBytesBelow128(const uchar *bytes)
+{
+    quint64 word = 0;
+    std::memcpy(&word, bytes, sizeof(word));
+    return (word & Q_UINT64_C(0x8080808080808080)) == 0;
+}
 
 int fail(QIODevice &device, qint64 start, QVector<qint64> &out)
 {
@@ -102,9 +110,12 @@ int decodeVarintBackward(const uchar *begin, const uchar *end, qint64 &value)
 int decodeVarints(const uchar *begin, const uchar *end, int count, qint64 *values)
 {
     const uchar *pos = begin;
-    for (int i = 0; i < count; ++i) {
-        if (pos < end && *pos < 0x80) { // nearly all are of one byte
-            values[i] = *pos++;
+    for (int i = 0; i < count;) {
+        // Nearly all serial types are of one byte: eight of them are told by their clear high bits.
+        if (count - i >= 8 && end - pos >= 8 && isEightBytesBelow128(pos)) {
+            std::copy_n(pos, 8, values + i);
+            pos += 8;
+            i += 8;
             continue;
         }
         const int length = decodeVarint(pos, end, values[i]);
@@ -112,6 +123,7 @@ int decodeVarints(const uchar *begin, const uchar *end, int count, qint64 *value
             return -1;
         }
         pos += length;
+        ++i;
     }
     return int(pos - begin);
 }
