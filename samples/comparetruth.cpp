@@ -1,4 +1,6 @@
-// Shows the deleted calls of a sample beside those that a scan found.
+// Shows the deleted calls of a sample beside those that a scan found. What was found and never was
+// deleted is told apart by the calls that still exist: SQLite leaves copies of rows where it moved
+// them, and a scan cannot tell such a copy from a deleted row.
 
 #include "samples/calltruth.h"
 #include "samples/carvedreading.h"
@@ -11,6 +13,8 @@
 
 namespace {
 
+constexpr int MaxAddressWidth = 44;
+
 bool contains(const QVector<CallhistoryRecord> &calls, const CallhistoryRecord &call)
 {
     return std::any_of(calls.begin(), calls.end(),
@@ -21,6 +25,9 @@ QString printable(QString text)
 {
     for (QChar &c : text) {
         c = c.isPrint() ? c : QChar(QChar::ReplacementCharacter);
+    }
+    if (text.size() > MaxAddressWidth) {
+        text = text.left(MaxAddressWidth - 3) + QStringLiteral("...");
     }
     return text.isEmpty() ? QStringLiteral("(none)") : text;
 }
@@ -79,7 +86,7 @@ int widestAddress(const QVector<CallhistoryRecord> &calls)
     for (const CallhistoryRecord &call : calls) {
         width = std::max(width, printable(call.address).size());
     }
-    return std::min(width, 50);
+    return width;
 }
 
 QString percent(int part, int whole)
@@ -88,29 +95,41 @@ QString percent(int part, int whole)
                       : QStringLiteral("%1%").arg(100.0 * part / whole, 0, 'f', 1);
 }
 
-void compare(const QVector<CallhistoryRecord> &truth, const QVector<CallhistoryRecord> &found)
+/// The calls of one sample database.
+struct Calls
 {
-    Table table(widestAddress(truth + found));
+    QVector<CallhistoryRecord> deleted;
+    QVector<CallhistoryRecord> live;
+    QVector<CallhistoryRecord> found;
+};
+
+void compare(const Calls &calls)
+{
+    Table table(widestAddress(calls.deleted + calls.found));
     int recovered = 0;
-    for (const CallhistoryRecord &call : truth) {
-        const bool isFound = contains(found, call);
+    for (const CallhistoryRecord &call : calls.deleted) {
+        const bool isFound = contains(calls.found, call);
         recovered += isFound;
         table.add(QLatin1String(isFound ? "recovered" : "missed"), call);
     }
+    int copies = 0;
     int invented = 0;
-    for (const CallhistoryRecord &call : found) {
-        if (!contains(truth, call)) {
-            ++invented;
-            table.add(QStringLiteral("invented"), call);
+    for (const CallhistoryRecord &call : calls.found) {
+        if (!contains(calls.deleted, call)) {
+            const bool isCopy = contains(calls.live, call);
+            ++(isCopy ? copies : invented);
+            table.add(QLatin1String(isCopy ? "live copy" : "invented"), call);
         }
     }
-    table.out() << QStringLiteral("deleted %1, recovered %2, missed %3, invented %4; ")
-                       .arg(truth.size())
+    table.out() << QStringLiteral("deleted %1, recovered %2, missed %3, copies of live calls %4, "
+                                  "invented %5; ")
+                       .arg(calls.deleted.size())
                        .arg(recovered)
-                       .arg(truth.size() - recovered)
+                       .arg(calls.deleted.size() - recovered)
+                       .arg(copies)
                        .arg(invented)
-                << "recall " << percent(recovered, truth.size()) << ", precision "
-                << percent(found.size() - invented, found.size()) << '\n';
+                << "recall " << percent(recovered, calls.deleted.size()) << ", precision "
+                << percent(calls.found.size() - copies - invented, calls.found.size()) << '\n';
 }
 
 } // namespace
@@ -119,18 +138,18 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = application.arguments().mid(1);
-    if (arguments.size() != 2) {
-        QTextStream(stderr) << "usage: comparetruth TRUTH.jsonl FOUND.jsonl\n";
+    if (arguments.size() != 3) {
+        QTextStream(stderr) << "usage: comparetruth DELETED.jsonl LIVE.jsonl FOUND.jsonl\n";
         return 2;
     }
-    QVector<CallhistoryRecord> truth;
-    QVector<CallhistoryRecord> found;
+    Calls calls;
     QString error;
-    if (!readCallLines(arguments.at(0), &truth, &error)
-        || !readCallLines(arguments.at(1), &found, &error)) {
+    if (!readCallLines(arguments.at(0), &calls.deleted, &error)
+        || !readCallLines(arguments.at(1), &calls.live, &error)
+        || !readCallLines(arguments.at(2), &calls.found, &error)) {
         QTextStream(stderr) << "comparetruth: " << error << '\n';
         return 1;
     }
-    compare(truth, found);
+    compare(calls);
     return 0;
 }

@@ -41,8 +41,10 @@ bool makeBackupFile(const QDir &folder, const BackupFile &file)
         return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
     }
     const QString truth = folder.filePath(QStringLiteral("truth/%1.jsonl").arg(name));
-    if (!writeCallLines(truth, expectedRecords(sample.layout, sample.deleted))) {
-        return fail(QStringLiteral("cannot write %1").arg(truth));
+    const QString live = folder.filePath(QStringLiteral("truth/%1.live.jsonl").arg(name));
+    if (!writeCallLines(truth, expectedRecords(sample.layout, sample.deleted))
+        || !writeCallLines(live, expectedRecords(sample.layout, sample.live))) {
+        return fail(QStringLiteral("cannot write %1 or %2").arg(truth, live));
     }
     QTextStream(stdout) << path << ": " << sample.live.size() << " calls, " << sample.deleted.size()
                         << " more deleted\n";
