@@ -196,6 +196,15 @@ bool CallEvidence::isFirstTypeMisread(qint64 typesAt) const
 Explanation CallEvidence::explainInvention(const CallhistoryRecord &record) const
 {
     const QVector<CarvedReading> readings = findReadings(m_map, m_layout, record);
+    // The same values may stand in several places, the live cell among them: a whole row outside
+    // the live cells explains the find, whatever the other places hold.
+    for (const CarvedReading &reading : readings) {
+        const bool isFormer = isStored(m_former, reading);
+        if (isFormer || isStored(m_live, reading)) {
+            return explanation(isFormer ? Mechanism::FormerVersion : Mechanism::StaleCopy,
+                               describe(reading));
+        }
+    }
     Explanation result = explanation(Mechanism::Unexplained, QStringLiteral("nowhere in the file"));
     for (const CarvedReading &reading : readings) {
         result = explainReading(reading);
@@ -208,17 +217,8 @@ Explanation CallEvidence::explainInvention(const CallhistoryRecord &record) cons
 
 Explanation CallEvidence::explainReading(const CarvedReading &reading) const
 {
-    const QString where = describe(reading);
-    if (isStored(m_former, reading)) {
-        return explanation(Mechanism::FormerVersion, where);
-    }
-    if (isStored(m_live, reading)) {
-        return explanation(Mechanism::StaleCopy, where);
-    }
-    if (reading.digitsBefore > 0) {
-        return explanation(Mechanism::DigitsBeforeBody, where);
-    }
-    return explainFragments(reading);
+    return reading.digitsBefore > 0 ? explanation(Mechanism::DigitsBeforeBody, describe(reading))
+                                    : explainFragments(reading);
 }
 
 Explanation CallEvidence::explainFragments(const CarvedReading &reading) const
