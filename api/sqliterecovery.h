@@ -23,8 +23,11 @@ class ScanProgress;
 ///
 /// Results: every scan appends to the result arrays; nothing is cleared before a scan, and the
 /// arrays keep their records until the object is destroyed. The object owns every record; callers
-/// borrow pointers, which stay valid until the next scan or the destruction of the object. A
-/// getXxx(index) returns null when index is not below getXxxCount().
+/// borrow pointers. A pointer stays valid until the next scan with the object, its assignment or
+/// its destruction; after the object was copied, records are to be asked for anew. A getXxx(index)
+/// returns null when index is not below getXxxCount().
+///
+/// Kinds: this version recovers calls. The scans of all other kinds are accepted and find nothing.
 ///
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
 ///

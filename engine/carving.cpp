@@ -34,12 +34,11 @@ bool isLiveCellStart(qint64 offsetInPage, const QVector<quint16> &cellOffsets)
     return behind != cellOffsets.cbegin() && offsetInPage - *(behind - 1) <= 4;
 }
 
-void SqliteDbFile::carveTable(const TableSchema &table, RecordMatcher &matcher, double progressSpan,
+bool SqliteDbFile::carveTable(const TableSchema &table, RecordMatcher &matcher, double progressSpan,
                               bool freeListOnly)
 {
     if (!matcher.bindColumns(table)) {
-        reportProgress(progressSpan);
-        return;
+        return reportProgress(progressSpan);
     }
     const QVector<quint32> leafPages = reader->collectLeafPages(quint32(table.rootPage));
     if (freeListOnly && freeRegions.isEmpty()) {
@@ -53,14 +52,11 @@ void SqliteDbFile::carveTable(const TableSchema &table, RecordMatcher &matcher, 
     for (const quint32 pageNo : leafPages) {
         carveLeafPage(table, pageNo, region, matcher);
         if (!reportProgress(step)) {
-            return;
+            return false;
         }
     }
-    if (freeListOnly) {
-        carveFreeRegions(table, step, region, matcher);
-    } else {
-        carveOtherPages(table, leafPages, step, region, matcher);
-    }
+    return freeListOnly ? carveFreeRegions(table, step, region, matcher)
+                        : carveOtherPages(table, leafPages, step, region, matcher);
 }
 
 void SqliteDbFile::carveRegion(const TableSchema &table, qint64 fileOffset, qint64 length,
@@ -90,26 +86,23 @@ bool SqliteDbFile::readRegion(qint64 fileOffset, qint64 length, QByteArray &regi
 void SqliteDbFile::carveLeafPage(const TableSchema &table, quint32 pageNo, QByteArray &region,
                                  RecordMatcher &matcher)
 {
-    const qint64 pageSize = headerInfo().pageSize;
-    const qint64 pageStart = (qint64(pageNo) - 1) * pageSize;
-    const int headerEnd = int(pageOffset(pageNo, pageSize) - pageStart) + LeafHeaderSize;
-    if (!readRegion(pageStart, pageSize, region) || region.size() < headerEnd) {
+    const qint64 pageStart = (qint64(pageNo) - 1) * headerInfo().pageSize;
+    if (!readRegion(pageStart, headerInfo().pageSize, region)) {
         return;
     }
-    const uchar *bytes = reinterpret_cast<const uchar *>(region.constData());
-    const int cellCount = decodePageHeader(bytes + headerEnd - LeafHeaderSize).cellCount;
-    const int regionStart = headerEnd + 2 * cellCount;
-    if (region.size() < regionStart) {
+    PageView page(region, pageNo);
+    if (!page.readHeader(LeafHeaderSize)) {
         return;
     }
-    QVector<quint16> cellOffsets = decodeCellPointers(bytes + headerEnd, cellCount);
+    QVector<quint16> cellOffsets = page.cellPointers();
     std::sort(cellOffsets.begin(), cellOffsets.end());
-    matcher.liveCellTotal += cellCount;
+    matcher.liveCellTotal += cellOffsets.size();
+    const int regionStart = page.cellPointersEnd();
     region.remove(0, regionStart);
     searchRegion(table, pageStart + regionStart, region, cellOffsets, matcher);
 }
 
-void SqliteDbFile::carveOtherPages(const TableSchema &table, const QVector<quint32> &leafPages,
+bool SqliteDbFile::carveOtherPages(const TableSchema &table, const QVector<quint32> &leafPages,
                                    double step, QByteArray &region, RecordMatcher &matcher)
 {
     const DatabaseHeader &header = headerInfo();
@@ -128,12 +121,13 @@ void SqliteDbFile::carveOtherPages(const TableSchema &table, const QVector<quint
             searchRegion(table, offset, region, {}, matcher);
         }
         if (!reportProgress(step)) {
-            return;
+            return false;
         }
     }
+    return true;
 }
 
-void SqliteDbFile::carveFreeRegions(const TableSchema &table, double step, QByteArray &region,
+bool SqliteDbFile::carveFreeRegions(const TableSchema &table, double step, QByteArray &region,
                                     RecordMatcher &matcher)
 {
     for (const FreeRegion &free : qAsConst(freeRegions)) {
@@ -142,9 +136,10 @@ void SqliteDbFile::carveFreeRegions(const TableSchema &table, double step, QByte
             searchRegion(table, offset, region, {}, matcher);
         }
         if (!reportProgress(step)) {
-            return;
+            return false;
         }
     }
+    return true;
 }
 
 void SqliteDbFile::searchRegion(const TableSchema &table, qint64 fileOffset,

@@ -18,6 +18,10 @@ namespace {
 
 constexpr char Magic[] = "SQLite format 3"; // 16 bytes with the closing zero
 constexpr int OverflowPointerSize = 4;
+/// SQLite's hard limit of columns, and so of fields in a record.
+constexpr int MaxFields = 32767;
+/// Far above what a table statement takes; a longer row of the schema table is not read.
+constexpr int MaxSchemaPayload = 8 * 1024 * 1024;
 
 /// Fields of a row of the schema table.
 enum SchemaField { TypeField = 0, TableNameField = 2, RootPageField = 3, SqlField = 4 };
@@ -26,46 +30,6 @@ const uchar *asBytes(const QByteArray &bytes)
 {
     return reinterpret_cast<const uchar *>(bytes.constData());
 }
-
-/// The bytes of a b-tree page, with the checks that every access to them needs.
-class PageView
-{
-public:
-    PageView(const QByteArray &page, quint32 pageNo)
-        : m_page(page)
-        , m_headerOffset(pageNo == 1 ? DatabaseHeaderSize : 0)
-    {
-    }
-
-    bool readHeader(int headerSize)
-    {
-        if (m_page.size() < m_headerOffset + headerSize) {
-            return false;
-        }
-        m_header = decodePageHeader(asBytes(m_page) + m_headerOffset);
-        m_pointers = m_headerOffset + headerSize;
-        return m_page.size() >= m_pointers + 2 * m_header.cellCount;
-    }
-
-    QVector<quint16> cellPointers() const
-    {
-        return decodeCellPointers(asBytes(m_page) + m_pointers, m_header.cellCount);
-    }
-
-    quint32 rightMostChild() const
-    {
-        return qFromBigEndian<quint32>(asBytes(m_page) + m_headerOffset + LeafHeaderSize);
-    }
-
-    const uchar *at(int offset) const { return asBytes(m_page) + std::min(offset, m_page.size()); }
-    const uchar *end() const { return asBytes(m_page) + m_page.size(); }
-
-private:
-    const QByteArray &m_page;
-    int m_headerOffset;
-    int m_pointers = 0;
-    PageHeader m_header;
-};
 
 /// Decodes the two varints in front of the payload of the cell at `cell`.
 bool decodeCell(const uchar *cell, const uchar *end, RowRef &row)
@@ -124,7 +88,7 @@ bool decodeSerialTypes(const QByteArray &header, QVector<qint64> &types)
     pos += decodeVarint(pos, end, value);
     while (pos < end) {
         const int length = decodeVarint(pos, end, value);
-        if (length == 0 || serialTypeSize(value) < 0) {
+        if (length == 0 || serialTypeSize(value) < 0 || types.size() == MaxFields) {
             return false;
         }
         types.append(value);
@@ -301,8 +265,9 @@ bool DatabaseReader::buildRecordLayout(RowRef &row)
     ChunkCursor cursor(chunks);
     QVector<PayloadChunk> headerChunks;
     QVector<qint64> types;
-    if (headerSize <= 0 || !cursor.take(headerSize, &headerChunks)
-        || !readChunks(headerChunks, header) || !decodeSerialTypes(header, types)) {
+    if (headerSize <= 0 || headerSize > MaxFields * MaxVarintLength
+        || !cursor.take(headerSize, &headerChunks) || !readChunks(headerChunks, header)
+        || !decodeSerialTypes(header, types)) {
         return false;
     }
     for (const qint64 type : qAsConst(types)) {
@@ -353,20 +318,23 @@ bool DatabaseReader::loadSchema()
 {
     m_tables.clear();
     const QVector<quint32> leafPages = collectLeafPages(1);
-    QVector<RowRef> rows;
-    if (leafPages.isEmpty() || !readLeafRows(leafPages, rows)) {
-        return false;
-    }
     // Payloads share no bytes, so together they are no longer than the file; without this bound a
     // hostile schema could make every row walk the same long overflow chain.
     qint64 bytesLeft = m_device->size();
-    for (RowRef &row : rows) {
-        bytesLeft -= row.payloadSize;
-        if (bytesLeft < 0 || !buildRecordLayout(row) || !addTable(row)) {
+    for (const quint32 pageNo : leafPages) {
+        QVector<RowRef> rows;
+        if (!readLeafRows({pageNo}, rows)) {
             return false;
         }
+        for (RowRef &row : rows) {
+            bytesLeft -= row.payloadSize;
+            if (row.payloadSize > MaxSchemaPayload || bytesLeft < 0 || !buildRecordLayout(row)
+                || !addTable(row)) {
+                return false;
+            }
+        }
     }
-    return true;
+    return !leafPages.isEmpty();
 }
 
 /// Adds the table that the schema row describes; rows of other kinds are read and ignored.

@@ -41,7 +41,8 @@ public:
     /// `device` must be open for reading and outlive the reader.
     explicit DatabaseReader(QIODevice *device);
 
-    /// Reads the header, then the schema. Returns true only when both could be read.
+    /// Reads the header, then the schema. Returns true only when both could be read; a schema row
+    /// of more than 8 MiB counts as unreadable.
     bool open();
 
     /// Checks the database header and keeps what is needed of it. Returns false when the file is no
@@ -74,7 +75,7 @@ public:
     bool readLeafRows(const QVector<quint32> &leafPages, QVector<RowRef> &rows);
 
     /// Fills row.fields from the record header. Returns false, and leaves no fields, on any
-    /// failure.
+    /// failure, also when there are more fields than SQLite allows columns.
     bool buildRecordLayout(RowRef &row);
 
     /// Returns how many bytes of a cell on a table leaf page belong to a payload of `payloadSize`

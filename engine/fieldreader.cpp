@@ -6,6 +6,8 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace {
@@ -41,7 +43,9 @@ qint64 numberFromText(const QString &text)
 {
     bool isInteger = false;
     const qint64 number = text.trimmed().toLongLong(&isInteger);
-    return isInteger ? number : truncateToInteger(text.toDouble());
+    const double real = isInteger ? 0 : text.toDouble();
+    // "nan" and "inf" are words here.
+    return isInteger || !std::isfinite(real) ? number : truncateToInteger(real);
 }
 
 bool isMeaningful(QChar c)
@@ -57,7 +61,10 @@ QString decodeText(const char *bytes, qint64 size, int encoding)
     if (encoding == 2 || encoding == 3) {
         return decodeUtf16(bytes, size, encoding == 3);
     }
-    return QString::fromUtf8(bytes, int(size)); // with its size, so that a NUL ends no text
+    // With its size, so that a NUL ends no text; Qt drops a leading byte-order mark.
+    const QString text = QString::fromUtf8(bytes, int(size));
+    const bool hasMark = size >= 3 && std::memcmp(bytes, "\xEF\xBB\xBF", 3) == 0;
+    return hasMark ? QChar(QChar::ByteOrderMark) + text : text;
 }
 
 QString decodeText(const QByteArray &bytes, int encoding)

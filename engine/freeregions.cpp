@@ -34,9 +34,10 @@ QVector<FreeRegion> collectFreeRegions(QIODevice &device, const DatabaseHeader &
     if (pageSize < TrunkHeaderSize) {
         return regions;
     }
-    QBitArray listed(int(std::min<qint64>(qint64(header.pageCount) + 1, INT_MAX)));
+    QBitArray trunks(int(std::min<qint64>(qint64(header.pageCount) + 1, INT_MAX)));
+    QBitArray leaves(trunks.size());
     quint32 trunk = header.firstFreelistTrunk;
-    while (claim(listed, trunk)) {
+    while (claim(trunks, trunk)) {
         const qint64 offset = pageOffset(trunk, header.pageSize);
         if (!device.seek(offset)) {
             break;
@@ -52,7 +53,7 @@ QVector<FreeRegion> collectFreeRegions(QIODevice &device, const DatabaseHeader &
         regions.append({trunk, listEnd, pageSize - listEnd});
         for (quint32 i = 0; i < leafCount; ++i) {
             const quint32 leaf = qFromBigEndian<quint32>(bytes + TrunkHeaderSize + 4 * i);
-            if (claim(listed, leaf)) {
+            if (claim(leaves, leaf)) {
                 regions.append({leaf, 0, pageSize});
             }
         }

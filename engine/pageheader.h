@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QVector>
 #include <QtGlobal>
 
@@ -33,6 +34,35 @@ PageHeader decodePageHeader(const uchar *bytes);
 
 /// Decodes `count` cell pointers from the 2 * `count` bytes at `bytes`, in array order.
 QVector<quint16> decodeCellPointers(const uchar *bytes, int count);
+
+/// A b-tree page in memory, with the checks that every access to it needs.
+class PageView
+{
+public:
+    /// `page` is what the file holds of the page, from its start; it must outlive the view.
+    PageView(const QByteArray &page, quint32 pageNo);
+
+    /// Decodes the header, of LeafHeaderSize or InteriorHeaderSize. Returns false when it or the
+    /// cell pointer array is not all there; nothing else may then be asked for.
+    bool readHeader(int headerSize);
+
+    /// The cell pointers in array order; the number of them is the cell count.
+    QVector<quint16> cellPointers() const;
+    /// Where the cell pointer array ends, relative to the page.
+    int cellPointersEnd() const { return m_pointers + 2 * m_header.cellCount; }
+    /// Of an interior page.
+    quint32 rightMostChild() const;
+
+    /// The byte at `offset` of the page; end() when it is not there.
+    const uchar *at(int offset) const;
+    const uchar *end() const;
+
+private:
+    const QByteArray &m_page;
+    int m_headerOffset;
+    int m_pointers = 0;
+    PageHeader m_header;
+};
 
 /// Returns the file offset of page `pageNo`; of the b-tree page header on page 1, which stands
 /// behind the database header.

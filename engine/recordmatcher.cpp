@@ -15,7 +15,7 @@ int noHeader(QVector<qint64> &types, QVector<qint64> &cellPrefix)
     return 0;
 }
 
-/// What precedes the serial types in a sound cell, behind the rowid: header size and NULL.
+/// What precedes the serial types in a sound cell: the rowid's last byte, header size and NULL.
 constexpr int CellRemains = 3;
 
 } // namespace
@@ -79,8 +79,8 @@ int RecordMatcher::decodeHeaderAt(const QByteArray &region, int anchorPos, int t
     }
     m_region.setBytes(region);
     m_region.seek(anchorPos);
-    const int after = readSerialTypes(m_region, typesAfter, serialTypes);
-    if (after == 0) {
+    const int after = typesAfter > 0 ? readSerialTypes(m_region, typesAfter, serialTypes) : 0;
+    if (typesAfter > 0 && after == 0) {
         return noHeader(serialTypes, out);
     }
     headerStart = std::max(prefix, lookBack) + decoded;
@@ -108,7 +108,7 @@ int RecordMatcher::readFirstType(const uchar *begin, const uchar *pos, int lookB
 {
     qint64 type = 0;
     const int length = lookBack >= CellRemains ? decodeVarintBackward(begin, pos, type) : 0;
-    if (length >= 2 && pos - length - CellRemains >= begin + 1) {
+    if (length >= 2 && pos - begin > length + CellRemains) {
         const uchar *remains = pos - length - CellRemains;
         const bool isCell = remains[0] < 0x80 && remains[1] >= 1 && remains[2] == 0;
         const bool isExpected =
@@ -165,14 +165,16 @@ bool RecordFields::next()
     return false;
 }
 
-qint64 RecordFields::integer() const
+qint64 RecordFields::integer()
 {
+    m_isCut = m_isCut || serialTypeSize(serialType()) > m_size - m_start;
     return decodeIntegerField(m_payload.constData() + m_start, m_size - m_start, serialType(),
                               m_encoding);
 }
 
-QString RecordFields::text() const
+QString RecordFields::text()
 {
+    m_isCut = m_isCut || serialTypeSize(serialType()) > m_size - m_start;
     return decodeTextField(m_payload.constData() + m_start, m_size - m_start, serialType(),
                            m_encoding);
 }

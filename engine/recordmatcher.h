@@ -116,8 +116,12 @@ public:
     int index() const { return m_index; }
     qint64 serialType() const { return m_serialTypes[m_index]; }
     /// The field's value; 0 or an empty text when its bytes are not all there.
-    qint64 integer() const;
-    QString text() const;
+    qint64 integer();
+    QString text();
+
+    /// True once a value was asked for whose bytes are not all there: the row is cut, and a record
+    /// of it would pass for a whole one.
+    bool isCut() const { return m_isCut; }
 
 private:
     const QByteArray &m_payload;
@@ -128,4 +132,5 @@ private:
     int m_limit;
     int m_encoding;
     int m_index = -1;
+    bool m_isCut = false;
 };

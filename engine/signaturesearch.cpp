@@ -1,5 +1,6 @@
 #include "engine/signaturesearch.h"
 
+#include <algorithm>
 #include <cstring>
 
 RegionSignatures::RegionSignatures(const QList<QByteArrayMatcher> &signatures,

@@ -2,6 +2,8 @@
 
 #include "api/scanprogress.h"
 
+#include <QFileInfo>
+
 SqliteDbFile::SqliteDbFile(QObject *parent)
     : QObject(parent)
 {
@@ -17,8 +19,9 @@ bool SqliteDbFile::open(const QString &newPath)
         file.close();
     }
     file.setFileName(path);
-    // Unbuffered: every read is of a whole region or page, and none may touch more than it needs.
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    // Unbuffered: every read is of a whole region or page. Anything but a regular file, such as a
+    // pipe, could make a read wait for ever.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return false;
     }
     reader = std::make_unique<DatabaseReader>(&file);

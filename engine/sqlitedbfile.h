@@ -21,7 +21,8 @@ public:
     ~SqliteDbFile() override;
 
     /// Opens the database and loads its schema, in place of the one opened before. Returns false
-    /// when the file cannot be read, is no database, or its schema cannot be loaded.
+    /// when the path is no regular file that can be read, is no database, or its schema cannot be
+    /// loaded; nothing else may then be called but open().
     bool open(const QString &path);
 
     /// Borrows the progress object for the scans to come; null for none.
@@ -40,7 +41,8 @@ public:
     /// Matches go to `matcher`. A tree that cannot be walked counts as having no leaf pages: rows
     /// on a damaged tree are worth having. Steps that add up to about `progressSpan` are reported;
     /// when the progress object answers false the search ends.
-    void carveTable(const TableSchema &table, RecordMatcher &matcher, double progressSpan,
+    /// Returns false when it was ended so: the scan of the whole database is to stop then.
+    bool carveTable(const TableSchema &table, RecordMatcher &matcher, double progressSpan,
                     bool freeListOnly);
 
     /// Reads `length` bytes from `fileOffset` on (what there is of them) and searches them for
@@ -67,9 +69,9 @@ private:
     bool readRegion(qint64 fileOffset, qint64 length, QByteArray &region);
     void carveLeafPage(const TableSchema &table, quint32 pageNo, QByteArray &region,
                        RecordMatcher &matcher);
-    void carveOtherPages(const TableSchema &table, const QVector<quint32> &leafPages, double step,
+    bool carveOtherPages(const TableSchema &table, const QVector<quint32> &leafPages, double step,
                          QByteArray &region, RecordMatcher &matcher);
-    void carveFreeRegions(const TableSchema &table, double step, QByteArray &region,
+    bool carveFreeRegions(const TableSchema &table, double step, QByteArray &region,
                           RecordMatcher &matcher);
     void searchRegion(const TableSchema &table, qint64 fileOffset, const QByteArray &region,
                       const QVector<quint16> &cellOffsets, RecordMatcher &matcher);

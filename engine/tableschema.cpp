@@ -4,8 +4,9 @@
 
 namespace {
 
-/// SQLite's own hard limit of columns in a table.
-constexpr int MaxColumns = 32767;
+/// SQLite's limit of columns in a table, unless it is built with another one. The bound keeps a
+/// hostile statement from making every later look at a record header expensive.
+constexpr int MaxColumns = 2000;
 
 /// Removes every match of "\([^)]+\)". Nested parentheses are not understood, and a stray ")"
 /// stays. Written out because a regular expression would search a text of many "(" in quadratic

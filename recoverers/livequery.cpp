@@ -93,6 +93,7 @@ void LiveQuery::open(const QString &dbPath, int flags, const char *uriOptions)
 bool LiveQuery::forEachRow(const QString &sql, const std::function<void(const LiveRow &)> &row)
 {
     sqlite3_stmt *prepared = nullptr;
+    m_checksLeft = MaxChecks; // for the preparation as well, which reads the schema
     if (!m_database
         || sqlite3_prepare_v2(m_database, sql.toUtf8().constData(), -1, &prepared, nullptr)
                != SQLITE_OK) {
@@ -100,7 +101,6 @@ bool LiveQuery::forEachRow(const QString &sql, const std::function<void(const Li
     }
     const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)> statement(prepared,
                                                                            &sqlite3_finalize);
-    m_checksLeft = MaxChecks;
     while (sqlite3_step(prepared) == SQLITE_ROW) {
         row(LiveRow(prepared));
     }

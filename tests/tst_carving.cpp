@@ -45,6 +45,7 @@ private Q_SLOTS:
     void otherPagesAreSearchedWhole();
     void freeListOnlySearchesOwnLeavesAndFreeRegions();
     void limitIsTheNextLiveCell();
+    void payloadOfDeletedRowsIsAskedFor();
     void restartAndInspectionPerRegion();
     void bodyAtTheRegionsEndStopsTheRegion();
     void damagedTreeIsSearchedAsOtherPages();
@@ -144,8 +145,23 @@ void TestCarving::limitIsTheNextLiveCell()
     const int regionStart = 8 + 2;
     QCOMPARE(m_matcher->matches[0].limit, liveCell - regionStart);
     QCOMPARE(m_matcher->matches[1].limit, 0);
-    // The last field begins before the limit and is read whole, the way it is laid down.
-    QVERIFY(m_matcher->matches[0].place.startsWith(QStringLiteral("som")));
+    // A live cell exactly where a body begins is not behind it.
+    init();
+    image = tableImage();
+    const QByteArray header = gone.left(gone.indexOf("gone"));
+    image.leafPage(2, {row("live")}).putBytes(512 + liveCell - header.size(), header);
+    carve(image);
+    QVERIFY(m_matcher->matches[0].isDeleted);
+    QCOMPARE(m_matcher->matches[0].limit, 0);
+}
+
+void TestCarving::payloadOfDeletedRowsIsAskedFor()
+{
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {row("live")}).putBytes(512 + 100, row("gone"));
+    carve(image);
+    // The record starts at its rowid, one byte behind its cell, and its body six bytes later.
+    QCOMPARE(m_matcher->payloads, QStringList{QStringLiteral("%1 +6").arg(512 + 101)});
 }
 
 void TestCarving::restartAndInspectionPerRegion()

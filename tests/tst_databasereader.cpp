@@ -25,6 +25,7 @@ private Q_SLOTS:
     void payloadsAroundTheSpillLimit_data();
     void payloadsAroundTheSpillLimit();
     void payloadOfUsableSizeMinus35CountsAsSpilling();
+    void pagesWithoutUsableBytesHaveLocalPayloads();
     void brokenOverflowChains_data();
     void brokenOverflowChains();
     void recordHeaderThatSpills();
@@ -162,6 +163,9 @@ void TestDatabaseReader::invalidVarintPutsTheDeviceBack()
     // More varints than one read of the device takes, the last one invalid.
     ImageDevice device("x" + QByteArray(300, '\x01') + QByteArray(9, '\xFF'));
     QVector<qint64> values;
+    device.seek(1);
+    QCOMPARE(readVarints(device, 300, values, true, true), 300);
+    QVERIFY(values.isEmpty());
     device.seek(1);
     QCOMPARE(readVarints(device, 300, values, false, true), 300);
     QCOMPARE(values, QVector<qint64>(300, 1));
@@ -302,11 +306,32 @@ void TestDatabaseReader::payloadOfUsableSizeMinus35CountsAsSpilling()
     QVector<RowRef> rows;
     QVERIFY(reader.readLeafRows({2}, rows));
     QCOMPARE(rows.size(), 1);
+    PageHeader header;
+    QVector<quint16> pointers;
+    QVERIFY(reader.readPageHeader(512, header) && reader.readCellPointers(1, pointers));
+    QCOMPARE(pointers, QVector<quint16>{header.contentStart});
+    QVERIFY(!reader.readCellPointers(9999, pointers));
     QCOMPARE(rows[0].payloadSize, 465);
     QCOMPARE(rows[0].localSize, 469);
     QByteArray read;
     QVERIFY(reader.readRowPayload(rows[0], read));
     QCOMPARE(read, payload);
+}
+
+void TestDatabaseReader::pagesWithoutUsableBytesHaveLocalPayloads()
+{
+    for (const int reserved : {252, 254, 255}) {
+        DatabaseImage image(256, 4);
+        image.put8(20, reserved).leafPage(2, {leafCell(1, record({QByteArray(99, 'x')}))});
+        ImageDevice device(image.bytes());
+        DatabaseReader reader(&device);
+        QVERIFY(reader.readHeader());
+        QVector<RowRef> rows;
+        QVERIFY(reader.readLeafRows({2}, rows));
+        QByteArray payload;
+        QCOMPARE(reader.readRowPayload(rows[0], payload), reserved >= 252);
+        QCOMPARE(payload.size(), rows[0].payloadSize);
+    }
 }
 
 void TestDatabaseReader::brokenOverflowChains_data()
@@ -412,7 +437,9 @@ void TestDatabaseReader::hostileFreelists()
     base.put32(32, 3);
     QCOMPARE(regionsOf(DatabaseImage(base).trunkPage(3, 3, {4}, 1)), 2);
     QCOMPARE(regionsOf(DatabaseImage(base).trunkPage(3, 4, {}, 0).trunkPage(4, 3, {}, 0)), 2);
-    QCOMPARE(regionsOf(DatabaseImage(base).trunkPage(3, 99, {0, 1, 4, 4, 3, 77}, 6)), 2);
+    QCOMPARE(regionsOf(DatabaseImage(base).trunkPage(3, 99, {0, 1, 4, 4, 77}, 5)), 2);
+    // A trunk page that another one lists as a leaf still leads to its own leaves.
+    QCOMPARE(regionsOf(DatabaseImage(base).trunkPage(3, 4, {4}, 1).trunkPage(4, 0, {5}, 1)), 4);
     QCOMPARE(regionsOf(DatabaseImage(base).trunkPage(3, 0, {4, 5}, 0xFFFFFFFF)), 3);
     QCOMPARE(regionsOf(DatabaseImage(base).put32(32, 0xFFFFFFFF)), 0);
 }
@@ -483,6 +510,16 @@ void TestDatabaseReader::schemaFailures_data()
     QTest::newRow("cell beyond the page")
         << DatabaseImage(512, 2).leafPage(1, {leafCell(1, record({1}))}).put16(108, 512).bytes()
         << false;
+    // More payload than the file has bytes: four cell pointers lead to one cell of 300 bytes.
+    const QByteArray longCell = leafCell(
+        1, record({table, t, t, 2, QStringLiteral("t (a)") + QString(280, QLatin1Char(' '))}));
+    DatabaseImage shared = DatabaseImage(512, 2).leafPage(1, {longCell});
+    for (int i = 1; i < 4; ++i) {
+        shared.put16(108 + 2 * i, 512 - longCell.size());
+    }
+    QTest::newRow("cells that share a payload, as many as fit")
+        << shared.put16(103, 3).bytes() << true;
+    QTest::newRow("cells that share a payload") << shared.put16(103, 4).bytes() << false;
     QTest::newRow("page 1 is an index page")
         << DatabaseImage(512, 2).put8(100, 10).bytes() << false;
 }

@@ -116,6 +116,8 @@ void TestFieldReader::integers_data()
     row("text parsed", "12", 17, 12, true);
     row("text with fraction", "-547783200.9", 37, -547783200, true);
     row("text without number", "ab", 17, 0, true);
+    row("word that reads as a number", "nan", 19, 0, true);
+    row("number out of range", "1e400", 23, 0, true);
     row("cut", QByteArray("\x01\x02", 2), 4, 0);
 }
 
@@ -140,6 +142,9 @@ void TestFieldReader::texts_data()
     QTest::newRow("NUL inside") << QByteArray("a\0b", 3) << 1 << QString::fromLatin1("a\0b", 3);
     QTest::newRow("UTF-16le") << QByteArray("\x3D\xD8\x00\xDE", 4) << 2 << face;
     QTest::newRow("UTF-16be") << QByteArray("\xD8\x3D\xDE\x00", 4) << 3 << face;
+    QTest::newRow("byte-order mark is kept") << QByteArray("\xEF\xBB\xBF"
+                                                           "a")
+                                             << 1 << QStringLiteral("\uFEFFa");
     QTest::newRow("odd last byte") << QByteArray("a\0b", 3) << 2 << QStringLiteral("a");
     QTest::newRow("lone surrogate")
         << QByteArray("\x00\xDEz\x00", 4) << 2 << QStringLiteral("\uFFFDz");

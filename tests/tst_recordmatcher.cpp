@@ -63,6 +63,7 @@ void TestRecordMatcher::firstType_data()
     row("freeblock of 156 bytes with a successor", bytes("\x30\x02\x10\x00\x9C\x27", 6),
         (0x1C << 7) | 0x27, 5);
     row("long type without room for a cell", bytes("\x06\x00\x81\x27", 4), 0x27, 4);
+    row("long type at the region's second byte", bytes("\x07\x07\x00\x81\x27", 5), 0x27, 4);
     row("header size 0", bytes("\x30\x07\x00\x00\x81\x27", 6), 0x27, 4);
     row("no NULL in front", bytes("\x30\x07\x07\x01\x81\x27", 6), 0x27, 4);
     // The class helps where the rest of the cell is lost.
@@ -117,6 +118,8 @@ void TestRecordMatcher::withoutTypesInFront()
     QCOMPARE(matcher.serialTypes, (Types{4, 1, 15}));
     QCOMPARE(matcher.headerStart, 0);
     QVERIFY(matcher.prefix.isEmpty());
+    QCOMPARE(matcher.decodeHeaderAt(header, 3, 2, 0, matcher.prefix, 0, -1), 2);
+    QCOMPARE(matcher.serialTypes, (Types{5, 4}));
     // With fewer than three varints to look back over, one byte is the first type.
     QCOMPARE(matcher.decodeHeaderAt(header, 3, 1, 1, matcher.prefix, 2, -1), 2);
     QCOMPARE(matcher.serialTypes, (Types{4, 4}));
@@ -159,6 +162,10 @@ void TestRecordMatcher::overrunIsTrimmedOnlyWhenTheStoredHeaderSizeSaysSo()
     QCOMPARE(bodyStart(cell), 8);
     matcher.trimTrailingNull = true;
     QCOMPARE(bodyStart(cell), 6);
+    const QByteArray longOverrun =
+        "\x11\x07\x04" + QByteArray("\0\x13\x04", 3) + QByteArray(10, '\0');
+    matcher.decodeHeaderAt(longOverrun, 5, 1, 11, matcher.prefix, 3, -1);
+    QCOMPARE(matcher.bodyStart, 16); // ten bytes of NULLs are no overrun
     QCOMPARE(bodyStart(QByteArray(cell).replace(2, 1, "\x06")), 8);
     QCOMPARE(bodyStart(QByteArray(cell).replace(2, 1, QByteArray(1, '\0'))), 8);
     QCOMPARE(bodyStart(QByteArray(cell).replace(3, 1, "\x01")), 8);
@@ -230,10 +237,17 @@ void TestRecordMatcher::fieldsNeverLeaveThePayload()
     }
     QCOMPARE(texts, (QStringList{QString(), QStringLiteral("a"), QString(), QString(), QString(),
                                  QStringLiteral("a"), QString(), QString()}));
+    QVERIFY(fields.isCut());
     RecordFields behind(payload, 99, types, 0, 1);
     while (behind.next()) {
         QCOMPARE(behind.integer(), 0);
     }
+    const Types whole{15, 1};
+    RecordFields all(payload, 0, whole, 0, 1);
+    while (all.next()) {
+        all.integer();
+    }
+    QVERIFY(!all.isCut());
 }
 
 QTEST_APPLESS_MAIN(TestRecordMatcher)

@@ -26,7 +26,9 @@ int CallHistoryDbFile::scanDeletedRecords(SqliteRecovery *resultHolder)
     const double span = progressValue();
     if (const TableSchema *calls = table(QStringLiteral("call"))) {
         CallhistoryMatcher matcher(this);
-        carveTable(*calls, matcher, span, false);
+        if (!carveTable(*calls, matcher, span, false)) {
+            return 0;
+        }
     }
     if (const TableSchema *calls = table(QStringLiteral("zcallrecord"))) {
         NewCallhistoryMatcher matcher(this);

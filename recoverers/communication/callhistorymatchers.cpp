@@ -29,9 +29,9 @@ bool isTextOrBlob(qint64 st)
     return isTextSerialType(st, true) || isBlobSerialType(st, false);
 }
 
-/// Goes back over digits that stand directly in front of the body: some rows' numbers begin there.
-/// Where the header ends in bytes that are digits as well, this reads them into the number. It is
-/// kept because the rows that it gains cannot be told from those.
+/// Goes back over digits that stand directly in front of the body, so that a number which runs on
+/// in front of the place where the header seems to end is read from its beginning. Where the header
+/// itself ends in a byte that is a digit, this reads one byte too many; that price is accepted.
 qint64 stepBackOverDigits(const QByteArray &payload, qint64 bodyStart)
 {
     qint64 pos = std::min<qint64>(bodyStart, payload.size());
@@ -111,7 +111,9 @@ void CallHistoryDbFile::CallhistoryMatcher::extractRecord(const TableSchema &,
             record.flags = qint32(fields.integer());
         }
     }
-    m_owner->addRecord(record);
+    if (!fields.isCut()) {
+        m_owner->addRecord(record);
+    }
 }
 
 CallHistoryDbFile::NewCallhistoryMatcher::NewCallhistoryMatcher(CallHistoryDbFile *recoverer)
@@ -180,5 +182,7 @@ void CallHistoryDbFile::NewCallhistoryMatcher::extractRecord(const TableSchema &
     // call as well.
     const bool isFaceTime = !isNullSerialType(serialTypes[m_faceTimeData - 1]);
     record.flags = (originated != 0 ? OutgoingFlag : 0) | (isFaceTime ? FaceTimeFlag : 0);
-    m_owner->addRecord(record);
+    if (!fields.isCut()) {
+        m_owner->addRecord(record);
+    }
 }

@@ -51,6 +51,12 @@ public:
     {
         calls.append(QStringLiteral("track %1 %2").arg(restart).arg(isDeleted));
     }
+    QByteArray readPayload(const QByteArray &region, QIODevice &, const DatabaseHeader &,
+                           qint64 recordStart, int headerLength) override
+    {
+        payloads.append(QStringLiteral("%1 +%2").arg(recordStart).arg(headerLength));
+        return region;
+    }
     bool wantsLiveCells() override { return inspectsCells; }
     void inspectLiveCell(const QByteArray &, int cellOffset) override
     {
@@ -74,4 +80,5 @@ public:
     QVector<qint64> prefix;
     QVector<Match> matches;
     QStringList calls;
+    QStringList payloads;
 };

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QStringList>
+
+/// Names, times and bytes of everything in a folder, to compare before and after.
+inline QStringList folderState(const QString &path)
+{
+    QStringList state;
+    const QFileInfoList entries =
+        QDir(path).entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    for (const QFileInfo &entry : entries) {
+        QFile file(entry.filePath());
+        const QByteArray bytes = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        state.append(entry.fileName() + QLatin1Char(' ')
+                     + entry.lastModified().toString(Qt::ISODateWithMs) + QLatin1Char(' ')
+                     + QString::fromLatin1(bytes.toBase64()));
+    }
+    return state;
+}
