@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstring>
 #include <malloc.h>
+#include <unistd.h>
 
 namespace {
 
@@ -105,6 +106,11 @@ void addBenchmarks(const BenchFiles &files)
 class Reporter : public benchmark::ConsoleReporter
 {
 public:
+    Reporter()
+        : ConsoleReporter(isatty(STDOUT_FILENO) != 0 ? OO_ColorTabular : OO_None)
+    {
+    }
+
     void ReportRuns(const std::vector<Run> &runs) override
     {
         for (const Run &run : runs) {

@@ -120,7 +120,7 @@ QString tableLine(const QString &name, const RecallResult &result)
     const int found = result.recovered + result.former + result.invented;
     QString line = name.leftJustified(nameWidth);
     for (const int number : {result.deleted, result.refused, result.recovered, result.missed(),
-                             result.former, result.invented}) {
+                             result.former, result.copies(), result.invented - result.copies()}) {
         line += QString::number(number).rightJustified(10);
     }
     for (const QString &share : {percent(result.recovered, result.deleted),
@@ -134,8 +134,8 @@ QString tableLine(const QString &name, const RecallResult &result)
 QString tableHead()
 {
     QString line = QStringLiteral("layout, deletion, kind of file").leftJustified(nameWidth);
-    for (const char *title : {"deleted", "refused", "recovered", "missed", "former", "invented",
-                              "recall", "of fitting", "precision"}) {
+    for (const char *title : {"deleted", "refused", "recovered", "missed", "former", "copies",
+                              "invented", "recall", "fitting", "precision"}) {
         line += QString::fromLatin1(title).rightJustified(10);
     }
     return line + QLatin1Char('\n');
@@ -166,6 +166,11 @@ void addCounts(QMap<Mechanism, int> *sum, const QMap<Mechanism, int> &counts)
 int RecallResult::unexplained() const
 {
     return misses.value(Mechanism::Unexplained) + inventions.value(Mechanism::Unexplained);
+}
+
+int RecallResult::copies() const
+{
+    return inventions.value(Mechanism::StaleCopy);
 }
 
 void RecallResult::add(const RecallResult &other)

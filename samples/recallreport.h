@@ -26,13 +26,15 @@ struct RecallResult
     int refused = 0;   ///< deleted rows that no header test takes, by their widths
     int recovered = 0; ///< deleted rows that were found
     int former = 0;    ///< former versions of rewritten rows that were found
-    int invented = 0;  ///< all else that was found
+    int invented = 0;  ///< all else that was found, copies of live rows included
     QMap<Mechanism, int> misses;
     QMap<Mechanism, int> inventions; ///< former versions included
     QStringList details;             ///< one line for each miss and each invention
 
     int missed() const { return deleted - recovered; }
     int unexplained() const;
+    /// Copies of live rows that SQLite left where it moved them.
+    int copies() const;
     void add(const RecallResult &other);
 };
 
