@@ -1,7 +1,7 @@
 // Measures on realistic sample databases how many deleted calls a scan recovers, and gives for
 // every miss and every invention the reason that the bytes of the file show.
 
-#include "api/sqliterecovery.h"
+#include "samples/callscan.h"
 #include "samples/recallreport.h"
 
 #include <QCoreApplication>
@@ -9,17 +9,6 @@
 #include <QTextStream>
 
 namespace {
-
-QVector<CallhistoryRecord> scanCalls(const QString &path)
-{
-    SqliteRecovery recovery;
-    recovery.scanRecoveryForType(ScanTypeCallHistory, path, nullptr);
-    QVector<CallhistoryRecord> calls;
-    for (unsigned i = 0; i < recovery.getCallhistoryCount(); ++i) {
-        calls << *recovery.getCallhistory(i);
-    }
-    return calls;
-}
 
 void printDetails(const RecallCase &recallCase, const RecallResult &result, QTextStream *out)
 {

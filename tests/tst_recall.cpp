@@ -1,23 +1,8 @@
-#include "api/sqliterecovery.h"
+#include "samples/callscan.h"
 #include "samples/recallreport.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
-
-namespace {
-
-QVector<CallhistoryRecord> scanCalls(const QString &path)
-{
-    SqliteRecovery recovery;
-    recovery.scanRecoveryForType(ScanTypeCallHistory, path, nullptr);
-    QVector<CallhistoryRecord> calls;
-    for (unsigned i = 0; i < recovery.getCallhistoryCount(); ++i) {
-        calls << *recovery.getCallhistory(i);
-    }
-    return calls;
-}
-
-} // namespace
 
 /// Calls as SQLite itself deletes them, in every layout: what comes back, and why the rest does
 /// not. The program "recall" measures the same on many more databases.
