@@ -118,6 +118,10 @@ int decodeVarints(const uchar *begin, const uchar *end, int count, qint64 *value
             i += 8;
             continue;
         }
+        if (pos < end && *pos < 0x80) {
+            values[i++] = *pos++;
+            continue;
+        }
         const int length = decodeVarint(pos, end, values[i]);
         if (length == 0) {
             return -1;
