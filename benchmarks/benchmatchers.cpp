@@ -30,10 +30,11 @@ bool BenchMessageMatcher::matchHeader(const TableSchema &table, const QByteArray
         return false;
     }
     const int columnCount = table.columns.size();
-    decodeHeaderAt(region, anchorPos, m_guid - 1, columnCount - m_guid, m_cellPrefix, 3, -1);
-    return serialTypes.size() == columnCount - 1 && isTextSerialType(serialTypes[m_text - 1], false)
-           && isIntegerSerialType(serialTypes[m_handle - 1], false)
-           && isTextSerialType(serialTypes[m_service - 1], false);
+    decodeHeaderAt(region, anchorPos, m_guid - 1, columnCount - m_guid, m_cellPrefix, CellPrefix,
+                   NoExpectedClass);
+    return serialTypes.size() == columnCount - 1 && isTextSerialType(columnType(m_text), false)
+           && isIntegerSerialType(columnType(m_handle), false)
+           && isTextSerialType(columnType(m_service), false);
 }
 
 void BenchMessageMatcher::extractRecord(const TableSchema &, const QByteArray &payload,

@@ -58,9 +58,11 @@ bool isUnprintable(uint character)
 
 QString printable(const QString &text)
 {
-    QString result;
-    result.reserve(text.size());
     const QVector<uint> characters = text.toUcs4();
+    if (std::none_of(characters.cbegin(), characters.cend(), isUnprintable)) {
+        return QString::fromUcs4(characters.constData(), characters.size());
+    }
+    QString result;
     for (const uint character : characters) {
         if (isUnprintable(character)) {
             result += QStringLiteral("\\u{%1}").arg(QString::number(character, 16).toUpper());

@@ -9,6 +9,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <algorithm>
+
 namespace {
 
 // A terminal obeys some characters that JSON allows in a string as they are; escaped, they are
@@ -17,6 +19,9 @@ QByteArray escaped(const QByteArray &json)
 {
     QByteArray result;
     const QVector<uint> characters = QString::fromUtf8(json).toUcs4();
+    if (std::none_of(characters.cbegin(), characters.cend(), isUnprintable)) {
+        return QString::fromUcs4(characters.constData(), characters.size()).toUtf8();
+    }
     for (const uint character : characters) {
         if (!isUnprintable(character)) {
             result += QString::fromUcs4(&character, 1).toUtf8();

@@ -59,7 +59,10 @@ int RecordMatcher::decodeHeaderAt(const QByteArray &region, int anchorPos, int t
 {
     const uchar *begin = reinterpret_cast<const uchar *>(region.constData());
     serialTypes.resize(std::max(typesBefore, 0));
-    const int before = readTypesBefore(begin, begin + anchorPos, typesBefore - 1);
+    // All but the first column's, which comes after them.
+    const int before = typesBefore > 1 ? decodeVarintsBackward(
+                           begin, begin + anchorPos, typesBefore - 1, serialTypes.data() + 1)
+                                       : 0;
     if (before < 0) {
         return noHeader(serialTypes, out);
     }
@@ -89,13 +92,6 @@ int RecordMatcher::decodeHeaderAt(const QByteArray &region, int anchorPos, int t
         trimOverrun(out, decoded + after);
     }
     return decoded + after;
-}
-
-/// Reads the `count` types that end at `anchor` into serialTypes, leaving its first place for the
-/// first column's. Returns their bytes, -1 when they cannot be read.
-int RecordMatcher::readTypesBefore(const uchar *begin, const uchar *anchor, int count)
-{
-    return count <= 0 ? 0 : decodeVarintsBackward(begin, anchor, count, serialTypes.data() + 1);
 }
 
 /// Reads the type that ends at `pos`. A varint of two bytes or more is believed only when the three

@@ -79,6 +79,15 @@ public:
     SqliteDbFile *owner = nullptr; ///< the recoverer; not owned
 
 protected:
+    /// How many varints precede the serial types in a cell: rowid, header size, NULL of the rowid
+    /// alias. What most matchers look back over.
+    static constexpr int CellPrefix = 3;
+    static constexpr int NoExpectedClass = -1;
+
+    /// The serial type of the table's column `column`, where column 0 is the rowid alias and so
+    /// stands in no list of types.
+    qint64 columnType(int column) const { return serialTypes[column - 1]; }
+
     /// Decodes a record header of which the serial type at `anchorPos` is known to be one byte or
     /// the first byte of its varint: `typesBefore` types in front of it, then `typesAfter` types
     /// from it on. `lookBack` varints in front of the header go to `out` in file order (rowid,
@@ -90,7 +99,6 @@ protected:
                        QVector<qint64> &out, int lookBack, int expectedClass);
 
 private:
-    int readTypesBefore(const uchar *begin, const uchar *anchor, int count);
     int readFirstType(const uchar *begin, const uchar *pos, int lookBack, int expectedClass);
     void trimOverrun(const QVector<qint64> &cellPrefix, int decoded);
 

@@ -8,12 +8,6 @@ RegionDevice::RegionDevice()
     open(QIODevice::ReadOnly | QIODevice::Unbuffered);
 }
 
-RegionDevice::RegionDevice(const QByteArray &bytes)
-    : RegionDevice()
-{
-    setBytes(bytes);
-}
-
 qint64 RegionDevice::readData(char *data, qint64 maxSize)
 {
     const qint64 count = std::min(maxSize, m_size - pos());

@@ -9,7 +9,6 @@ class RegionDevice : public QIODevice
 {
 public:
     RegionDevice();
-    explicit RegionDevice(const QByteArray &bytes);
 
     /// Reads from `bytes` from now on; they must outlive the reads. Does not move the position.
     void setBytes(const QByteArray &bytes)

@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr int ChunkSize = 256;
-
 bool isEightBytesBelow128(const uchar *bytes)
 {
     quint64 word = 0;
@@ -23,33 +21,32 @@ int fail(QIODevice &device, qint64 start, QVector<qint64> &out)
     return 0;
 }
 
+/// Varints that one read of the device takes in.
+constexpr int VarintsPerRead = 28;
+
 int readForward(QIODevice &device, int count, QVector<qint64> &out, bool skipOnly)
 {
     const qint64 start = device.pos();
-    qint64 consumed = 0;
+    qint64 pos = start;
     while (count > 0) {
-        uchar chunk[ChunkSize];
-        const int wanted = std::min(count, ChunkSize / MaxVarintLength) * MaxVarintLength;
-        if (!device.seek(start + consumed)) {
+        uchar bytes[VarintsPerRead * MaxVarintLength];
+        qint64 values[VarintsPerRead];
+        const int part = std::min(count, VarintsPerRead);
+        if (!device.seek(pos)) {
             return fail(device, start, out);
         }
-        const qint64 got = device.read(reinterpret_cast<char *>(chunk), wanted);
-        const uchar *pos = chunk;
-        const uchar *end = chunk + std::max<qint64>(got, 0);
-        for (int n = wanted / MaxVarintLength; n > 0; --n, --count) {
-            qint64 value = 0;
-            const int length = decodeVarint(pos, end, value);
-            if (length == 0) {
-                return fail(device, start, out);
-            }
-            if (!skipOnly) {
-                out.append(value);
-            }
-            pos += length;
+        const qint64 got = device.read(reinterpret_cast<char *>(bytes), part * MaxVarintLength);
+        const int length = decodeVarints(bytes, bytes + std::max<qint64>(got, 0), part, values);
+        if (length < 0) {
+            return fail(device, start, out);
         }
-        consumed += pos - chunk;
+        for (int i = 0; i < part && !skipOnly; ++i) {
+            out.append(values[i]);
+        }
+        pos += length;
+        count -= part;
     }
-    return device.seek(start + consumed) ? int(consumed) : fail(device, start, out);
+    return device.seek(pos) ? int(pos - start) : fail(device, start, out);
 }
 
 int readBackward(QIODevice &device, int count, QVector<qint64> &out, bool skipOnly)
@@ -57,14 +54,14 @@ int readBackward(QIODevice &device, int count, QVector<qint64> &out, bool skipOn
     const qint64 start = device.pos();
     qint64 pos = start;
     for (; count > 0; --count) {
-        uchar chunk[MaxVarintLength + 1];
-        const qint64 wanted = std::min<qint64>(pos, sizeof(chunk));
+        uchar bytes[MaxVarintLength + 1];
+        const qint64 wanted = std::min<qint64>(pos, sizeof(bytes));
+        qint64 value = 0;
         if (!device.seek(pos - wanted)
-            || device.read(reinterpret_cast<char *>(chunk), wanted) != wanted) {
+            || device.read(reinterpret_cast<char *>(bytes), wanted) != wanted) {
             return fail(device, start, out);
         }
-        qint64 value = 0;
-        const int length = decodeVarintBackward(chunk, chunk + wanted, value);
+        const int length = decodeVarintBackward(bytes, bytes + wanted, value);
         if (length == 0) {
             return fail(device, start, out);
         }

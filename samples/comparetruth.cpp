@@ -4,6 +4,7 @@
 
 #include "samples/calltruth.h"
 #include "samples/carvedreading.h"
+#include "samples/recallreport.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -89,12 +90,6 @@ int widestAddress(const QVector<CallhistoryRecord> &calls)
     return width;
 }
 
-QString percent(int part, int whole)
-{
-    return whole == 0 ? QStringLiteral("-")
-                      : QStringLiteral("%1%").arg(100.0 * part / whole, 0, 'f', 1);
-}
-
 /// The calls of one sample database.
 struct Calls
 {
@@ -128,8 +123,8 @@ void compare(const Calls &calls)
                        .arg(calls.deleted.size() - recovered)
                        .arg(copies)
                        .arg(invented)
-                << "recall " << percent(recovered, calls.deleted.size()) << ", precision "
-                << percent(calls.found.size() - copies - invented, calls.found.size()) << '\n';
+                << "recall " << percentText(recovered, calls.deleted.size()) << ", precision "
+                << percentText(calls.found.size() - copies - invented, calls.found.size()) << '\n';
 }
 
 } // namespace

@@ -109,12 +109,6 @@ QString groupName(const RecallCase &recallCase)
         .arg(fileKind(recallCase.options));
 }
 
-QString percent(int part, int whole)
-{
-    return whole == 0 ? QStringLiteral("-")
-                      : QStringLiteral("%1%").arg(100.0 * part / whole, 0, 'f', 1);
-}
-
 QString tableLine(const QString &name, const RecallResult &result)
 {
     const int found = result.recovered + result.former + result.invented;
@@ -123,9 +117,9 @@ QString tableLine(const QString &name, const RecallResult &result)
                              result.former, result.copies(), result.invented - result.copies()}) {
         line += QString::number(number).rightJustified(10);
     }
-    for (const QString &share : {percent(result.recovered, result.deleted),
-                                 percent(result.recovered, result.deleted - result.refused),
-                                 percent(found - result.invented, found)}) {
+    for (const QString &share : {percentText(result.recovered, result.deleted),
+                                 percentText(result.recovered, result.deleted - result.refused),
+                                 percentText(found - result.invented, found)}) {
         line += share.rightJustified(10);
     }
     return line + QLatin1Char('\n');
@@ -162,6 +156,12 @@ void addCounts(QMap<Mechanism, int> *sum, const QMap<Mechanism, int> &counts)
 }
 
 } // namespace
+
+QString percentText(int part, int whole)
+{
+    return whole == 0 ? QStringLiteral("-")
+                      : QStringLiteral("%1%").arg(100.0 * part / whole, 0, 'f', 1);
+}
 
 int RecallResult::unexplained() const
 {

@@ -11,6 +11,9 @@
 /// Returns the deleted calls that a scan of the database file finds.
 using CallScan = std::function<QVector<CallhistoryRecord>(const QString &path)>;
 
+/// The share in percent with one decimal, or "-" of nothing.
+QString percentText(int part, int whole);
+
 /// One sample database of the recall matrix.
 struct RecallCase
 {

@@ -37,7 +37,7 @@ Value integerValue(qint64 value)
 /// SQLite keeps a number without fraction as an integer, also in columns of the other affinities.
 Value realValue(double value)
 {
-    if (value == std::floor(value)) {
+    if (value == std::floor(value) && std::abs(value) < 9e18) {
         return integerValue(qint64(value));
     }
     qint64 bits = 0;
@@ -64,6 +64,8 @@ Value encodeValue(const QVariant &value, const QByteArray &encoding)
     }
 }
 
+} // namespace
+
 QByteArray varint(quint64 value)
 {
     QByteArray bytes(1, char(value & 0x7f));
@@ -73,13 +75,16 @@ QByteArray varint(quint64 value)
     return bytes;
 }
 
-} // namespace
-
 EncodedRow encodeRow(const QVariantList &row, const QByteArray &encoding)
 {
+    return encodeValues(row.mid(1), encoding);
+}
+
+EncodedRow encodeValues(const QVariantList &values, const QByteArray &encoding)
+{
     EncodedRow encoded;
-    for (int i = 1; i < row.size(); ++i) {
-        const Value value = encodeValue(row.at(i), encoding);
+    for (const QVariant &field : values) {
+        const Value value = encodeValue(field, encoding);
         encoded.serialTypes << value.serialType;
         encoded.types += varint(value.serialType);
         encoded.body += value.bytes;

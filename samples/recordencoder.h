@@ -18,5 +18,11 @@ struct EncodedRow
 /// the one of SampleOptions.
 EncodedRow encodeRow(const QVariantList &row, const QByteArray &encoding);
 
+/// Encodes all values, the first one included, with the same rules.
+EncodedRow encodeValues(const QVariantList &values, const QByteArray &encoding);
+
+/// Returns the varint that stands for `value`, 7 bits a byte.
+QByteArray varint(quint64 value);
+
 /// Encodes a text as a database of that encoding stores it.
 QByteArray encodeText(const QString &text, const QByteArray &encoding);

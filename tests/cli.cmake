@@ -1,9 +1,8 @@
 # Tests of the program: from outside, as users run it, and of the parts that need exact input.
 add_executable(tst_cli tst_cli.cpp)
-target_include_directories(tst_cli PRIVATE ${PROJECT_SOURCE_DIR})
 target_compile_definitions(tst_cli PRIVATE
     SQLITERECOVERY_PROGRAM="$<TARGET_FILE:sqliterecovery-cli>")
-target_link_libraries(tst_cli PRIVATE sqliterecovery_settings Qt5::Test SQLite::SQLite3)
+target_link_libraries(tst_cli PRIVATE sqliterecovery_testsupport)
 add_dependencies(tst_cli sqliterecovery-cli)
 
 add_executable(tst_cliparts tst_cliparts.cpp)

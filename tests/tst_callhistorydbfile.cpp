@@ -141,7 +141,7 @@ void TestCallHistoryDbFile::oldLayout_data()
     call.duration = 100000;
     row("long duration", call, "5551234 1300000000 100000 20");
     call = OldCall();
-    call.address = QString();
+    call.address = QStringLiteral("");
     row("empty address", call, "");
     call.address = QVariant();
     row("address NULL", call, "");

@@ -1,6 +1,9 @@
 // Runs the real program on real database files, as its users do.
 
 #include "api/scantype.h"
+#include "samples/callsamples.h"
+#include "samples/sampledatabase.h"
+#include "tests/support/folderstate.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -11,8 +14,6 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
-
-#include <sqlite3.h>
 
 #include <random>
 
@@ -49,39 +50,19 @@ class CallDatabase
 {
 public:
     explicit CallDatabase(const QString &path)
+        : m_ok(m_db.create(path) && createCallTables(&m_db, CallLayout::Ios7))
     {
-        m_ok = sqlite3_open(QFile::encodeName(path).constData(), &m_db) == SQLITE_OK
-               && run("PRAGMA secure_delete = OFF")
-               && run("CREATE TABLE _SqliteDatabaseProperties (key TEXT, value TEXT, UNIQUE(key))")
-               && run("CREATE TABLE call (ROWID INTEGER PRIMARY KEY AUTOINCREMENT, address TEXT, "
-                      "date INTEGER, duration INTEGER, flags INTEGER, id INTEGER, name TEXT, "
-                      "country_code TEXT, network_code TEXT, read INTEGER, assisted INTEGER, "
-                      "face_time_data BLOB, originalAddress TEXT, answered INTEGER)")
-               && run("CREATE INDEX date_index on call(date)");
     }
-    ~CallDatabase() { sqlite3_close(m_db); }
-    Q_DISABLE_COPY(CallDatabase)
 
     bool isOk() const { return m_ok; }
-    bool run(const char *sql)
-    {
-        return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
-    }
+    bool run(const QString &sql) { return m_db.exec(sql); }
     void insertCall(const Call &call)
     {
-        sqlite3_stmt *insert = nullptr;
-        sqlite3_prepare_v2(m_db,
-                           "INSERT INTO call (address, date, duration, flags, id, country_code, "
-                           "network_code, read, assisted, answered) "
-                           "VALUES (?, ?, ?, ?, -1, '262', '01', 1, 0, 1)",
-                           -1, &insert, nullptr);
-        const QByteArray address = call.address.toUtf8();
-        sqlite3_bind_text(insert, 1, address.constData(), address.size(), SQLITE_STATIC);
-        sqlite3_bind_int64(insert, 2, call.date);
-        sqlite3_bind_int64(insert, 3, call.duration);
-        sqlite3_bind_int64(insert, 4, call.flags);
-        m_ok = sqlite3_step(insert) == SQLITE_DONE && m_ok;
-        sqlite3_finalize(insert);
+        m_ok = m_db.run(QStringLiteral("INSERT INTO call (address, date, duration, flags, id, "
+                                       "country_code, network_code, read, assisted, answered) "
+                                       "VALUES (?, ?, ?, ?, -1, '262', '01', 1, 0, 1)"),
+                        {call.address, call.date, call.duration, call.flags})
+               && m_ok;
     }
     /// Leaves the calls deleted, beside one live call that must never be reported.
     void insertAndDelete(const Calls &calls)
@@ -90,12 +71,12 @@ public:
         for (const Call &call : calls) {
             insertCall(call);
         }
-        m_ok = m_ok && run("DELETE FROM call WHERE ROWID > 1");
+        m_ok = m_ok && run(QStringLiteral("DELETE FROM call WHERE ROWID > 1"));
     }
 
 private:
-    sqlite3 *m_db = nullptr;
-    bool m_ok = false;
+    SampleDatabase m_db;
+    bool m_ok;
 };
 
 struct Run
@@ -135,19 +116,6 @@ bool writeFile(const QString &path, const QByteArray &bytes)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-/// Names, times and bytes of all that lies in a folder.
-QMap<QString, QByteArray> snapshotOf(const QString &folder)
-{
-    QMap<QString, QByteArray> files;
-    const QFileInfoList entries = QDir(folder).entryInfoList(QDir::AllEntries | QDir::Hidden
-                                                             | QDir::System | QDir::NoDotAndDotDot);
-    for (const QFileInfo &entry : entries) {
-        const QByteArray time = entry.lastModified().toString(Qt::ISODateWithMs).toLatin1();
-        files.insert(entry.fileName(), time + contentsOf(entry.filePath()));
-    }
-    return files;
 }
 
 Call callOf(const QJsonObject &object)
@@ -610,7 +578,7 @@ void TestCli::evidenceStaysUntouched()
     QVERIFY(QDir().mkdir(folder));
     CallDatabase database(path(QStringLiteral("open.db")));
     database.insertAndDelete(sampleCalls());
-    QVERIFY(database.run("PRAGMA journal_mode = WAL"));
+    QVERIFY(database.run(QStringLiteral("PRAGMA journal_mode = WAL")));
     database.insertCall({QStringLiteral("in the log"), 1342369000, 1, 4});
     QVERIFY(database.isOk());
     for (const char *suffix : {"", "-wal", "-shm"}) {
@@ -620,7 +588,7 @@ void TestCli::evidenceStaysUntouched()
     }
     QVERIFY(writeFile(folder + QStringLiteral("/call.db-journal"), QByteArray(600, 'j')));
 
-    const QMap<QString, QByteArray> before = snapshotOf(folder);
+    const QStringList before = folderState(folder);
     QCOMPARE(before.size(), 4);
     QTest::qSleep(20); // so that a write now would show in the times
     for (const char *type : {"0", "1", "2", "3", "4", "5", "6", "7", "8", "10"}) {
@@ -630,7 +598,7 @@ void TestCli::evidenceStaysUntouched()
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(run.out.isEmpty(), type != QByteArray("2"));
     }
-    QCOMPARE(snapshotOf(folder), before);
+    QCOMPARE(folderState(folder), before);
 }
 
 void TestCli::outputReplacesAFileWhole()
@@ -680,13 +648,13 @@ void TestCli::outputRefusesTheEvidence()
     QVERIFY(QFile::link(evidence + QStringLiteral("/call.db-journal"),
                         path(QStringLiteral("journallink"))));
 
-    const QMap<QString, QByteArray> before = snapshotOf(evidence);
+    const QStringList before = folderState(evidence);
     const Run run = runProgram({QStringLiteral("scan"), QStringLiteral("2"), path(input),
                                 QStringLiteral("--output"), path(output)});
     QCOMPARE(run.exitCode, 2);
     QCOMPARE(run.out, QByteArray());
     QVERIFY2(isOneLine(run.err) && run.err.contains("overwrite"), run.err.constData());
-    QCOMPARE(snapshotOf(evidence), before);
+    QCOMPARE(folderState(evidence), before);
     QVERIFY(!QFile::exists(path(QStringLiteral("filelink-wal"))));
 }
 

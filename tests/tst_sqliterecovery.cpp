@@ -1,5 +1,6 @@
 #include "api/databasecheck.h"
 #include "api/sqliterecovery.h"
+#include "samples/callsamples.h"
 #include "samples/sampledatabase.h"
 #include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
@@ -25,11 +26,7 @@ bool makeCallHistory(const QString &path, int pageSize = 4096)
     const QString insert =
         QStringLiteral("insert into call (address, date, duration, flags, id, name, country_code)"
                        " values ('5551234', %1, %2, 5, -1, null, '310');");
-    return db.create(path, options)
-           && db.exec(QStringLiteral(
-               "create table call (ROWID INTEGER PRIMARY KEY AUTOINCREMENT, address TEXT,"
-               " date INTEGER, duration INTEGER, flags INTEGER, id INTEGER, name TEXT,"
-               " country_code TEXT); create index date_index on call(date)"))
+    return db.create(path, options) && createCallTables(&db, CallLayout::Ios4)
            && db.exec(insert.arg(1300000000).arg(42) + insert.arg(1300001000).arg(43))
            && db.exec(QStringLiteral("delete from call where duration = 42")) && db.close();
 }

@@ -19,11 +19,6 @@ constexpr qint64 SecondsFrom1970To2001 = 978307200;
 constexpr qint32 OutgoingFlag = 1;
 constexpr qint32 FaceTimeFlag = 16;
 
-/// How many varints precede the serial types in a cell: rowid, header size, NULL of the rowid
-/// alias.
-constexpr int CellPrefix = 3;
-constexpr int NoExpectedClass = -1;
-
 bool isTextOrBlob(qint64 st)
 {
     return isTextSerialType(st, true) || isBlobSerialType(st, false);
@@ -79,12 +74,12 @@ bool CallHistoryDbFile::CallhistoryMatcher::matchHeader(const TableSchema &table
     if (serialTypes.size() != columnCount - 1) {
         return false;
     }
-    const auto type = [this](int column) { return serialTypes[column - 1]; };
-    return isTextSerialType(type(m_address), false) && isIntegerSerialType(type(m_date), false)
-           && isIntegerSerialType(type(m_duration), false)
-           && isIntegerSerialType(type(m_flags), false)
-           && (m_countryCode < 1 || type(m_countryCode) == Text3Type
-               || isNullSerialType(type(m_countryCode)));
+    return isTextSerialType(columnType(m_address), false)
+           && isIntegerSerialType(columnType(m_date), false)
+           && isIntegerSerialType(columnType(m_duration), false)
+           && isIntegerSerialType(columnType(m_flags), false)
+           && (m_countryCode < 1 || columnType(m_countryCode) == Text3Type
+               || isNullSerialType(columnType(m_countryCode)));
 }
 
 void CallHistoryDbFile::CallhistoryMatcher::extractRecord(const TableSchema &,
@@ -146,12 +141,14 @@ bool CallHistoryDbFile::NewCallhistoryMatcher::matchHeader(const TableSchema &ta
     if (serialTypes.size() != columnCount - 1) {
         return false;
     }
-    const auto type = [this](int column) { return serialTypes[column - 1]; };
-    return isBooleanSerialType(type(m_answered)) && isIntegerSerialType(type(m_faceTimeData), true)
-           && isBooleanSerialType(type(m_originated))
-           && (isIntegerSerialType(type(m_date), false) || isRealSerialType(type(m_date), false))
-           && isTextOrBlob(type(m_address))
-           && (type(m_isoCountryCode) == Text2Type || isNullSerialType(type(m_isoCountryCode)));
+    return isBooleanSerialType(columnType(m_answered))
+           && isIntegerSerialType(columnType(m_faceTimeData), true)
+           && isBooleanSerialType(columnType(m_originated))
+           && (isIntegerSerialType(columnType(m_date), false)
+               || isRealSerialType(columnType(m_date), false))
+           && isTextOrBlob(columnType(m_address))
+           && (columnType(m_isoCountryCode) == Text2Type
+               || isNullSerialType(columnType(m_isoCountryCode)));
 }
 
 void CallHistoryDbFile::NewCallhistoryMatcher::extractRecord(const TableSchema &,
@@ -180,7 +177,7 @@ void CallHistoryDbFile::NewCallhistoryMatcher::extractRecord(const TableSchema &
     }
     // The type alone decides: an integer 0 stored there, which means no bytes moved, is a FaceTime
     // call as well.
-    const bool isFaceTime = !isNullSerialType(serialTypes[m_faceTimeData - 1]);
+    const bool isFaceTime = !isNullSerialType(columnType(m_faceTimeData));
     record.flags = (originated != 0 ? OutgoingFlag : 0) | (isFaceTime ? FaceTimeFlag : 0);
     if (!fields.isCut()) {
         m_owner->addRecord(record);

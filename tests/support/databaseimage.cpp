@@ -12,65 +12,13 @@ template<typename Number> QByteArray bigEndian(Number value)
     return bytes;
 }
 
-QByteArray integerField(qint64 value, QByteArray &types)
-{
-    if (value == 0 || value == 1) {
-        types += char(8 + value);
-        return {};
-    }
-    const int sizes[] = {1, 2, 3, 4, 6, 8};
-    for (int i = 0; i < 6; ++i) {
-        const qint64 limit = sizes[i] < 8 ? qint64(1) << (8 * sizes[i] - 1) : 0;
-        if (sizes[i] == 8 || (value >= -limit && value < limit)) {
-            types += char(i + 1);
-            return bigEndian(value).right(sizes[i]);
-        }
-    }
-    return {};
-}
-
-QByteArray field(const QVariant &value, QByteArray &types)
-{
-    switch (int(value.type())) {
-    case QMetaType::UnknownType:
-        types += '\0';
-        return {};
-    case QMetaType::Double:
-        types += '\x07';
-        return bigEndian(value.toDouble());
-    case QMetaType::QString: {
-        const QByteArray text = value.toString().toUtf8();
-        types += varint(quint64(text.size()) * 2 + 13);
-        return text;
-    }
-    case QMetaType::QByteArray:
-        types += varint(quint64(value.toByteArray().size()) * 2 + 12);
-        return value.toByteArray();
-    default:
-        return integerField(value.toLongLong(), types);
-    }
-}
-
 } // namespace
-
-QByteArray varint(quint64 value)
-{
-    QByteArray bytes(1, char(value & 0x7F));
-    while ((value >>= 7) != 0) {
-        bytes.prepend(char(0x80 | (value & 0x7F)));
-    }
-    return bytes;
-}
 
 QByteArray record(const QVariantList &values)
 {
-    QByteArray types;
-    QByteArray body;
-    for (const QVariant &value : values) {
-        body += field(value, types);
-    }
-    const int headerSize = types.size() + (types.size() < 127 ? 1 : 2);
-    return varint(quint64(headerSize)) + types + body;
+    const EncodedRow row = encodeValues(values, "UTF-8");
+    const int headerSize = row.types.size() + (row.types.size() < 127 ? 1 : 2);
+    return varint(quint64(headerSize)) + row.types + row.body;
 }
 
 QByteArray leafCell(qint64 rowid, const QByteArray &payload)

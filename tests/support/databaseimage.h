@@ -1,14 +1,14 @@
 #pragma once
 
+#include "samples/recordencoder.h"
+
 #include <QBuffer>
 #include <QByteArray>
 #include <QVariant>
 #include <QVector>
 
-/// Returns the varint that stands for `value` (7 bits a byte).
-QByteArray varint(quint64 value);
-
-/// Returns a record of the values: NULL, integers, doubles, texts (UTF-8) and blobs.
+/// Returns a record of the values: NULL (also for a null text), integers, doubles, texts (UTF-8)
+/// and blobs.
 QByteArray record(const QVariantList &values);
 
 /// Returns a table leaf cell whose payload is wholly local.
