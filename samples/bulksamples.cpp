@@ -2,9 +2,7 @@
 
 #include "samples/callsamples.h"
 #include "samples/sampledatabase.h"
-
-#include <QRandomGenerator>
-#include <QUuid>
+#include "samples/samplerandom.h"
 
 namespace {
 
@@ -56,19 +54,18 @@ const char *const words[] = {
     "late",     "train", "home",  "not",      "sure", "thanks", "please", "call", "me",    "when",
     "are",      "there", "this",  "weekend",  "see",  "soon",   "coffee", "what", "about", "photos",
     "birthday", "ok",    "great", "sorry",    "on",   "my",     "way",    "I'll", "bring", "it"};
-constexpr int wordCount = int(sizeof words / sizeof words[0]);
 constexpr int handleCount = 60;
 
 /// Nanoseconds since 2001.
 constexpr qint64 firstMessageDate = 568000000000000000;
 
-QString sentence(QRandomGenerator *random)
+QString sentence(SampleRandom *random)
 {
     // Mostly short, seldom as long as a letter.
-    const int count = random->bounded(100) < 90 ? random->bounded(1, 25) : random->bounded(25, 140);
-    QString text = QString::fromLatin1(words[random->bounded(wordCount)]);
+    const int count = random->chance(90) ? random->number(1, 25) : random->number(25, 140);
+    QString text = random->pick(words);
     for (int i = 1; i < count; ++i) {
-        text += QLatin1Char(' ') + QLatin1String(words[random->bounded(wordCount)]);
+        text += QLatin1Char(' ') + random->pick(words);
     }
     return text + QLatin1Char('.');
 }
@@ -104,21 +101,7 @@ bool insertParties(SampleDatabase *db)
     return true;
 }
 
-QString randomGuid(QRandomGenerator *random)
-{
-    quint32 parts[4];
-    random->fillRange(parts);
-    QUuid guid;
-    guid.data1 = parts[0];
-    guid.data2 = ushort(parts[1]);
-    guid.data3 = ushort((parts[1] >> 16 & 0xfff) | 0x4000);
-    for (int i = 0; i < 8; ++i) {
-        guid.data4[i] = uchar(parts[2 + i / 4] >> 8 * (i % 4));
-    }
-    return guid.toString(QUuid::WithoutBraces).toUpper();
-}
-
-bool insertMessage(SampleDatabase *db, qint64 number, QRandomGenerator *random)
+bool insertMessage(SampleDatabase *db, qint64 number, SampleRandom *random)
 {
     static const QString insert = QStringLiteral(
         "INSERT INTO message (guid, text, handle_id, attributedBody, version, service, account, "
@@ -128,14 +111,14 @@ bool insertMessage(SampleDatabase *db, qint64 number, QRandomGenerator *random)
     static const QString join = QStringLiteral("INSERT INTO chat_message_join VALUES (?,?,?)");
     static const QString accountGuid = QStringLiteral("7A1E5C0B-3A61-4C0E-9B57-2D7F0C6E1A55");
     const QString text = sentence(random);
-    const int party = random->bounded(1, handleCount + 1);
-    const bool own = random->bounded(2) == 1;
+    const int party = random->number(1, handleCount + 1);
+    const bool own = random->chance(50);
     const qint64 date = firstMessageDate + number * 1000000007;
     const QVariant ownOrNull = own ? QVariant() : QVariant(date + 3000000000);
     const QString service = QLatin1String(party % 3 ? "iMessage" : "SMS");
-    return db->run(insert, {randomGuid(random), text, own ? 0 : party, attributedBody(text),
-                            service, accountGuid, date, ownOrNull, own, own, !own, own,
-                            random->bounded(2), QVariant()})
+    return db->run(insert, {random->guid(), text, own ? 0 : party, attributedBody(text), service,
+                            accountGuid, date, ownOrNull, own, own, !own, own, random->number(0, 2),
+                            QVariant()})
            && db->run(join, {party, db->lastRowid(), date});
 }
 
@@ -175,7 +158,7 @@ bool thinOut(SampleDatabase *db, const QString &table, BulkSample *sample)
 bool makeBulkMessages(SampleDatabase *db, qint64 bytes, BulkSample *sample)
 {
     *sample = BulkSample();
-    QRandomGenerator random(12);
+    SampleRandom random(12);
     return db->exec(QLatin1String(messageTables)) && insertParties(db)
            && fill(db, bytes, &sample->inserted,
                    [&](qint64 number) { return insertMessage(db, number, &random); })

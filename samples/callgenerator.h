@@ -1,8 +1,7 @@
 #pragma once
 
 #include "samples/calllayout.h"
-
-#include <QRandomGenerator>
+#include "samples/samplerandom.h"
 
 /// Makes up calls as they stand on a device of the layout's time. Equal seeds give equal calls.
 class CallGenerator
@@ -15,11 +14,6 @@ public:
     SampleCall next();
 
 private:
-    bool chance(int percent) { return m_random.bounded(100) < percent; }
-    int number(int from, int to) { return m_random.bounded(from, to); }
-    QString digits(int count);
-    QString telephoneNumber();
-    QString mailAddress();
     QString uniqueId();
     double duration();
     void addParty(SampleCall *call);
@@ -27,7 +21,7 @@ private:
     void addNetwork(SampleCall *call);
 
     CallLayout m_layout;
-    QRandomGenerator m_random;
+    SampleRandom m_random;
     int m_maxGap;
     qint64 m_date;
 };
