@@ -75,6 +75,12 @@ private:
         bool isIntact; ///< the row identifier is
         int order;
     };
+    /// The persons of one content, as places in m_found.
+    struct Namesakes
+    {
+        QHash<qint64, int> byRowid; ///< those whose identifier is intact
+        int unsure = -1;            ///< the one whose identifier is not
+    };
     void add(const CarvedPerson &carved, int order);
     void addIncomplete(const CarvedPerson &carved, int order);
     void append(const CarvedPerson &carved, const CarvedRowid &rowid, int order);
@@ -90,8 +96,8 @@ private:
     QSet<QString> m_liveContents;
     QMultiHash<QString, const PersonRecord *> m_liveNames;
     QVector<Found> m_found;
-    QHash<QString, QVector<int>> m_byContent; ///< places in m_found
-    QHash<QString, QVector<int>> m_byName;
+    QHash<QString, Namesakes> m_byContent;
+    QHash<QString, QVector<int>> m_byName; ///< places in m_found
     QHash<qint64, int> m_owners;
 };
 
@@ -164,7 +170,12 @@ void PersonCollector::addIncomplete(const CarvedPerson &carved, int order)
 
 void PersonCollector::append(const CarvedPerson &carved, const CarvedRowid &rowid, int order)
 {
-    m_byContent[contentKey(carved.person)].append(m_found.size());
+    Namesakes &namesakes = m_byContent[contentKey(carved.person)];
+    if (rowid.isIntact) {
+        namesakes.byRowid.insert(rowid.value, m_found.size());
+    } else {
+        namesakes.unsure = m_found.size();
+    }
     m_byName[nameKey(carved.person)].append(m_found.size());
     m_found.append({carved.person, rowid.isIntact, order});
     m_found.last().person.rowId = rowid.value;
@@ -201,19 +212,21 @@ bool PersonCollector::isCopyOfLive(const CarvedPerson &carved, const CarvedRowid
 /// names apart; otherwise the better identifier is kept.
 bool PersonCollector::isKnown(const CarvedRowid &rowid, const QString &content)
 {
-    const QVector<int> places = m_byContent.value(content);
-    for (const int place : places) {
-        Found &known = m_found[place];
-        if (known.isIntact && rowid.isIntact && known.person.rowId != rowid.value) {
-            continue;
-        }
-        if (rowid.isIntact || known.person.rowId == 0) {
-            known.person.rowId = rowid.value;
-            known.isIntact = rowid.isIntact;
-        }
+    Namesakes &namesakes = m_byContent[content];
+    if (rowid.isIntact && !namesakes.byRowid.contains(rowid.value) && namesakes.unsure >= 0) {
+        Found &found = m_found[namesakes.unsure];
+        found.person.rowId = rowid.value;
+        found.isIntact = true;
+        namesakes.byRowid.insert(rowid.value, namesakes.unsure);
+        namesakes.unsure = -1;
         return true;
     }
-    return false;
+    if (!rowid.isIntact && namesakes.unsure >= 0 && rowid.value != 0) {
+        qint64 &known = m_found[namesakes.unsure].person.rowId;
+        known = known == 0 ? rowid.value : known;
+    }
+    return rowid.isIntact ? namesakes.byRowid.contains(rowid.value)
+                          : namesakes.unsure >= 0 || !namesakes.byRowid.isEmpty();
 }
 
 void PersonCollector::findOwners()
