@@ -1,6 +1,7 @@
 #include "samples/contactsamples.h"
 
 #include "samples/contactgenerator.h"
+#include "samples/recordencoder.h"
 #include "samples/sampledatabase.h"
 
 #include <QHash>
@@ -12,6 +13,17 @@ constexpr int PhoneProperty = 3;
 constexpr int Added = 0;
 constexpr int Changed = 1;
 constexpr int Deleted = 2;
+
+/// What the search index keeps of a row besides its texts: the number of words in each column.
+QByteArray wordCounts(const QVariantList &row)
+{
+    QByteArray counts;
+    for (const QVariant &text : row.mid(1)) {
+        counts +=
+            varint(quint64(text.toString().split(QLatin1Char(' '), Qt::SkipEmptyParts).size()));
+    }
+    return counts;
+}
 
 /// Writes the rows of persons and values to the tables of an address book.
 class AddressBook
@@ -110,11 +122,13 @@ bool AddressBook::removeEverything()
 
 bool AddressBook::insertFullText(const SamplePerson &person)
 {
-    return !hasFullText(m_layout)
-           || (insertRow(QStringLiteral("ABPersonFullTextSearch_content"),
-                         fullTextRow(m_layout, person))
-               && insertRow(QStringLiteral("ABPersonFullTextSearch_docsize"),
-                            {person.fields.rowId, QByteArray(24, '\1')}));
+    if (!hasFullText(m_layout)) {
+        return true;
+    }
+    const QVariantList row = fullTextRow(m_layout, person);
+    return insertRow(QStringLiteral("ABPersonFullTextSearch_content"), row)
+           && insertRow(QStringLiteral("ABPersonFullTextSearch_docsize"),
+                        {person.fields.rowId, wordCounts(row)});
 }
 
 bool AddressBook::removeFullText(qint64 personId)
