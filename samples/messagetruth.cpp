@@ -177,7 +177,7 @@ private:
         for (int at = 0; at < text.size(); at += pieceSize) {
             missing += !m_file.contains(text.mid(at, pieceSize));
         }
-        return missing <= text.size() / 1000;
+        return missing <= text.size() / 2000;
     }
 
     bool isHeader(int start, int textAt, int textSize) const
