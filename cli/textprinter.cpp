@@ -8,7 +8,8 @@
 
 namespace {
 
-using Rows = QVector<QStringList>;
+// A longer cell stands out of its column; it must not lengthen every other line.
+constexpr int MaxColumnWidth = 40;
 
 QStringList printableRow(QStringList row)
 {
@@ -18,21 +19,28 @@ QStringList printableRow(QStringList row)
     return row;
 }
 
-Rows rowsOf(const ScanResults &results, const RecordKind &kind)
+TextRows rowsOf(const ScanResults &results, const RecordKind &kind)
 {
-    Rows rows{kind.columns};
-    for (unsigned i = 0; i < recordCount(results, kind); ++i) {
-        rows.append(printableRow(kind.row(recordAt(results, kind, i))));
+    TextRows rows;
+    const unsigned count = recordCount(results, kind);
+    for (unsigned i = 0; i < count; ++i) {
+        const TextRows recordRows = kind.rows(recordAt(results, kind, i));
+        for (const QStringList &row : recordRows) {
+            rows.append(printableRow(row));
+        }
     }
     return rows;
 }
 
-QVector<int> widthsOf(const Rows &rows)
+// The last cell of a row is not padded, so its width does not count.
+QVector<int> widthsOf(const TextRows &rows)
 {
-    QVector<int> widths(rows.first().size(), 0);
+    QVector<int> widths;
     for (const QStringList &row : rows) {
-        for (int column = 0; column < row.size(); ++column) {
-            widths[column] = qMax(widths.at(column), displayWidth(row.at(column)));
+        widths.resize(qMax(widths.size(), row.size()));
+        for (int column = 0; column + 1 < row.size(); ++column) {
+            const int width = qMin(displayWidth(row.at(column)), MaxColumnWidth);
+            widths[column] = qMax(widths.at(column), width);
         }
     }
     return widths;
@@ -40,7 +48,6 @@ QVector<int> widthsOf(const Rows &rows)
 
 QString lineOf(const QStringList &row, const QVector<int> &widths)
 {
-    // The last cell is not padded: one long text must not lengthen every other line.
     QString line;
     for (int column = 0; column + 1 < row.size(); ++column) {
         line += padded(row.at(column), widths.at(column)) + QStringLiteral("  ");
@@ -53,7 +60,7 @@ bool writeText(QIODevice &out, const QString &text)
     return writeAll(out, text.toUtf8());
 }
 
-bool writeTable(QIODevice &out, const Rows &rows)
+bool writeTable(QIODevice &out, const TextRows &rows)
 {
     const QVector<int> widths = widthsOf(rows);
     for (const QStringList &row : rows) {
@@ -64,20 +71,27 @@ bool writeTable(QIODevice &out, const Rows &rows)
     return true;
 }
 
+bool writeKind(QIODevice &out, const ScanResults &results, const RecordKind &kind)
+{
+    TextRows rows = rowsOf(results, kind);
+    const unsigned count = kind.rowsAreItems ? unsigned(rows.size()) : recordCount(results, kind);
+    if (!kind.columns.isEmpty()) {
+        rows.prepend(kind.columns);
+    }
+    return writeText(out, QStringLiteral("%1 (%2)\n").arg(QLatin1String(kind.heading)).arg(count))
+           && writeTable(out, rows);
+}
+
 } // namespace
 
 bool printText(const ScanResults &results, QIODevice &out)
 {
     bool first = true;
     for (const RecordKind &kind : results.kinds) {
-        const unsigned count = recordCount(results, kind);
-        if (count == 0) {
+        if (recordCount(results, kind) == 0) {
             continue;
         }
-        const QString heading =
-            QStringLiteral("%1 (%2)\n").arg(QLatin1String(kind.heading)).arg(count);
-        if (!writeText(out, first ? heading : QLatin1Char('\n') + heading)
-            || !writeTable(out, rowsOf(results, kind))) {
+        if ((!first && !writeText(out, QStringLiteral("\n"))) || !writeKind(out, results, kind)) {
             return false;
         }
         first = false;

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QCborMap>
+#include <QStringList>
+#include <QVector>
+
+/// Rows of a text table for people; not yet safe for a terminal.
+using TextRows = QVector<QStringList>;
+
+/// One row: date, direction, duration, address.
+TextRows callRows(const QCborMap &call);
+
+/// The name as a row of one cell, then a row for each detail: what it is, and its text.
+TextRows personRows(const QCborMap &person);
+
+/// One row for each message: date, conversation, direction, text.
+TextRows messageRows(const QCborMap &group);
+
+/// How people call the person: by name, organization or nickname.
+QString personName(const QCborMap &person);
+
+/// A row for one of the values of a person: what it is, and its text.
+QStringList personValueRow(const QCborMap &value);
+
+/// One message as a row of messageRows().
+QStringList messageRow(const QCborMap &message, const QCborMap &group);
