@@ -1,11 +1,8 @@
 #pragma once
 
-#include <QCborMap>
-#include <QStringList>
-#include <QVector>
+#include "cli/texttable.h"
 
-/// Rows of a text table for people; not yet safe for a terminal.
-using TextRows = QVector<QStringList>;
+#include <QCborMap>
 
 /// One row: date, direction, duration, address.
 TextRows callRows(const QCborMap &call);

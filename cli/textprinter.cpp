@@ -1,6 +1,5 @@
 #include "cli/textprinter.h"
 
-#include "cli/displaytext.h"
 #include "cli/outputfile.h"
 #include "cli/recordkind.h"
 
@@ -8,67 +7,19 @@
 
 namespace {
 
-// A longer cell stands out of its column; it must not lengthen every other line.
-constexpr int MaxColumnWidth = 40;
-
-QStringList printableRow(QStringList row)
-{
-    for (QString &cell : row) {
-        cell = printable(cell);
-    }
-    return row;
-}
-
 TextRows rowsOf(const ScanResults &results, const RecordKind &kind)
 {
     TextRows rows;
     const unsigned count = recordCount(results, kind);
     for (unsigned i = 0; i < count; ++i) {
-        const TextRows recordRows = kind.rows(recordAt(results, kind, i));
-        for (const QStringList &row : recordRows) {
-            rows.append(printableRow(row));
-        }
+        rows += kind.rows(recordAt(results, kind, i));
     }
     return rows;
-}
-
-// The last cell of a row is not padded, so its width does not count.
-QVector<int> widthsOf(const TextRows &rows)
-{
-    QVector<int> widths;
-    for (const QStringList &row : rows) {
-        widths.resize(qMax(widths.size(), row.size()));
-        for (int column = 0; column + 1 < row.size(); ++column) {
-            const int width = qMin(displayWidth(row.at(column)), MaxColumnWidth);
-            widths[column] = qMax(widths.at(column), width);
-        }
-    }
-    return widths;
-}
-
-QString lineOf(const QStringList &row, const QVector<int> &widths)
-{
-    QString line;
-    for (int column = 0; column + 1 < row.size(); ++column) {
-        line += padded(row.at(column), widths.at(column)) + QStringLiteral("  ");
-    }
-    return line + row.last() + QLatin1Char('\n');
 }
 
 bool writeText(QIODevice &out, const QString &text)
 {
     return writeAll(out, text.toUtf8());
-}
-
-bool writeTable(QIODevice &out, const TextRows &rows)
-{
-    const QVector<int> widths = widthsOf(rows);
-    for (const QStringList &row : rows) {
-        if (!writeText(out, lineOf(row, widths))) {
-            return false;
-        }
-    }
-    return true;
 }
 
 bool writeKind(QIODevice &out, const ScanResults &results, const RecordKind &kind)

@@ -1,23 +1,56 @@
 // Makes sample databases with known contents: a small backup to try the program on, and large files
 // to measure it with.
 
+#include "cli/recordmaps.h"
 #include "samples/bulksamples.h"
 #include "samples/callsamples.h"
-#include "samples/calltruth.h"
 #include "samples/sampledatabase.h"
+#include "samples/truthfile.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QTextStream>
 
+#include <algorithm>
+#include <functional>
+#include <iterator>
+
 namespace {
+
+/// What a sample database holds and what was deleted from it.
+struct Truth
+{
+    QVector<QCborMap> deleted;
+    QVector<QCborMap> live;
+};
 
 struct BackupFile
 {
     const char *domainPath;
-    CallPlan plan;
+    const char *contents;
+    std::function<bool(SampleDatabase *db, Truth *truth)> make;
 };
+
+template<typename Records>
+QVector<QCborMap> mapsOf(const char *kind, const Records &records,
+                         QCborMap (*mapOf)(const typename Records::value_type &))
+{
+    QVector<QCborMap> maps;
+    for (const auto &record : records) {
+        maps.append(recordOfKind(kind, mapOf(record)));
+    }
+    return maps;
+}
+
+bool makeCalls(SampleDatabase *db, const CallPlan &plan, Truth *truth)
+{
+    CallSample sample;
+    const bool ok = makeCallSample(db, plan, &sample);
+    truth->deleted = mapsOf("call", expectedRecords(plan.layout, sample.deleted), callMap);
+    truth->live = mapsOf("call", expectedRecords(plan.layout, sample.live), callMap);
+    return ok;
+}
 
 QString backupName(const char *domainPath)
 {
@@ -36,39 +69,38 @@ bool makeBackupFile(const QDir &folder, const BackupFile &file)
     const QString name = backupName(file.domainPath);
     const QString path = folder.filePath(QStringLiteral("backup/") + name);
     SampleDatabase db;
-    CallSample sample;
-    if (!db.create(path) || !makeCallSample(&db, file.plan, &sample) || !db.close()) {
+    Truth truth;
+    if (!db.create(path) || !file.make(&db, &truth) || !db.close()) {
         return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
     }
-    const QString truth = folder.filePath(QStringLiteral("truth/%1.jsonl").arg(name));
+    const QString deleted = folder.filePath(QStringLiteral("truth/%1.jsonl").arg(name));
     const QString live = folder.filePath(QStringLiteral("truth/%1.live.jsonl").arg(name));
-    if (!writeCallLines(truth, expectedRecords(sample.layout, sample.deleted))
-        || !writeCallLines(live, expectedRecords(sample.layout, sample.live))) {
-        return fail(QStringLiteral("cannot write %1 or %2").arg(truth, live));
+    if (!writeTruthFile(deleted, truth.deleted) || !writeTruthFile(live, truth.live)) {
+        return fail(QStringLiteral("cannot write %1 or %2").arg(deleted, live));
     }
-    QTextStream(stdout) << path << ": " << sample.live.size() << " calls, " << sample.deleted.size()
-                        << " more deleted\n";
+    QTextStream(stdout) << path << ": " << truth.live.size() << ' ' << file.contents << ", "
+                        << truth.deleted.size() << " more deleted\n";
     return true;
 }
 
 bool makeBackup(const QString &path)
 {
     static const BackupFile files[] = {
-        {"WirelessDomain-Library/CallHistory/call_history.db",
-         {CallLayout::Ios7, Deletion::Scattered, 80, 4}},
-        {"HomeDomain-Library/CallHistoryDB/CallHistory.storedata",
-         {CallLayout::Ios11Store, Deletion::ThenInserts, 120, 9}},
+        {"WirelessDomain-Library/CallHistory/call_history.db", "calls",
+         [](SampleDatabase *db, Truth *truth) {
+             return makeCalls(db, {CallLayout::Ios7, Deletion::Scattered, 80, 4}, truth);
+         }},
+        {"HomeDomain-Library/CallHistoryDB/CallHistory.storedata", "calls",
+         [](SampleDatabase *db, Truth *truth) {
+             return makeCalls(db, {CallLayout::Ios11Store, Deletion::ThenInserts, 120, 9}, truth);
+         }},
     };
     const QDir folder(path);
     if (!folder.mkpath(QStringLiteral("backup")) || !folder.mkpath(QStringLiteral("truth"))) {
         return fail(QStringLiteral("cannot make folders in %1").arg(path));
     }
-    for (const BackupFile &file : files) {
-        if (!makeBackupFile(folder, file)) {
-            return false;
-        }
-    }
-    return true;
+    return std::all_of(std::begin(files), std::end(files),
+                       [&folder](const BackupFile &file) { return makeBackupFile(folder, file); });
 }
 
 bool makeBulkFile(const QString &path, qint64 mebibytes, bool messages)
