@@ -3,6 +3,8 @@
 #include "api/backupfilename_p.h"
 #include "api/scanprogress.h"
 #include "recoverers/communication/callhistorydbfile.h"
+#include "recoverers/communication/contactdbfile.h"
+#include "recoverers/communication/hiddencontactdbfile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -44,6 +46,8 @@ bool isKnownType(int type)
 Recoverer makeRecoverer(int type)
 {
     switch (type) {
+    case ScanTypeContacts:
+        return std::make_unique<ContactDbFile>();
     case ScanTypeCallHistory:
         return std::make_unique<CallHistoryDbFile>();
     default:
@@ -136,10 +140,23 @@ int SqliteRecovery::scanRecoveryForType(int type, const QString &dbPath, ScanPro
         recoverer->setProgress(progress);
         recoverer->scanDeletedRecords(this);
     }
+    if (type == ScanTypeContacts) {
+        scanHiddenContacts(dbPath, progress);
+    }
     if (progress) {
         progress->scanDone();
     }
     return isKnownType(type) ? 0 : -1;
+}
+
+void SqliteRecovery::scanHiddenContacts(const QString &dbPath, ScanProgress *progress)
+{
+    constexpr double noSpan = 0; // reading the index takes no time to speak of
+    HiddenContactDbFile index;
+    if (index.open(dbPath)) {
+        index.setProgress(progress, noSpan);
+        index.scanDeletedRecords(this);
+    }
 }
 
 int SqliteRecovery::scanRecoveryForType(int type, const QStringList &files, ScanProgress *progress)

@@ -27,7 +27,8 @@ class ScanProgress;
 /// its destruction; after the object was copied, records are to be asked for anew. A getXxx(index)
 /// returns null when index is not below getXxxCount().
 ///
-/// Kinds: this version recovers calls. The scans of all other kinds are accepted and find nothing.
+/// Kinds: this version recovers calls, contacts and messages. The scans of all other kinds are
+/// accepted and find nothing.
 ///
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
 ///
@@ -94,11 +95,16 @@ public:
     unsigned getCalendarCount();
     const CalendarRecord *getCalendar(unsigned index);
 
-    /// Conversations with recovered messages (ScanTypeMessages).
+    /// Conversations with recovered messages (ScanTypeMessages), ordered by the date of their first
+    /// message.
     unsigned getMessageGroupCount();
     const MessageGroupRecord *getMessageGroup(unsigned index);
 
-    /// Contacts (ScanTypeContacts).
+    /// Contacts (ScanTypeContacts): deleted persons and former versions of persons who still exist,
+    /// in the order found in the file; then persons who still exist, with nothing but the values
+    /// of theirs that were deleted; then persons without names, of whom only values were found. A
+    /// person's values come with the last version of the person that was found. Each scan keeps
+    /// this order for its own records.
     unsigned getContactCount();
     const PersonRecord *getContact(unsigned index);
 
@@ -106,7 +112,8 @@ public:
     unsigned getWhatsappCount();
     const WhatsappChatRecord *getWhatsapp(unsigned index);
 
-    /// Persons that only the address book's search index still lists (ScanTypeContacts).
+    /// Persons that only the address book's search index still lists (ScanTypeContacts, but not
+    /// scanRecovery()), in the order of their row identifiers. Values have no labels there.
     unsigned getHiddenContactCount();
     const PersonRecord *getHiddenContact(unsigned index);
 
@@ -125,8 +132,11 @@ public:
 private:
     // The recoverers append what they find to the arrays.
     friend class CallHistoryDbFile;
+    friend class ContactDbFile;
+    friend class HiddenContactDbFile;
 
     static QString calcBackupFilename(const QString &domain, const QString &relativePath);
+    void scanHiddenContacts(const QString &dbPath, ScanProgress *progress);
     void releaseContacts();
     void releaseHiddenContacts();
     void releaseWhatsapps();

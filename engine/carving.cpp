@@ -149,6 +149,7 @@ void SqliteDbFile::searchRegion(const TableSchema &table, qint64 fileOffset,
     const qint64 pageSize = headerInfo().pageSize;
     const qint64 regionOffset = fileOffset % pageSize;
     const qint64 pageStart = fileOffset - regionOffset;
+    m_regionOffset = fileOffset;
     if (matcher.wantsLiveCells()) {
         for (const quint16 cell : cellOffsets) {
             const qint64 inRegion = cell - regionOffset;

@@ -2,6 +2,7 @@
 
 #include "engine/fieldreader.h"
 #include "engine/serialtype.h"
+#include "engine/spilledpayload.h"
 #include "engine/varint.h"
 
 #include <QBitArray>
@@ -17,7 +18,6 @@
 namespace {
 
 constexpr char Magic[] = "SQLite format 3"; // 16 bytes with the closing zero
-constexpr int OverflowPointerSize = 4;
 /// SQLite's hard limit of columns, and so of fields in a record.
 constexpr int MaxFields = 32767;
 /// Far above what a table statement takes; a longer row of the schema table is not read.
@@ -283,14 +283,7 @@ bool DatabaseReader::buildRecordLayout(RowRef &row)
 
 qint32 DatabaseReader::localPayloadSize(qint64 payloadSize) const
 {
-    const qint64 usable = m_header.usableSize();
-    const qint64 most = usable - 35;
-    if (payloadSize < most || usable - OverflowPointerSize <= 0) {
-        return qint32(payloadSize);
-    }
-    const qint64 least = quint16((usable - 12) * 32 / 255 - 23);
-    const qint64 best = least + (payloadSize - least) % (usable - OverflowPointerSize);
-    return qint32((best <= most ? best : least) + OverflowPointerSize);
+    return ::localPayloadSize(payloadSize, m_header);
 }
 
 bool DatabaseReader::readRowPayload(const RowRef &row, QByteArray &payload)

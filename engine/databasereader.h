@@ -78,10 +78,7 @@ public:
     /// failure, also when there are more fields than SQLite allows columns.
     bool buildRecordLayout(RowRef &row);
 
-    /// Returns how many bytes of a cell on a table leaf page belong to a payload of `payloadSize`
-    /// bytes: all of them, or the local part and the 4-byte number of the first overflow page.
-    /// A payload of exactly usable size - 35 bytes counts as spilling, which differs from the
-    /// published format at that one size: its local part is then the whole payload.
+    /// As the function of that name, for this file.
     qint32 localPayloadSize(qint64 payloadSize) const;
 
     /// Reads a payload across its overflow pages. Returns false, and no bytes, unless all are

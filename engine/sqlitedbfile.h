@@ -50,6 +50,10 @@ public:
     void carveRegion(const TableSchema &table, qint64 fileOffset, qint64 length,
                      const QVector<quint16> &cellOffsets, RecordMatcher &matcher);
 
+    /// Where the region that is being searched begins in the file, for matchers that must know a
+    /// candidate's place.
+    qint64 regionOffset() const { return m_regionOffset; }
+
     /// Finds the deleted records of this kind of database and appends them to the arrays of
     /// `resultHolder`, which is borrowed for the call. Returns 0.
     virtual int scanDeletedRecords(SqliteRecovery *resultHolder) = 0;
@@ -75,6 +79,8 @@ private:
                           RecordMatcher &matcher);
     void searchRegion(const TableSchema &table, qint64 fileOffset, const QByteArray &region,
                       const QVector<quint16> &cellOffsets, RecordMatcher &matcher);
+
+    qint64 m_regionOffset = 0;
 };
 
 /// True when some live cell offset c satisfies c <= offsetInPage <= c + 4: a candidate begins at

@@ -104,6 +104,19 @@ int decodeVarintBackward(const uchar *begin, const uchar *end, qint64 &value)
     return decodeVarint(first, end, value);
 }
 
+bool endsInVarint(const uchar *begin, const uchar *end, qint64 value)
+{
+    uchar continuation = 0;
+    do {
+        if (end == begin || *--end != ((value & 0x7F) | continuation)) {
+            return false;
+        }
+        continuation = 0x80;
+        value >>= 7;
+    } while (value > 0);
+    return true;
+}
+
 int decodeVarints(const uchar *begin, const uchar *end, int count, qint64 *values)
 {
     const uchar *pos = begin;

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QByteArray>
+#include <QVector>
+
+class QIODevice;
+struct DatabaseHeader;
+
+/// Size of the page number that links a payload to its next overflow page.
+constexpr int OverflowPointerSize = 4;
+
+/// Returns how many bytes of a cell on a table leaf page belong to a payload of `payloadSize`
+/// bytes: all of them, or the local part and the 4-byte number of the first overflow page.
+/// A payload of exactly usable size - 35 bytes counts as spilling, which differs from the published
+/// format at that one size: its local part is then the whole payload.
+qint32 localPayloadSize(qint64 payloadSize, const DatabaseHeader &header);
+
+/// The payload of a candidate, as its decoded header describes it: the stored payload size stands
+/// in front of the header and is often overwritten.
+///
+///   header size | NULL of the rowid alias | serial types | body
+///   ^ start                                              ^ bodyStart
+struct CandidatePayload
+{
+    CandidatePayload(qint64 bodyStart, int typesLength, const QVector<qint64> &serialTypes);
+
+    qint64 start = 0; ///< place in the region
+    qint64 size = 0;  ///< 0 when the types give no sensible size
+};
+
+/// True when the payload has more bytes than its cell holds, so that it goes on elsewhere.
+bool spills(const CandidatePayload &payload, const DatabaseHeader &header);
+
+/// Returns the region up to the end of the local part of a payload that spills, and behind it the
+/// bytes of its overflow pages. A chain that leaves the file gives what was gathered until then.
+/// `localEnd` becomes the place where the local part ends. Rows of a device stay far below 4 MiB;
+/// of larger payloads the rest is not read.
+QByteArray rebuildPayload(const QByteArray &region, QIODevice &device, const DatabaseHeader &header,
+                          const CandidatePayload &payload, qint64 *localEnd);

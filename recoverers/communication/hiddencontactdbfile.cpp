@@ -1,0 +1,165 @@
+#include "recoverers/communication/hiddencontactdbfile.h"
+
+#include "api/scanprogress.h"
+#include "api/sqliterecovery.h"
+#include "recoverers/communication/addressbook.h"
+#include "recoverers/communication/spellings.h"
+#include "recoverers/livequery.h"
+
+#include <QRegularExpression>
+
+namespace {
+
+using Field = QString PersonRecord::*;
+
+struct NamedField
+{
+    const char *name;
+    Field field;
+};
+
+/// Columns of the index by their name; a number that differs from system to system precedes it.
+constexpr NamedField NamedFields[] = {
+    {"prefix", &PersonRecord::prefix},
+    {"first", &PersonRecord::first},
+    {"middle", &PersonRecord::middle},
+    {"last", &PersonRecord::last},
+    {"suffix", &PersonRecord::suffix},
+    {"firstphonetic", &PersonRecord::firstPhonetic},
+    {"middlephonetic", &PersonRecord::middlePhonetic},
+    {"lastphonetic", &PersonRecord::lastPhonetic},
+    {"organization", &PersonRecord::organization},
+    {"department", &PersonRecord::department},
+    {"jobtitle", &PersonRecord::jobTitle},
+    {"nickname", &PersonRecord::nickname},
+    {"birthday", &PersonRecord::birthday},
+    {"note", &PersonRecord::note},
+};
+
+QStringList wholeValue(const QString &text)
+{
+    const QString trimmed = text.trimmed();
+    return trimmed.isEmpty() ? QStringList() : QStringList{trimmed};
+}
+
+struct NamedValue
+{
+    const char *name;
+    qint64 property;
+    QStringList (*values)(const QString &spellings);
+};
+
+constexpr NamedValue NamedValues[] = {
+    {"phone", 3, telephoneNumbers},   {"email", 4, mailAddresses},
+    {"address", 5, wholeValue},       {"date", 12, wholeValue},
+    {"im", 13, wholeValue},           {"url", 22, webAddresses},
+    {"relatednames", 23, wholeValue}, {"socialprofile", 46, wholeValue},
+};
+
+/// A column of the index and what it is called without its number.
+struct IndexColumn
+{
+    QString column;
+    QString name;
+};
+
+QVector<IndexColumn> indexColumns(const TableSchema &table)
+{
+    // The names keep the quotes of the statement.
+    static const QRegularExpression pattern(
+        QStringLiteral("^[\"'`\\[]?(c\\d+([a-z]+))[\"'`\\]]?$"));
+    QVector<IndexColumn> columns;
+    for (const ColumnDef &column : table.columns) {
+        const QRegularExpressionMatch match = pattern.match(column.name);
+        if (match.hasMatch()) {
+            columns.append({match.captured(1), match.captured(2)});
+        }
+    }
+    return columns;
+}
+
+void addText(const QString &name, const QString &text, PersonRecord *person)
+{
+    for (const NamedField &field : NamedFields) {
+        if (name == QLatin1String(field.name)) {
+            person->*field.field = text;
+        }
+    }
+    for (const NamedValue &kind : NamedValues) {
+        if (name != QLatin1String(kind.name)) {
+            continue;
+        }
+        const QStringList values = kind.values(text);
+        for (const QString &value : values) {
+            PersonValue personValue;
+            personValue.property = kind.property;
+            personValue.value = value;
+            person->values.append(personValue);
+        }
+    }
+}
+
+/// The name under which the person was listed serves where the index holds no other.
+void nameByDisplayName(const QString &displayName, PersonRecord *person)
+{
+    const bool isNamed =
+        !(person->first + person->middle + person->last + person->organization + person->nickname)
+             .isEmpty();
+    if (!isNamed) {
+        person->first = displayName;
+    }
+}
+
+PersonRecord personOf(const LiveRow &row, const QVector<IndexColumn> &columns)
+{
+    PersonRecord person;
+    QString displayName;
+    person.rowId = row.integer(0);
+    for (int i = 0; i < columns.size(); ++i) {
+        const QString text = row.text(i + 1);
+        if (columns[i].name == QLatin1String("displayname")) {
+            displayName = text;
+        } else {
+            addText(columns[i].name, text, &person);
+        }
+    }
+    nameByDisplayName(displayName, &person);
+    return person;
+}
+
+} // namespace
+
+HiddenContactDbFile::HiddenContactDbFile(QObject *parent)
+    : SqliteDbFile(parent)
+{
+}
+
+HiddenContactDbFile::~HiddenContactDbFile() = default;
+
+void HiddenContactDbFile::setProgress(ScanProgress *newProgress, double span)
+{
+    setProgress(newProgress);
+    m_span = span;
+}
+
+int HiddenContactDbFile::scanDeletedRecords(SqliteRecovery *resultHolder)
+{
+    const TableSchema *index = table(QStringLiteral("abpersonfulltextsearch_content"));
+    if (!index || (progress && !progress->reportProgress(m_span))) {
+        return 0;
+    }
+    const QVector<IndexColumn> columns = indexColumns(*index);
+    QString statement = QStringLiteral("select docid");
+    for (const IndexColumn &column : columns) {
+        statement += QStringLiteral(", ") + column.column;
+    }
+    statement += QStringLiteral(" from ABPersonFullTextSearch_content where docid not in (select "
+                                "rowid from abperson)");
+    LiveQuery(path).forEachRow(statement, [&](const LiveRow &row) {
+        const PersonRecord person = personOf(row, columns);
+        if (hasText(person) || !person.values.isEmpty()) {
+            resultHolder->m_hiddenContacts.append(new PersonRecord(person));
+        }
+    });
+    return 0;
+}
