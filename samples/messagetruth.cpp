@@ -1,0 +1,387 @@
+#include "samples/messagetruth.h"
+
+#include <QHash>
+#include <QSet>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int guidSize = 36;
+constexpr int longestHeader = 400;
+
+/// A message and the conversation that it belongs to.
+struct Place
+{
+    const MessageGroupRecord *group = nullptr;
+    const MessageItem *message = nullptr;
+};
+
+using Places = QHash<QString, Place>;
+
+/// The same for all copies of one version of a message. Messages of the layout with groups come
+/// back without a guid, but no two of a sample have the same date.
+QString keyOf(const MessageItem &message)
+{
+    const QString identity = message.guid.isEmpty() ? QString::number(message.date) : message.guid;
+    return identity + QLatin1Char('\n') + message.text;
+}
+
+QStringList sortedIds(const MessageGroupRecord &group)
+{
+    QStringList ids;
+    for (const MessageParticipant &participant : group.participants) {
+        ids << participant.id;
+    }
+    ids.removeDuplicates();
+    ids.sort();
+    return ids;
+}
+
+/// The same for all parts of one conversation.
+QString keyOf(MessageLayout layout, const MessageGroupRecord &group)
+{
+    const QString kind = hasGroups(layout) ? group.service : QString();
+    return kind
+           + (group.roomName.isEmpty() ? sortedIds(group).join(QLatin1Char(',')) : group.roomName);
+}
+
+Places placesOf(const QVector<MessageGroupRecord> &groups)
+{
+    Places places;
+    for (const MessageGroupRecord &group : groups) {
+        for (const MessageItem &message : group.messages) {
+            places.insert(keyOf(message), {&group, &message});
+        }
+    }
+    return places;
+}
+
+QString describe(const MessageItem &message)
+{
+    return QStringLiteral("%1 %2 %3 \"%4\" subject \"%5\" %6 from me %7 sent %8")
+        .arg(message.guid)
+        .arg(message.date)
+        .arg(message.address, message.text.left(40), message.subject, message.service)
+        .arg(message.isFromMe)
+        .arg(message.isSent);
+}
+
+QString describe(const MessageGroupRecord &group)
+{
+    return QStringLiteral("conversation \"%1\" room \"%2\" %3 with %4")
+        .arg(group.chatIdentifier, group.roomName, group.service,
+             sortedIds(group).join(QLatin1Char(' ')));
+}
+
+/// More than 0.6 of what is no space must be letters, digits, marks, punctuation or signs; each
+/// half of a surrogate pair counts as something else.
+bool isPlausible(const QString &text)
+{
+    int visible = 0;
+    int good = 0;
+    for (const QChar c : text) {
+        visible += !c.isSpace();
+        good += !c.isSpace()
+                && (c.isLetterOrNumber() || c.isMark() || c.isPunct()
+                    || (c.isSymbol() && c.category() != QChar::Symbol_Other));
+    }
+    return visible > 0 && double(good) / visible > 0.6;
+}
+
+/// Reads the varint at `*position` and moves behind it. Returns false at the end of the bytes.
+bool readVarint(const QByteArray &bytes, int *position, quint64 *value)
+{
+    *value = 0;
+    for (int i = 0; i < 9 && *position < bytes.size(); ++i) {
+        const uchar byte = uchar(bytes.at((*position)++));
+        *value = *value << 7 | (byte & 0x7f);
+        if (byte < 0x80) {
+            return true;
+        }
+    }
+    return false;
+}
+
+int sizeOf(quint64 serialType)
+{
+    static const int sizes[] = {0, 1, 2, 3, 4, 6, 8, 8, 0, 0, 0, 0};
+    return serialType < 12 ? sizes[serialType]
+                           : int(std::min(serialType, quint64(1) << 30) - 12) / 2;
+}
+
+/// Looks for the remains of rows of the table "message" in the bytes of a file. A reader of its
+/// own, kept apart from the carver that it checks.
+class Remains
+{
+public:
+    Remains(MessageLayout layout, const QByteArray &file)
+        : m_file(file)
+        , m_columns(messageColumnList(layout).count(QLatin1Char(',')))
+        , m_textColumn(hasGroups(layout) ? 2 : 1)
+    {
+    }
+
+    /// Says where the message's header and the beginning of its text stand; empty when nowhere.
+    QString find(const MessageItem &message) const
+    {
+        const QByteArray text = message.text.toUtf8();
+        const QByteArray needle = message.guid.toUtf8() + text.left(200);
+        for (int at = m_file.indexOf(needle); at >= 0; at = m_file.indexOf(needle, at + 1)) {
+            const int textAt = at + message.guid.size();
+            for (int start = std::max(0, at - longestHeader); start < at; ++start) {
+                if (isHeader(start, textAt, text.size())) {
+                    return QStringLiteral("header at %1, text at %2").arg(start).arg(textAt);
+                }
+            }
+        }
+        return QString();
+    }
+
+private:
+    bool isHeader(int start, int textAt, int textSize) const
+    {
+        int position = start;
+        int before = 0;
+        for (int column = 0; column < m_columns; ++column) {
+            quint64 type = 0;
+            if (!readVarint(m_file, &position, &type)
+                || (column == m_textColumn && type != quint64(textSize) * 2 + 13)) {
+                return false;
+            }
+            before += column < m_textColumn ? sizeOf(type) : 0;
+        }
+        return position + before == textAt;
+    }
+
+    const QByteArray &m_file;
+    int m_columns; ///< without the row identifier
+    int m_textColumn;
+};
+
+/// Compares what a scan found with the truth about one sample.
+class Comparison
+{
+public:
+    Comparison(const MessageSample &sample, const QByteArray &file)
+        : m_sample(sample)
+        , m_remains(sample.layout, file)
+        , m_deleted(placesOf(sample.deleted))
+        , m_live(placesOf(sample.live))
+        , m_former(placesOf(sample.formerVersions))
+    {
+        for (const MessageParticipant &handle : sample.deletedHandles) {
+            m_goneHandles << handle.id;
+        }
+    }
+
+    MessageResult run(const QVector<MessageGroupRecord> &found)
+    {
+        for (const MessageGroupRecord &group : found) {
+            judge(group);
+        }
+        judgeSplits();
+        judgeOrder(found);
+        for (const Place &place : qAsConst(m_deleted)) {
+            judgeDeleted(*place.message);
+        }
+        return m_result;
+    }
+
+private:
+    void judge(const MessageGroupRecord &group)
+    {
+        QHash<QString, int> conversations;
+        const MessageGroupRecord *truth = nullptr;
+        for (const MessageItem &message : group.messages) {
+            const Place place = judgeFound(message);
+            if (place.group) {
+                ++conversations[keyOf(m_sample.layout, *place.group)];
+                truth = truth ? truth : place.group;
+            }
+        }
+        if (!truth) {
+            return;
+        }
+        const QString own = keyOf(m_sample.layout, *truth);
+        for (auto it = conversations.begin(); it != conversations.end(); ++it) {
+            if (it.key() != own) {
+                m_result.wrongConversation += it.value();
+                note(QStringLiteral("%1 messages of %2 are in %3")
+                         .arg(it.value())
+                         .arg(it.key(), describe(group)));
+            }
+        }
+        ++m_parts[own];
+        judgeFields(group, *truth);
+    }
+
+    /// Returns the message's place in the truth.
+    Place judgeFound(const MessageItem &message)
+    {
+        const QString key = keyOf(message);
+        const Place place = m_deleted.value(key, m_former.value(key, m_live.value(key)));
+        if (m_found.contains(key)) {
+            ++m_result.twice;
+            note(QStringLiteral("twice: ") + describe(message));
+            return place;
+        }
+        m_found << key;
+        if (!place.message) {
+            ++m_result.invented;
+            note(QStringLiteral("invented: ") + describe(message));
+        } else if (m_deleted.contains(key)) {
+            ++m_result.recovered;
+        } else if (m_former.contains(key)) {
+            ++m_result.former;
+        } else {
+            ++m_result.liveCopies;
+            note(QStringLiteral("not deleted: ") + describe(message));
+        }
+        if (place.message && !sameFields(message, *place.message)) {
+            ++m_result.wrongFields;
+            note(QStringLiteral("found %1\n  instead of %2")
+                     .arg(describe(message), describe(*place.message)));
+        }
+        return place;
+    }
+
+    bool sameFields(const MessageItem &found, const MessageItem &truth) const
+    {
+        const bool unknown = found.address.isEmpty() && m_goneHandles.contains(truth.address);
+        return found.date == truth.date && found.subject == truth.subject
+               && found.service == truth.service && found.isFromMe == truth.isFromMe
+               && found.isSent == truth.isSent && (unknown || found.address == truth.address);
+    }
+
+    void judgeFields(const MessageGroupRecord &found, const MessageGroupRecord &truth)
+    {
+        const bool gone = isGone(truth);
+        const bool textGroup = hasGroups(m_sample.layout) && truth.service == QLatin1String("SMS");
+        const QStringList foundIds = sortedIds(found);
+        const QStringList ids = sortedIds(truth);
+        const bool members =
+            foundIds == ids
+            || (gone && std::all_of(foundIds.begin(), foundIds.end(), [&ids](const QString &id) {
+                    return ids.contains(id);
+                }));
+        const bool name = found.chatIdentifier == truth.chatIdentifier
+                          || (found.chatIdentifier.isEmpty() && (gone || textGroup));
+        if (!members || !name || found.roomName != truth.roomName) {
+            ++m_result.wrongGroups;
+            note(QStringLiteral("found %1\n  instead of %2").arg(describe(found), describe(truth)));
+        }
+    }
+
+    /// True when the database may not know any more who took part.
+    bool isGone(const MessageGroupRecord &truth) const
+    {
+        const QStringList ids = sortedIds(truth);
+        return m_sample.deletedRooms.contains(truth.roomName)
+               || std::any_of(ids.begin(), ids.end(),
+                              [this](const QString &id) { return m_goneHandles.contains(id); });
+    }
+
+    void judgeSplits()
+    {
+        for (auto it = m_parts.begin(); it != m_parts.end(); ++it) {
+            const bool gone = m_goneHandles.contains(it.key());
+            if (it.value() > 1 && !gone) {
+                ++m_result.splitConversations;
+                note(QStringLiteral("%1 came back in %2 parts").arg(it.key()).arg(it.value()));
+            }
+        }
+    }
+
+    void judgeOrder(const QVector<MessageGroupRecord> &found)
+    {
+        qint64 last = 0;
+        for (const MessageGroupRecord &group : found) {
+            const QList<MessageItem> &messages = group.messages;
+            const bool sorted = std::is_sorted(
+                messages.begin(), messages.end(),
+                [](const MessageItem &a, const MessageItem &b) { return a.date < b.date; });
+            // With groups the dates have two beginnings, and cannot be compared.
+            const qint64 first =
+                messages.isEmpty() || hasGroups(m_sample.layout) ? last : messages.first().date;
+            if (messages.isEmpty() || !sorted || first < last) {
+                ++m_result.wrongGroups;
+                note(QStringLiteral("empty or out of order: ") + describe(group));
+            }
+            last = first;
+        }
+    }
+
+    void judgeDeleted(const MessageItem &message)
+    {
+        ++m_result.deleted;
+        if (m_found.contains(keyOf(message))) {
+            return;
+        }
+        if (isRefused(m_sample.layout, message)) {
+            ++m_result.refused;
+            return;
+        }
+        const QString remains = m_remains.find(message);
+        m_result.overwritten += remains.isEmpty();
+        if (!remains.isEmpty()) {
+            note(QStringLiteral("missed, %1: %2").arg(remains, describe(message)));
+        }
+    }
+
+    void note(const QString &line) { m_result.details << line; }
+
+    const MessageSample &m_sample;
+    Remains m_remains;
+    Places m_deleted;
+    Places m_live;
+    Places m_former;
+    QSet<QString> m_goneHandles;
+    QSet<QString> m_found;
+    QHash<QString, int> m_parts;
+    MessageResult m_result;
+};
+
+} // namespace
+
+bool MessageResult::isSound() const
+{
+    return liveCopies == 0 && twice == 0 && invented == 0 && wrongFields == 0
+           && wrongConversation == 0 && splitConversations == 0 && wrongGroups == 0;
+}
+
+QString MessageResult::summary() const
+{
+    return QStringLiteral("deleted %1 refused %2 recovered %3 overwritten %4 missed whole %5 "
+                          "former %6 live %7 twice %8 invented %9 ")
+               .arg(deleted)
+               .arg(refused)
+               .arg(recovered)
+               .arg(overwritten)
+               .arg(missedWhole())
+               .arg(former)
+               .arg(liveCopies)
+               .arg(twice)
+               .arg(invented)
+           + QStringLiteral("wrong fields %1 wrong conversation %2 split %3 wrong groups %4")
+                 .arg(wrongFields)
+                 .arg(wrongConversation)
+                 .arg(splitConversations)
+                 .arg(wrongGroups);
+}
+
+bool isRefused(MessageLayout layout, const MessageItem &message)
+{
+    if (hasGroups(layout)) {
+        return false;
+    }
+    const int serviceSize = message.service.size();
+    return !isPlausible(message.text) || message.guid.size() != guidSize
+           || (serviceSize != 3 && serviceSize != 8);
+}
+
+MessageResult compareMessages(const MessageSample &sample, const QByteArray &file,
+                              const QVector<MessageGroupRecord> &found)
+{
+    return Comparison(sample, file).run(found);
+}
