@@ -4,9 +4,11 @@
 #include "cli/recordmaps.h"
 #include "samples/bulksamples.h"
 #include "samples/callsamples.h"
+#include "samples/messagesamples.h"
 #include "samples/sampledatabase.h"
 #include "samples/truthfile.h"
 
+#include <QCborArray>
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
@@ -29,6 +31,7 @@ struct BackupFile
 {
     const char *domainPath;
     const char *contents;
+    SampleOptions options;
     std::function<bool(SampleDatabase *db, Truth *truth)> make;
 };
 
@@ -52,6 +55,15 @@ bool makeCalls(SampleDatabase *db, const CallPlan &plan, Truth *truth)
     return ok;
 }
 
+bool makeMessages(SampleDatabase *db, const MessagePlan &plan, Truth *truth)
+{
+    MessageSample sample;
+    const bool ok = makeMessageSample(db, plan, &sample);
+    truth->deleted = mapsOf("messageGroup", sample.deleted, messageGroupMap);
+    truth->live = mapsOf("messageGroup", sample.live, messageGroupMap);
+    return ok;
+}
+
 QString backupName(const char *domainPath)
 {
     return QString::fromLatin1(
@@ -64,13 +76,24 @@ bool fail(const QString &message)
     return false;
 }
 
+/// The number of calls, persons or messages.
+int countOf(const QVector<QCborMap> &records)
+{
+    int count = 0;
+    for (const QCborMap &record : records) {
+        const QCborValue messages = record.value(QLatin1String("messages"));
+        count += messages.isArray() ? int(messages.toArray().size()) : 1;
+    }
+    return count;
+}
+
 bool makeBackupFile(const QDir &folder, const BackupFile &file)
 {
     const QString name = backupName(file.domainPath);
     const QString path = folder.filePath(QStringLiteral("backup/") + name);
     SampleDatabase db;
     Truth truth;
-    if (!db.create(path) || !file.make(&db, &truth) || !db.close()) {
+    if (!db.create(path, file.options) || !file.make(&db, &truth) || !db.close()) {
         return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
     }
     const QString deleted = folder.filePath(QStringLiteral("truth/%1.jsonl").arg(name));
@@ -78,21 +101,26 @@ bool makeBackupFile(const QDir &folder, const BackupFile &file)
     if (!writeTruthFile(deleted, truth.deleted) || !writeTruthFile(live, truth.live)) {
         return fail(QStringLiteral("cannot write %1 or %2").arg(deleted, live));
     }
-    QTextStream(stdout) << path << ": " << truth.live.size() << ' ' << file.contents << ", "
-                        << truth.deleted.size() << " more deleted\n";
+    QTextStream(stdout) << path << ": " << countOf(truth.live) << ' ' << file.contents << ", "
+                        << countOf(truth.deleted) << " more deleted\n";
     return true;
 }
 
 bool makeBackup(const QString &path)
 {
     static const BackupFile files[] = {
-        {"WirelessDomain-Library/CallHistory/call_history.db", "calls",
+        {"WirelessDomain-Library/CallHistory/call_history.db", "calls", SampleOptions(),
          [](SampleDatabase *db, Truth *truth) {
              return makeCalls(db, {CallLayout::Ios7, Deletion::Scattered, 80, 4}, truth);
          }},
-        {"HomeDomain-Library/CallHistoryDB/CallHistory.storedata", "calls",
+        {"HomeDomain-Library/CallHistoryDB/CallHistory.storedata", "calls", SampleOptions(),
          [](SampleDatabase *db, Truth *truth) {
              return makeCalls(db, {CallLayout::Ios11Store, Deletion::ThenInserts, 120, 9}, truth);
+         }},
+        {"HomeDomain-Library/SMS/sms.db", "messages", deviceOptions(MessageLayout::Ios12),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeMessages(
+                 db, {MessageLayout::Ios12, MessageDeletion::SingleMessages, 200, 3}, truth);
          }},
     };
     const QDir folder(path);
