@@ -4,6 +4,7 @@
 #include "cli/recordmaps.h"
 #include "samples/bulksamples.h"
 #include "samples/callsamples.h"
+#include "samples/contactsamples.h"
 #include "samples/messagesamples.h"
 #include "samples/sampledatabase.h"
 #include "samples/truthfile.h"
@@ -52,6 +53,16 @@ bool makeCalls(SampleDatabase *db, const CallPlan &plan, Truth *truth)
     const bool ok = makeCallSample(db, plan, &sample);
     truth->deleted = mapsOf("call", expectedRecords(plan.layout, sample.deleted), callMap);
     truth->live = mapsOf("call", expectedRecords(plan.layout, sample.live), callMap);
+    return ok;
+}
+
+bool makeContacts(SampleDatabase *db, const ContactPlan &plan, Truth *truth)
+{
+    ContactSample sample;
+    const bool ok = makeContactSample(db, plan, &sample);
+    truth->deleted = mapsOf("contact", sample.deleted, personMap)
+                     + mapsOf("hiddenContact", sample.hidden, personMap);
+    truth->live = mapsOf("contact", sample.live, personMap);
     return ok;
 }
 
@@ -116,6 +127,11 @@ bool makeBackup(const QString &path)
         {"HomeDomain-Library/CallHistoryDB/CallHistory.storedata", "calls", SampleOptions(),
          [](SampleDatabase *db, Truth *truth) {
              return makeCalls(db, {CallLayout::Ios11Store, Deletion::ThenInserts, 120, 9}, truth);
+         }},
+        {"HomeDomain-Library/AddressBook/AddressBook.sqlitedb", "contacts", SampleOptions(),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeContacts(db, {ContactLayout::Ios15, ContactDeletion::Scattered, 60, 2},
+                                 truth);
          }},
         {"HomeDomain-Library/SMS/sms.db", "messages", deviceOptions(MessageLayout::Ios12),
          [](SampleDatabase *db, Truth *truth) {

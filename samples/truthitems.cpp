@@ -82,10 +82,25 @@ TruthItem valueItem(const QCborMap &value, const QString &owner)
             shortened(QStringList(owner) + personValueRow(value))};
 }
 
+/// Somebody who stands for a lost owner of values is nobody to be found.
+bool isNobody(const QCborMap &person)
+{
+    for (const auto &field : person) {
+        const bool isText = field.first.toString() != QLatin1String("kind");
+        if (isText && !field.second.toString().isEmpty()) {
+            return false;
+        }
+    }
+    return true;
+}
+
 QVector<TruthItem> personItems(const QCborMap &person)
 {
-    QVector<TruthItem> items{personItem(person, textOf(person, "kind"))};
+    QVector<TruthItem> items;
     const QCborArray values = person.value(QLatin1String("values")).toArray();
+    if (values.isEmpty() || !isNobody(person)) {
+        items.append(personItem(person, textOf(person, "kind")));
+    }
     for (const auto &value : values) {
         items.append(valueItem(value.toMap(), personName(person)));
     }
