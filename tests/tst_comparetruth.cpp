@@ -84,8 +84,7 @@ void TestCompareTruth::results_data()
     row("label lost", person("A", phone("x")), none, person("A", phone("")),
         "deleted 2, recovered 1, in part 1, missed 0");
     row("owner lost", person("A", phone("x")), none, person("", phone("x")),
-        "deleted 2, recovered 0, in part 1, missed 1, copies of live data 0, invented 1; recall "
-        "50");
+        "deleted 2, recovered 0, in part 1, missed 1, copies of live data 0, invented 0");
     row("value lost", person("A", phone("x")), none, person("A", ""),
         "deleted 2, recovered 1, missed 1");
     row("value of a live person", person("A", phone("x")), person("A", ""), person("A", phone("x")),
