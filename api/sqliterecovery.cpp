@@ -5,6 +5,7 @@
 #include "recoverers/communication/callhistorydbfile.h"
 #include "recoverers/communication/contactdbfile.h"
 #include "recoverers/communication/hiddencontactdbfile.h"
+#include "recoverers/communication/smsdbfile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -48,6 +49,8 @@ Recoverer makeRecoverer(int type)
     switch (type) {
     case ScanTypeContacts:
         return std::make_unique<ContactDbFile>();
+    case ScanTypeMessages:
+        return std::make_unique<SMSDbFile>();
     case ScanTypeCallHistory:
         return std::make_unique<CallHistoryDbFile>();
     default:

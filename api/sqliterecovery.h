@@ -134,6 +134,7 @@ private:
     friend class CallHistoryDbFile;
     friend class ContactDbFile;
     friend class HiddenContactDbFile;
+    friend class SMSDbFile;
 
     static QString calcBackupFilename(const QString &domain, const QString &relativePath);
     void scanHiddenContacts(const QString &dbPath, ScanProgress *progress);

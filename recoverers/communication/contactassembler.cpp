@@ -1,5 +1,7 @@
 #include "recoverers/communication/contactassembler.h"
 
+#include "engine/fieldreader.h"
+
 #include <algorithm>
 
 namespace {
@@ -9,6 +11,16 @@ bool sharesText(const PersonRecord &a, const PersonRecord &b)
     return std::any_of(std::begin(PersonFields), std::end(PersonFields), [&](const PersonField &f) {
         return !(a.*f.field).isEmpty() && a.*f.field == b.*f.field;
     });
+}
+
+/// False for texts that nobody can have written: bytes of something else that happened to fit.
+bool isReadable(const QString &text)
+{
+    const auto isControl = [](QChar c) {
+        return c.category() == QChar::Other_Control && !c.isSpace();
+    };
+    return text.isEmpty()
+           || (isPlausibleText(text) && std::none_of(text.cbegin(), text.cend(), isControl));
 }
 
 QString entryKey(const MultivalueEntry &entry)
@@ -190,10 +202,14 @@ ValueCollector::ValueCollector(const LiveAddressBook &live, const CarvedAddressB
         m_seenEntries.insert(entryKey(entry)); // so that copies of live ones count as seen
     }
     for (const CarvedMultivalue &value : carved.values) {
-        addValue(value);
+        if (isReadable(value.row.value)) {
+            addValue(value);
+        }
     }
     for (const MultivalueEntry &entry : carved.entries) {
-        addEntry(entry);
+        if (isReadable(entry.value)) {
+            addEntry(entry);
+        }
     }
 }
 

@@ -1,0 +1,351 @@
+#include "recoverers/communication/messageassembler.h"
+
+#include "engine/address.h"
+#include "recoverers/communication/conversations.h"
+
+#include <algorithm>
+
+namespace {
+
+MessageParticipant participantOf(const Handle &handle)
+{
+    return {handle.id, handle.service, handle.country};
+}
+
+/// The handles by row identifier: the live ones, and the carved ones whose identifier is known and
+/// was ever given out.
+class HandleBook
+{
+public:
+    HandleBook(const LiveMessages &live, const CarvedMessages &carved);
+
+    /// Returns null for a handle that is nowhere known.
+    const Handle *find(qint64 rowid) const;
+
+private:
+    const LiveMessages &m_live;
+    QHash<qint64, const CarvedHandle *> m_carved;
+};
+
+HandleBook::HandleBook(const LiveMessages &live, const CarvedMessages &carved)
+    : m_live(live)
+{
+    for (const CarvedHandle &handle : carved.handles) {
+        const qint64 rowid = handle.rowid.value;
+        const bool wasGivenOut = rowid > 0
+                                 && (handle.rowid.isIntact || live.highestHandleId == 0
+                                     || rowid <= live.highestHandleId);
+        const CarvedHandle *known = m_carved.value(rowid);
+        if (wasGivenOut && (!known || (handle.rowid.isIntact && !known->rowid.isIntact))) {
+            m_carved.insert(rowid, &handle);
+        }
+    }
+}
+
+const Handle *HandleBook::find(qint64 rowid) const
+{
+    const auto live = m_live.handles.constFind(rowid);
+    if (live != m_live.handles.cend()) {
+        return &*live;
+    }
+    const CarvedHandle *carved = m_carved.value(rowid);
+    return carved ? &carved->handle : nullptr;
+}
+
+/// Joins the messages of iOS 6 and later.
+class MessageJoiner
+{
+public:
+    MessageJoiner(const LiveMessages &live, const CarvedMessages &carved);
+    QVector<MessageGroupRecord> join();
+
+private:
+    void add(const CarvedMessage &message);
+    bool isNew(const CarvedMessage &message);
+    int conversationOf(const CarvedMessage &message, const Handle *handle);
+    MessageGroupRecord room(const QString &roomName) const;
+
+    const LiveMessages &m_live;
+    const CarvedMessages &m_carved;
+    const HandleBook m_handles;
+    QHash<QString, QVector<qint64>> m_chatsOfRooms;
+    QSet<QString> m_seenGuids;  ///< with the text
+    QSet<QString> m_seenEvents; ///< date, party, direction and text
+    Conversations m_conversations;
+};
+
+MessageJoiner::MessageJoiner(const LiveMessages &live, const CarvedMessages &carved)
+    : m_live(live)
+    , m_carved(carved)
+    , m_handles(live, carved)
+{
+    for (auto chat = live.chats.cbegin(); chat != live.chats.cend(); ++chat) {
+        if (!chat->roomName.isEmpty()) {
+            m_chatsOfRooms[chat->roomName].append(chat.key());
+        }
+    }
+}
+
+QVector<MessageGroupRecord> MessageJoiner::join()
+{
+    // A message whose guid is damaged is told from others only by what else it says: those with a
+    // sound guid come first, so that it cannot stand in for one of them.
+    for (const bool standard : {true, false}) {
+        for (const CarvedMessage &message : m_carved.messages) {
+            if (isStandardGuid(message.guid) == standard && !message.isLiveCopy) {
+                add(message);
+            }
+        }
+    }
+    return m_conversations.sorted();
+}
+
+void MessageJoiner::add(const CarvedMessage &message)
+{
+    if (!isNew(message)) {
+        return;
+    }
+    const Handle *handle = m_handles.find(message.handleId);
+    MessageItem item;
+    item.guid = message.guid;
+    item.date = message.date;
+    item.text = message.text;
+    item.subject = message.subject;
+    item.address = handle ? handle->id : QString();
+    item.service = message.service;
+    item.isFromMe = message.isFromMe;
+    item.isSent = message.isSent;
+    m_conversations.addMessage(conversationOf(message, handle), item, message.date);
+}
+
+bool MessageJoiner::isNew(const CarvedMessage &message)
+{
+    const QString event = QStringLiteral("%1|%2|%3|")
+                              .arg(message.date)
+                              .arg(message.handleId)
+                              .arg(int(message.isFromMe))
+                          + message.text;
+    const bool hasGuid = isStandardGuid(message.guid);
+    const bool isKnown = hasGuid
+                             ? m_seenGuids.contains(message.guid + QLatin1Char('|') + message.text)
+                             : m_seenEvents.contains(event);
+    m_seenEvents.insert(event);
+    if (hasGuid) {
+        m_seenGuids.insert(message.guid + QLatin1Char('|') + message.text);
+    }
+    return !isKnown;
+}
+
+int MessageJoiner::conversationOf(const CarvedMessage &message, const Handle *handle)
+{
+    const QString key = !message.roomName.isEmpty() ? QStringLiteral("room ") + message.roomName
+                        : handle ? QStringLiteral("address ") + handle->normalizedId
+                                 : QStringLiteral("handle ") + QString::number(message.handleId);
+    int place = m_conversations.find(key);
+    if (place < 0) {
+        MessageGroupRecord record;
+        if (!message.roomName.isEmpty()) {
+            record = room(message.roomName);
+        } else if (handle) {
+            record.chatIdentifier = handle->id;
+        }
+        place = m_conversations.add(key, record);
+    }
+    // Who wrote in a room was a member, also when the list of members is gone.
+    if (handle) {
+        m_conversations.addParticipant(place, participantOf(*handle));
+    }
+    return place;
+}
+
+MessageGroupRecord MessageJoiner::room(const QString &roomName) const
+{
+    MessageGroupRecord record;
+    record.chatIdentifier = roomName;
+    record.roomName = roomName;
+    const QVector<qint64> chats = m_chatsOfRooms.value(roomName);
+    for (const qint64 chat : chats) {
+        record.chatIdentifier = m_live.chats.value(chat).identifier;
+        const QVector<qint64> members = m_live.chatHandles.value(chat);
+        for (const qint64 member : members) {
+            if (const Handle *handle = m_handles.find(member)) {
+                record.participants.append(participantOf(*handle));
+            }
+        }
+    }
+    return record;
+}
+
+constexpr qint64 SecondsFrom1970To2001 = 978307200;
+
+/// Direction bits of the flags of the two kinds of messages. Of an SMS 3 is sent and 2 received; of
+/// an iMessage 12289 is sent and 36869 received.
+constexpr qint64 SmsIsFromMe = 0x1;
+constexpr qint64 SmsSent = 3;
+constexpr qint64 MadridIsReceived = 0x4;
+
+/// True when the row tells neither what was written nor to whom.
+bool isEmpty(const CarvedOldMessage &message)
+{
+    return (message.text + message.subject + message.address + message.madridHandle
+            + message.madridRoomName)
+        .isEmpty();
+}
+
+/// Joins the messages of iOS 5 and earlier.
+class OldMessageJoiner
+{
+public:
+    OldMessageJoiner(const LiveMessages &live, const CarvedMessages &carved);
+    QVector<MessageGroupRecord> join();
+
+private:
+    void addSms(const CarvedOldMessage &message);
+    void addMadrid(const CarvedOldMessage &message);
+    int groupOf(const CarvedOldMessage &message);
+    int chatOf(const CarvedOldMessage &message);
+    MessageGroupRecord group(qint64 groupId) const;
+    MessageGroupRecord room(const QString &roomName) const;
+
+    const LiveMessages &m_live;
+    const CarvedMessages &m_carved;
+    QHash<QString, QString> m_chatsOfRooms; ///< identifier by room name
+    QSet<QString> m_seen;
+    Conversations m_conversations;
+};
+
+OldMessageJoiner::OldMessageJoiner(const LiveMessages &live, const CarvedMessages &carved)
+    : m_live(live)
+    , m_carved(carved)
+{
+    const auto addChat = [this](const Chat &chat) {
+        if (!chat.roomName.isEmpty() && !m_chatsOfRooms.contains(chat.roomName)) {
+            m_chatsOfRooms.insert(chat.roomName, chat.identifier);
+        }
+    };
+    std::for_each(live.oldChats.cbegin(), live.oldChats.cend(), addChat);
+    std::for_each(carved.oldChats.cbegin(), carved.oldChats.cend(), addChat);
+}
+
+QVector<MessageGroupRecord> OldMessageJoiner::join()
+{
+    for (const CarvedOldMessage &message : m_carved.oldMessages) {
+        const QString key = QStringLiteral("%1|%2|").arg(message.date).arg(message.groupId)
+                            + message.address + QLatin1Char('|') + message.madridHandle
+                            + QLatin1Char('|') + message.madridRoomName + QLatin1Char('|')
+                            + message.text;
+        if (message.isLiveCopy || isEmpty(message) || m_seen.contains(key)) {
+            continue;
+        }
+        m_seen.insert(key);
+        if (message.isMadrid) {
+            addMadrid(message);
+        } else {
+            addSms(message);
+        }
+    }
+    return m_conversations.sorted();
+}
+
+void OldMessageJoiner::addSms(const CarvedOldMessage &message)
+{
+    MessageItem item;
+    item.date = message.date;
+    item.text = message.text;
+    item.subject = message.subject;
+    item.address = message.address;
+    item.service = QStringLiteral("SMS");
+    item.isFromMe = (message.flags & SmsIsFromMe) != 0;
+    item.isSent = message.flags == SmsSent;
+    const int place = groupOf(message);
+    m_conversations.addParticipant(place, {message.address, item.service, message.country});
+    m_conversations.addMessage(place, item, message.date);
+}
+
+void OldMessageJoiner::addMadrid(const CarvedOldMessage &message)
+{
+    MessageItem item;
+    item.date = message.date;
+    item.text = message.text;
+    item.subject = message.subject;
+    item.address = message.madridHandle;
+    item.service = QStringLiteral("iMessage");
+    item.isFromMe = (message.madridFlags & MadridIsReceived) == 0;
+    item.isSent = item.isFromMe;
+    const int place = chatOf(message);
+    m_conversations.addParticipant(place, {message.madridHandle, item.service, message.country});
+    // Unlike SMS, iMessages are dated from 2001 on. Unsigned, since a damaged date may be any
+    // number.
+    m_conversations.addMessage(place, item,
+                               qint64(quint64(message.date) + quint64(SecondsFrom1970To2001)));
+}
+
+int OldMessageJoiner::groupOf(const CarvedOldMessage &message)
+{
+    const bool isGroup =
+        message.groupId > 0
+        && (m_live.highestGroupId == 0 || message.groupId <= m_live.highestGroupId);
+    const QString key = isGroup ? QStringLiteral("group ") + QString::number(message.groupId)
+                                : QStringLiteral("address ") + normalizedAddress(message.address);
+    const int known = m_conversations.find(key);
+    return known >= 0 ? known : m_conversations.add(key, group(isGroup ? message.groupId : 0));
+}
+
+MessageGroupRecord OldMessageJoiner::group(qint64 groupId) const
+{
+    MessageGroupRecord record;
+    const QVector<QString> members = m_live.groupMembers.value(groupId);
+    for (const QString &member : members) {
+        record.participants.append({member, QStringLiteral("SMS"), QString()});
+    }
+    return record;
+}
+
+int OldMessageJoiner::chatOf(const CarvedOldMessage &message)
+{
+    const bool isRoom = !message.madridRoomName.isEmpty();
+    const QString key = isRoom
+                            ? QStringLiteral("room ") + message.madridRoomName
+                            : QStringLiteral("handle ") + normalizedAddress(message.madridHandle);
+    const int known = m_conversations.find(key);
+    if (known >= 0) {
+        return known;
+    }
+    MessageGroupRecord record = isRoom ? room(message.madridRoomName) : MessageGroupRecord();
+    if (!isRoom) {
+        record.chatIdentifier = message.madridHandle;
+    }
+    return m_conversations.add(key, record);
+}
+
+MessageGroupRecord OldMessageJoiner::room(const QString &roomName) const
+{
+    MessageGroupRecord record;
+    record.chatIdentifier = m_chatsOfRooms.value(roomName, roomName);
+    record.roomName = roomName;
+    const QVector<QString> members = m_live.roomHandles.value(roomName);
+    for (const QString &member : members) {
+        record.participants.append({member, QStringLiteral("iMessage"), QString()});
+    }
+    return record;
+}
+
+} // namespace
+
+QVector<MessageGroupRecord> assembleMessages(const LiveMessages &live, const CarvedMessages &carved)
+{
+    return MessageJoiner(live, carved).join();
+}
+
+QVector<MessageGroupRecord> assembleOldMessages(const LiveMessages &live,
+                                                const CarvedMessages &carved)
+{
+    QVector<MessageGroupRecord> groups = OldMessageJoiner(live, carved).join();
+    for (MessageGroupRecord &group : groups) {
+        // A group of several has no identifier but its number, which nobody knows it by.
+        if (group.chatIdentifier.isEmpty() && group.participants.size() == 1) {
+            group.chatIdentifier = group.participants.first().id;
+        }
+    }
+    return groups;
+}

@@ -1,0 +1,125 @@
+#include "recoverers/communication/messagerows.h"
+
+#include "engine/address.h"
+#include "recoverers/livequery.h"
+
+#include <QRegularExpression>
+
+namespace {
+
+void readChats(LiveQuery &query, LiveMessages *live)
+{
+    query.forEachRow(QStringLiteral("select rowid, chat_identifier, room_name from chat"),
+                     [live](const LiveRow &row) {
+                         live->chats.insert(row.integer(0), {row.text(1), row.text(2)});
+                     });
+    query.forEachRow(QStringLiteral("select rowid, id, service, country from handle"),
+                     [live](const LiveRow &row) {
+                         live->handles.insert(row.integer(0),
+                                              {row.text(1), row.text(2), row.text(3),
+                                               normalizedAddress(row.text(1))});
+                     });
+    query.forEachRow(
+        QStringLiteral("select chat_id, handle_id from chat_handle_join"),
+        [live](const LiveRow &row) { live->chatHandles[row.integer(0)].append(row.integer(1)); });
+}
+
+void readOldChats(LiveQuery &query, LiveMessages *live)
+{
+    query.forEachRow(
+        QStringLiteral("select madrid_handle, madrid_roomname from message where "
+                       "is_madrid = 1 and madrid_roomname != ''"),
+        [live](const LiveRow &row) { live->roomHandles[row.text(1)].append(row.text(0)); });
+    query.forEachRow(
+        QStringLiteral("select group_id, address from group_member"),
+        [live](const LiveRow &row) { live->groupMembers[row.integer(0)].append(row.text(1)); });
+    query.forEachRow(QStringLiteral("select chat_identifier, room_name from madrid_chat"),
+                     [live](const LiveRow &row) {
+                         live->oldChats.append({row.text(0), row.text(1)});
+                     });
+}
+
+qint64 readSequence(LiveQuery &query, const QString &statement)
+{
+    qint64 highest = 0;
+    query.forEachRow(statement, [&highest](const LiveRow &row) { highest = row.integer(0); });
+    return highest;
+}
+
+void markByGuid(LiveQuery &query, CarvedMessages *carved)
+{
+    QMultiHash<QString, CarvedMessage *> byGuid;
+    QMultiHash<qint64, CarvedMessage *> byDate; // of those whose guid is damaged
+    for (CarvedMessage &message : carved->messages) {
+        if (isStandardGuid(message.guid)) {
+            byGuid.insert(message.guid, &message);
+        } else {
+            byDate.insert(message.date, &message);
+        }
+    }
+    query.forEachRow(
+        QStringLiteral("select guid, text, date, handle_id from message"), [&](const LiveRow &row) {
+            const auto sameGuid = byGuid.equal_range(row.text(0));
+            for (auto it = sameGuid.first; it != sameGuid.second; ++it) {
+                (*it)->isLiveCopy = (*it)->isLiveCopy || (*it)->text == row.text(1);
+            }
+            const auto sameDate = byDate.equal_range(byDate.isEmpty() ? 0 : row.integer(2));
+            for (auto it = sameDate.first; it != sameDate.second; ++it) {
+                (*it)->isLiveCopy =
+                    (*it)->isLiveCopy
+                    || ((*it)->handleId == row.integer(3) && (*it)->text == row.text(1));
+            }
+        });
+}
+
+void markByDate(LiveQuery &query, CarvedMessages *carved)
+{
+    QMultiHash<qint64, CarvedOldMessage *> byDate;
+    for (CarvedOldMessage &message : carved->oldMessages) {
+        byDate.insert(message.date, &message);
+    }
+    const auto mark = [&byDate](const LiveRow &row) {
+        const auto sameDate = byDate.equal_range(row.integer(0));
+        for (auto it = sameDate.first; it != sameDate.second; ++it) {
+            (*it)->isLiveCopy = (*it)->isLiveCopy
+                                || ((*it)->text == row.text(1) && (*it)->address == row.text(2)
+                                    && (*it)->madridHandle == row.text(3));
+        }
+    };
+    // Before iOS 5 there were no iMessages.
+    if (!query.forEachRow(QStringLiteral("select date, text, address, madrid_handle from message"),
+                          mark)) {
+        query.forEachRow(QStringLiteral("select date, text, address, '' from message"), mark);
+    }
+}
+
+} // namespace
+
+LiveMessages readMessages(LiveQuery &query)
+{
+    LiveMessages live;
+    readChats(query, &live);
+    readOldChats(query, &live);
+    live.highestGroupId = readSequence(
+        query, QStringLiteral("select seq from sqlite_sequence where name = 'msg_group'"));
+    live.highestHandleId = readSequence(
+        query, QStringLiteral("select seq from sqlite_sequence where name = 'handle'"));
+    return live;
+}
+
+void markLiveCopies(LiveQuery &query, CarvedMessages *carved)
+{
+    if (!carved->messages.empty()) {
+        markByGuid(query, carved);
+    }
+    if (!carved->oldMessages.empty()) {
+        markByDate(query, carved);
+    }
+}
+
+bool isStandardGuid(const QString &guid)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("\\A[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\z"));
+    return pattern.match(guid).hasMatch();
+}
