@@ -72,7 +72,7 @@ TruthItem personItem(const QCborMap &person, const QString &kind)
                        "alternateBirthday", "note", "modificationDate"});
     const QString what = kind == QLatin1String("contact") ? QStringLiteral("Person")
                                                           : QStringLiteral("In the index");
-    return {names + identity, names, shortened({personName(person), what, textOf(person, "note")})};
+    return {names + identity, names, shortened({personName(person), what})};
 }
 
 TruthItem valueItem(const QCborMap &value, const QString &owner)

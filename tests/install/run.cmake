@@ -35,9 +35,9 @@ foreach(name checkDatabase readableLabel personValueKind
         message(FATAL_ERROR "not exported: ${name}\n${output}")
     endif()
 endforeach()
-# The sanitizers name Qt's types in every library.
+# Inline code of the standard library is in every library; the sanitizers name Qt's types as well.
 set(public "SqliteRecovery::|(checkDatabase|readableLabel|personValueKind)\\(")
-set(public " [A-Za-z] (${public}|_init|_fini|__|std::|typeinfo (name )?for Q)")
+set(public " [A-Za-z] (${public}|_init|_fini|__|(void )?std::|typeinfo (name )?for Q)")
 string(REGEX MATCHALL "[^\n]+" symbols "${output}")
 foreach(symbol IN LISTS symbols)
     if(NOT symbol MATCHES "${public}")
