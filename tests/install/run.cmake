@@ -37,7 +37,7 @@ foreach(name checkDatabase readableLabel personValueKind
 endforeach()
 # Inline code of the standard library is in every library; the sanitizers name Qt's types as well.
 set(public "SqliteRecovery::|(checkDatabase|readableLabel|personValueKind)\\(")
-set(public " [A-Za-z] (${public}|_init|_fini|__|(void )?std::|typeinfo (name )?for Q)")
+set(public " [A-Za-z] (${public}|_init|_fini|__|[^(<]*std::|typeinfo (name )?for Q)")
 string(REGEX MATCHALL "[^\n]+" symbols "${output}")
 foreach(symbol IN LISTS symbols)
     if(NOT symbol MATCHES "${public}")
