@@ -147,26 +147,46 @@ bool makeBackup(const QString &path)
                        [&folder](const BackupFile &file) { return makeBackupFile(folder, file); });
 }
 
-bool makeBulkFile(const QString &path, qint64 mebibytes, bool messages)
+bool fillWithRows(SampleDatabase *db, const QString &kind, int mebibytes, BulkSample *sample)
+{
+    const qint64 bytes = qint64(mebibytes) * 1024 * 1024;
+    return kind == QLatin1String("messages") ? makeBulkMessages(db, bytes, sample)
+                                             : makeBulkCalls(db, bytes, sample);
+}
+
+bool fillWithPersons(SampleDatabase *db, int persons, BulkSample *sample)
+{
+    ContactPlan plan;
+    plan.persons = persons;
+    ContactSample contacts;
+    const bool ok = makeContactSample(db, plan, &contacts);
+    sample->deleted = contacts.deleted.size();
+    sample->inserted = contacts.live.size() + sample->deleted;
+    return ok;
+}
+
+bool makeBulkFile(const QString &kind, const QString &path, int size)
 {
     SampleOptions options;
     options.bulk = true;
     SampleDatabase db;
     BulkSample sample;
-    const qint64 bytes = mebibytes * 1024 * 1024;
+    const bool isOfPersons = kind == QLatin1String("contacts");
     if (!db.create(path, options)
-        || !(messages ? makeBulkMessages(&db, bytes, &sample) : makeBulkCalls(&db, bytes, &sample))
+        || !(isOfPersons ? fillWithPersons(&db, size, &sample)
+                         : fillWithRows(&db, kind, size, &sample))
         || !db.close()) {
         return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
     }
-    QTextStream(stdout) << path << ": " << sample.inserted << " rows, " << sample.deleted
+    QTextStream(stdout) << path << ": " << sample.inserted << ' ' << kind << ", " << sample.deleted
                         << " of them deleted\n";
     return true;
 }
 
 int usage()
 {
-    QTextStream(stderr) << "usage: makesample backup FOLDER | calls FILE MIB | messages FILE MIB\n";
+    QTextStream(stderr) << "usage: makesample backup FOLDER | calls FILE MIB | messages FILE MIB\n"
+                           "       makesample contacts FILE PERSONS\n";
     return 2;
 }
 
@@ -176,14 +196,15 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = application.arguments().mid(1);
-    if (arguments.size() == 2 && arguments.first() == QLatin1String("backup")) {
+    const QString kind = arguments.value(0);
+    if (arguments.size() == 2 && kind == QLatin1String("backup")) {
         return makeBackup(arguments.at(1)) ? 0 : 1;
     }
-    const bool messages = arguments.value(0) == QLatin1String("messages");
-    const int mebibytes = arguments.value(2).toInt();
-    if (arguments.size() != 3 || mebibytes < 1
-        || !(messages || arguments.first() == QLatin1String("calls"))) {
+    const QStringList kinds{QStringLiteral("calls"), QStringLiteral("messages"),
+                            QStringLiteral("contacts")};
+    const int size = arguments.value(2).toInt();
+    if (arguments.size() != 3 || size < 1 || !kinds.contains(kind)) {
         return usage();
     }
-    return makeBulkFile(arguments.at(1), mebibytes, messages) ? 0 : 1;
+    return makeBulkFile(kind, arguments.at(1), size) ? 0 : 1;
 }
