@@ -130,7 +130,7 @@ bool makeBackup(const QString &path)
          }},
         {"HomeDomain-Library/AddressBook/AddressBook.sqlitedb", "contacts", SampleOptions(),
          [](SampleDatabase *db, Truth *truth) {
-             return makeContacts(db, {ContactLayout::Ios15, ContactDeletion::Scattered, 60, 2},
+             return makeContacts(db, {ContactLayout::Ios15, ContactDeletion::Scattered, 120, 1},
                                  truth);
          }},
         {"HomeDomain-Library/SMS/sms.db", "messages", deviceOptions(MessageLayout::Ios12),
