@@ -148,17 +148,25 @@ RecordFields::RecordFields(const QByteArray &payload, qint64 bodyStart,
 
 bool RecordFields::next()
 {
-    while (++m_index < m_serialTypes.size()) {
-        const qint64 size = serialTypeSize(serialType());
-        if (size != 0 && m_limit != 0 && m_next >= m_limit) {
-            continue;
+    while (nextOfAll()) {
+        if (m_limit == 0 || m_start < m_limit || serialTypeSize(serialType()) == 0) {
+            return true;
         }
-        m_start = m_next;
-        // The invalid types 10 and 11 count as -1 bytes, but no position leaves the payload.
-        m_next = size > m_size - m_start ? m_size : std::max<qint64>(m_start + size, 0);
-        return true;
+        m_next = m_start;
     }
     return false;
+}
+
+bool RecordFields::nextOfAll()
+{
+    if (++m_index >= m_serialTypes.size()) {
+        return false;
+    }
+    const qint64 size = serialTypeSize(serialType());
+    m_start = m_next;
+    // The invalid types 10 and 11 count as -1 bytes, but no position leaves the payload.
+    m_next = size > m_size - m_start ? m_size : std::max<qint64>(m_start + size, 0);
+    return true;
 }
 
 qint64 RecordFields::integer()
@@ -173,4 +181,35 @@ QString RecordFields::text()
     m_isCut = m_isCut || serialTypeSize(serialType()) > m_size - m_start;
     return decodeTextField(m_payload.constData() + m_start, m_size - m_start, serialType(),
                            m_encoding);
+}
+
+qint64 RecordFields::integerBeforeLimit()
+{
+    return noteLimit() ? 0 : integer();
+}
+
+QString RecordFields::textBeforeLimit()
+{
+    if (!noteLimit()) {
+        return text();
+    }
+    const qint64 left = std::max<qint64>(std::min<qint64>(m_limit, m_size) - m_start, 0);
+    QString part = decodeText(m_payload.constData() + m_start, left, m_encoding);
+    // The limit may fall into the middle of a character.
+    while (part.endsWith(QChar(QChar::ReplacementCharacter))) {
+        part.chop(1);
+    }
+    return part;
+}
+
+bool RecordFields::isFieldCovered() const
+{
+    const qint64 size = serialTypeSize(serialType());
+    return m_limit != 0 && size > 0 && m_start + size > m_limit;
+}
+
+bool RecordFields::noteLimit()
+{
+    m_isCovered = m_isCovered || isFieldCovered();
+    return isFieldCovered();
 }

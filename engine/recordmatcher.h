@@ -127,11 +127,26 @@ public:
     qint64 integer();
     QString text();
 
+    /// Another way to walk, for rows that a live cell may cover from some place on: every field is
+    /// visited, and read by the functions below.
+    bool nextOfAll();
+    /// As integer() and text(), but 0 for a number that does not end before the limit, and of a
+    /// text the part in front of it.
+    qint64 integerBeforeLimit();
+    QString textBeforeLimit();
+    /// True once a value was asked for that the limit covers, wholly or in part.
+    bool isCovered() const { return m_isCovered; }
+
+    /// True when the limit covers the current field, wholly or in part.
+    bool isFieldCovered() const;
+
     /// True once a value was asked for whose bytes are not all there: the row is cut, and a record
     /// of it would pass for a whole one.
     bool isCut() const { return m_isCut; }
 
 private:
+    bool noteLimit();
+
     const QByteArray &m_payload;
     const QVector<qint64> &m_serialTypes;
     qint64 m_size;
@@ -141,4 +156,5 @@ private:
     int m_encoding;
     int m_index = -1;
     bool m_isCut = false;
+    bool m_isCovered = false;
 };

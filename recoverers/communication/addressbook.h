@@ -64,7 +64,8 @@ LiveAddressBook readAddressBook(LiveQuery &query);
 struct CarvedPerson
 {
     CarvedRowid rowid;
-    PersonRecord person; ///< without row identifier and values
+    PersonRecord person;       ///< without row identifier and values
+    bool isIncomplete = false; ///< some field could not be read, or not to its end
 };
 
 struct CarvedMultivalue

@@ -44,49 +44,141 @@ QString valueKey(const PersonValue &value)
     return key;
 }
 
+/// True when nothing stands in `part` but what `whole` has as well, texts perhaps cut.
+bool isPartOf(const PersonRecord &part, const PersonRecord &whole)
+{
+    return std::all_of(std::begin(PersonFields), std::end(PersonFields), [&](const PersonField &f) {
+        return (whole.*f.field).startsWith(part.*f.field);
+    });
+}
+
+QString nameKey(const PersonRecord &person)
+{
+    return person.first + QLatin1Char('|') + person.last + QLatin1Char('|') + person.organization;
+}
+
 /// The persons, in the order found, each once.
 class PersonCollector
 {
 public:
-    explicit PersonCollector(const LiveAddressBook &live)
-        : m_live(live)
-    {
-        for (const PersonRecord &person : live.persons) {
-            m_liveContents.insert(contentKey(person));
-        }
-    }
+    PersonCollector(const LiveAddressBook &live, const CarvedAddressBook &carved);
 
-    void add(const CarvedPerson &carved);
-    QVector<PersonRecord> &persons() { return m_persons; }
-    /// The persons that values can belong to, by row identifier: of several versions of a person
-    /// the last one. Forgets concluded identifiers that turn out to be somebody else's.
-    QHash<qint64, int> owners();
+    QVector<PersonRecord> persons() const;
+    /// The places of the persons to whom values can belong, by row identifier: of several versions
+    /// of a person the last one.
+    const QHash<qint64, int> &owners() const { return m_owners; }
 
 private:
+    struct Found
+    {
+        PersonRecord person;
+        bool isIntact; ///< the row identifier is
+        int order;
+    };
+    /// The persons of one content, as places in m_found.
+    struct Namesakes
+    {
+        QHash<qint64, int> byRowid; ///< those whose identifier is intact
+        int unsure = -1;            ///< the one whose identifier is not
+    };
+    void add(const CarvedPerson &carved, int order);
+    void addIncomplete(const CarvedPerson &carved, int order);
+    void append(const CarvedPerson &carved, const CarvedRowid &rowid, int order);
+    void findOwners();
+    void forgetWrongRowids();
     CarvedRowid believedRowid(const CarvedPerson &carved) const;
     bool isCopyOfLive(const CarvedPerson &carved, const CarvedRowid &rowid,
                       const QString &content) const;
     bool isKnown(const CarvedRowid &rowid, const QString &content);
-    bool isBetterOwner(int place, int known) const;
+    bool isBetterOwner(const Found &found, const Found &known) const;
 
     const LiveAddressBook &m_live;
     QSet<QString> m_liveContents;
-    QVector<PersonRecord> m_persons;
-    QVector<bool> m_isIntact;                 ///< of the persons' row identifiers
-    QHash<QString, QVector<int>> m_byContent; ///< places in m_persons
+    QMultiHash<QString, const PersonRecord *> m_liveNames;
+    QVector<Found> m_found;
+    QHash<QString, Namesakes> m_byContent;
+    QHash<QString, QVector<int>> m_byName; ///< places in m_found
+    QHash<qint64, int> m_owners;
 };
 
-void PersonCollector::add(const CarvedPerson &carved)
+PersonCollector::PersonCollector(const LiveAddressBook &live, const CarvedAddressBook &carved)
+    : m_live(live)
+{
+    for (const PersonRecord &person : live.persons) {
+        m_liveContents.insert(contentKey(person));
+        m_liveNames.insert(nameKey(person), &person);
+    }
+    int order = 0;
+    for (const CarvedPerson &person : carved.persons) {
+        ++order;
+        if (!person.isIncomplete) {
+            add(person, order);
+        }
+    }
+    order = 0;
+    for (const CarvedPerson &person : carved.persons) {
+        ++order;
+        if (person.isIncomplete) {
+            addIncomplete(person, order);
+        }
+    }
+    std::sort(m_found.begin(), m_found.end(),
+              [](const Found &a, const Found &b) { return a.order < b.order; });
+    findOwners();
+    forgetWrongRowids();
+}
+
+QVector<PersonRecord> PersonCollector::persons() const
+{
+    QVector<PersonRecord> persons;
+    for (const Found &found : m_found) {
+        persons.append(found.person);
+    }
+    return persons;
+}
+
+void PersonCollector::add(const CarvedPerson &carved, int order)
 {
     const CarvedRowid rowid = believedRowid(carved);
     const QString content = contentKey(carved.person);
-    if (isCopyOfLive(carved, rowid, content) || isKnown(rowid, content)) {
-        return;
+    if (!isCopyOfLive(carved, rowid, content) && !isKnown(rowid, content)) {
+        append(carved, rowid, order);
     }
-    m_byContent[content].append(m_persons.size());
-    m_persons.append(carved.person);
-    m_persons.last().rowId = rowid.value;
-    m_isIntact.append(rowid.isIntact);
+}
+
+/// Adds a person of whom something is missing, unless somebody known of that name has all that is
+/// there.
+void PersonCollector::addIncomplete(const CarvedPerson &carved, int order)
+{
+    constexpr int MaxNamesakes = 20; // a hostile file may hold any number of them
+    const QString name = nameKey(carved.person);
+    const auto live = m_liveNames.equal_range(name);
+    int compared = 0;
+    for (auto it = live.first; it != live.second && compared < MaxNamesakes; ++it, ++compared) {
+        if (isPartOf(carved.person, **it)) {
+            return;
+        }
+    }
+    const QVector<int> places = m_byName.value(name).mid(0, MaxNamesakes);
+    for (const int place : places) {
+        if (isPartOf(carved.person, m_found[place].person)) {
+            return;
+        }
+    }
+    add(carved, order);
+}
+
+void PersonCollector::append(const CarvedPerson &carved, const CarvedRowid &rowid, int order)
+{
+    Namesakes &namesakes = m_byContent[contentKey(carved.person)];
+    if (rowid.isIntact) {
+        namesakes.byRowid.insert(rowid.value, m_found.size());
+    } else {
+        namesakes.unsure = m_found.size();
+    }
+    m_byName[nameKey(carved.person)].append(m_found.size());
+    m_found.append({carved.person, rowid.isIntact, order});
+    m_found.last().person.rowId = rowid.value;
 }
 
 /// A concluded identifier that was never given out is wrong, and so is one of a live person who
@@ -120,47 +212,53 @@ bool PersonCollector::isCopyOfLive(const CarvedPerson &carved, const CarvedRowid
 /// names apart; otherwise the better identifier is kept.
 bool PersonCollector::isKnown(const CarvedRowid &rowid, const QString &content)
 {
-    const QVector<int> places = m_byContent.value(content);
-    for (const int place : places) {
-        PersonRecord &person = m_persons[place];
-        if (m_isIntact[place] && rowid.isIntact && person.rowId != rowid.value) {
-            continue;
-        }
-        if (rowid.isIntact || person.rowId == 0) {
-            person.rowId = rowid.value;
-            m_isIntact[place] = rowid.isIntact;
-        }
+    Namesakes &namesakes = m_byContent[content];
+    if (rowid.isIntact && !namesakes.byRowid.contains(rowid.value) && namesakes.unsure >= 0) {
+        Found &found = m_found[namesakes.unsure];
+        found.person.rowId = rowid.value;
+        found.isIntact = true;
+        namesakes.byRowid.insert(rowid.value, namesakes.unsure);
+        namesakes.unsure = -1;
         return true;
     }
-    return false;
+    if (!rowid.isIntact && namesakes.unsure >= 0 && rowid.value != 0) {
+        qint64 &known = m_found[namesakes.unsure].person.rowId;
+        known = known == 0 ? rowid.value : known;
+    }
+    return rowid.isIntact ? namesakes.byRowid.contains(rowid.value)
+                          : namesakes.unsure >= 0 || !namesakes.byRowid.isEmpty();
 }
 
-QHash<qint64, int> PersonCollector::owners()
+void PersonCollector::findOwners()
 {
-    QHash<qint64, int> owners;
-    for (int i = 0; i < m_persons.size(); ++i) {
-        const qint64 rowid = m_persons[i].rowId;
-        const auto known = owners.constFind(rowid);
+    for (int i = 0; i < m_found.size(); ++i) {
+        const qint64 rowid = m_found[i].person.rowId;
+        const auto known = m_owners.constFind(rowid);
         if (rowid != 0 && !m_live.persons.contains(rowid)
-            && (known == owners.cend() || isBetterOwner(i, *known))) {
-            owners.insert(rowid, i);
+            && (known == m_owners.cend() || isBetterOwner(m_found[i], m_found[*known]))) {
+            m_owners.insert(rowid, i);
         }
     }
-    for (int i = 0; i < m_persons.size(); ++i) {
-        const int owner = owners.value(m_persons[i].rowId, i);
-        if (!m_isIntact[i] && m_isIntact[owner] && !sharesText(m_persons[i], m_persons[owner])) {
-            m_persons[i].rowId = 0;
-        }
-    }
-    return owners;
 }
 
-bool PersonCollector::isBetterOwner(int place, int known) const
+bool PersonCollector::isBetterOwner(const Found &found, const Found &known) const
 {
-    if (m_isIntact[place] != m_isIntact[known]) {
-        return m_isIntact[place];
+    if (found.isIntact != known.isIntact) {
+        return found.isIntact;
     }
-    return m_persons[place].modificationDate > m_persons[known].modificationDate;
+    return found.person.modificationDate > known.person.modificationDate;
+}
+
+/// Forgets concluded identifiers that are certainly somebody else's.
+void PersonCollector::forgetWrongRowids()
+{
+    for (int i = 0; i < m_found.size(); ++i) {
+        Found &found = m_found[i];
+        const Found &owner = m_found[m_owners.value(found.person.rowId, i)];
+        if (!found.isIntact && owner.isIntact && !sharesText(found.person, owner.person)) {
+            found.person.rowId = 0;
+        }
+    }
 }
 
 /// The values, each once, with their parts.
@@ -318,12 +416,9 @@ private:
 
 QVector<PersonRecord> assembleContacts(const LiveAddressBook &live, const CarvedAddressBook &carved)
 {
-    PersonCollector collector(live);
-    for (const CarvedPerson &person : carved.persons) {
-        collector.add(person);
-    }
-    QVector<PersonRecord> &persons = collector.persons();
-    const QHash<qint64, int> owners = collector.owners();
+    const PersonCollector collector(live, carved);
+    QVector<PersonRecord> persons = collector.persons();
+    const QHash<qint64, int> &owners = collector.owners();
     PersonList livePersons;
     PersonList nameless;
     const auto values = ValueCollector(live, carved).values();

@@ -104,18 +104,19 @@ void ContactDbFile::ABPersonMatcher::extractRecord(const TableSchema &, const QB
     CarvedPerson carved;
     RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
                         m_owner->headerInfo().textEncoding);
-    while (fields.next()) {
+    while (fields.nextOfAll()) {
         const int column = fields.index() + 1;
         if (const Field field = m_fields.at(column)) {
-            carved.person.*field = fields.text();
+            carved.person.*field = fields.textBeforeLimit();
         } else if (column == m_modificationDate) {
-            carved.person.modificationDate = qint32(fields.integer());
+            carved.person.modificationDate = qint32(fields.integerBeforeLimit());
         }
     }
-    // What overflow pages lost leaves a note cut or a field empty; the rest is worth having.
+    // What overflow pages lost leaves a field empty; the rest is worth having.
     if (fields.isCut() && !isRebuilt()) {
         return;
     }
+    carved.isIncomplete = fields.isCovered() || fields.isCut();
     carved.rowid = keptRowid();
     m_owner->m_carved.persons.push_back(carved);
     number(&m_owner->m_carved.persons.back().rowid);
@@ -174,22 +175,24 @@ void ContactDbFile::ABMultivalueMatcher::extractRecord(const TableSchema &table,
     CarvedMultivalue carved;
     RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
                         m_owner->headerInfo().textEncoding);
-    while (fields.next()) {
+    while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("record_id")) {
-            carved.row.recordId = fields.integer();
+            carved.row.recordId = fields.integerBeforeLimit();
         } else if (column == QLatin1String("property")) {
-            carved.row.property = fields.integer();
+            carved.row.property = fields.integerBeforeLimit();
         } else if (column == QLatin1String("identifier")) {
-            carved.row.identifier = fields.integer();
+            carved.row.identifier = fields.integerBeforeLimit();
         } else if (column == QLatin1String("label")) {
-            carved.row.label = fields.integer();
+            carved.row.label = fields.integerBeforeLimit();
         } else if (column == QLatin1String("value")) {
-            carved.row.value = fields.text();
+            carved.row.value = fields.textBeforeLimit();
         }
     }
-    // A row that is no value of any person still took a number.
-    if (carved.row.recordId == 0 || carved.row.property == 0 || (fields.isCut() && !isRebuilt())) {
+    // A row that is no value of any person still took a number. Half a telephone number helps
+    // nobody.
+    if (carved.row.recordId == 0 || carved.row.property == 0 || fields.isCut()
+        || fields.isCovered()) {
         number(nullptr);
         return;
     }
@@ -248,16 +251,16 @@ void ContactDbFile::ABMultivalueEntryMatcher::extractRecord(const TableSchema &,
     types[parent] = OneByteInteger;
     MultivalueEntry entry;
     RecordFields fields(payload, bodyStart, types, limit, m_owner->headerInfo().textEncoding);
-    while (fields.next()) {
+    while (fields.nextOfAll()) {
         if (fields.index() == parent) {
-            entry.parentId = fields.integer();
+            entry.parentId = fields.integerBeforeLimit();
         } else if (fields.index() == m_key) {
-            entry.key = fields.integer();
+            entry.key = fields.integerBeforeLimit();
         } else if (fields.index() == m_key + 1) {
-            entry.value = fields.text();
+            entry.value = fields.textBeforeLimit();
         }
     }
-    if (!fields.isCut() && entry.parentId != 0 && !entry.value.isEmpty()
+    if (!fields.isCut() && !fields.isCovered() && entry.parentId != 0 && !entry.value.isEmpty()
         && m_owner->m_live.entryKeys.contains(entry.key)) {
         m_owner->m_carved.entries.push_back(entry);
     }

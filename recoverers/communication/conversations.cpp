@@ -28,9 +28,9 @@ void Conversations::addParticipant(int place, const MessageParticipant &particip
     }
 }
 
-void Conversations::addMessage(int place, const MessageItem &message, qint64 comparableDate)
+void Conversations::addMessage(int place, const MessageItem &message, const Order &order)
 {
-    m_conversations[place].items.append({message, comparableDate});
+    m_conversations[place].items.append({message, order});
 }
 
 QVector<MessageGroupRecord> Conversations::sorted()
@@ -41,13 +41,13 @@ QVector<MessageGroupRecord> Conversations::sorted()
     m_conversations.erase(std::remove_if(m_conversations.begin(), m_conversations.end(), isEmpty),
                           m_conversations.end());
     for (Conversation &conversation : m_conversations) {
-        std::stable_sort(conversation.items.begin(), conversation.items.end(),
-                         [](const Item &a, const Item &b) { return a.date < b.date; });
+        std::sort(conversation.items.begin(), conversation.items.end(),
+                  [](const Item &a, const Item &b) { return a.order < b.order; });
     }
-    std::stable_sort(m_conversations.begin(), m_conversations.end(),
-                     [](const Conversation &a, const Conversation &b) {
-                         return a.items.first().date < b.items.first().date;
-                     });
+    std::sort(m_conversations.begin(), m_conversations.end(),
+              [](const Conversation &a, const Conversation &b) {
+                  return a.items.first().order < b.items.first().order;
+              });
     QVector<MessageGroupRecord> records;
     records.reserve(m_conversations.size());
     for (Conversation &conversation : m_conversations) {

@@ -20,11 +20,21 @@ public:
     /// Adds the participant unless it is among them in some spelling, or has no address.
     void addParticipant(int place, const MessageParticipant &participant);
 
-    /// Appends the message. `comparableDate` is its date in a unit that all messages share.
-    void addMessage(int place, const MessageItem &message, qint64 comparableDate);
+    /// Where a message stands among the others.
+    struct Order
+    {
+        qint64 date; ///< in a unit that all messages share
+        int found;   ///< the how manieth it was in the file
+        bool operator<(const Order &other) const
+        {
+            return date != other.date ? date < other.date : found < other.found;
+        }
+    };
+
+    void addMessage(int place, const MessageItem &message, const Order &order);
 
     /// The conversations by the date of their first message, the messages of each by date; where
-    /// dates are equal, in the order in which they were added. Each conversation has the service of
+    /// dates are equal, in the order found. Each conversation has the service of
     /// its first message.
     QVector<MessageGroupRecord> sorted();
 
@@ -32,7 +42,7 @@ private:
     struct Item
     {
         MessageItem message;
-        qint64 date;
+        Order order;
     };
     struct Conversation
     {

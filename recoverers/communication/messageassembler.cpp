@@ -60,7 +60,7 @@ public:
     QVector<MessageGroupRecord> join();
 
 private:
-    void add(const CarvedMessage &message);
+    void add(const CarvedMessage &message, int found);
     bool isNew(const CarvedMessage &message);
     int conversationOf(const CarvedMessage &message, const Handle *handle);
     MessageGroupRecord room(const QString &roomName) const;
@@ -69,7 +69,7 @@ private:
     const CarvedMessages &m_carved;
     const HandleBook m_handles;
     QHash<QString, QVector<qint64>> m_chatsOfRooms;
-    QSet<QString> m_seenGuids;  ///< with the text
+    QHash<QString, QSet<QString>> m_textsOfGuids;
     QSet<QString> m_seenEvents; ///< date, party, direction and text
     Conversations m_conversations;
 };
@@ -88,23 +88,23 @@ MessageJoiner::MessageJoiner(const LiveMessages &live, const CarvedMessages &car
 
 QVector<MessageGroupRecord> MessageJoiner::join()
 {
-    // A message whose guid is damaged is told from others only by what else it says: those with a
-    // sound guid come first, so that it cannot stand in for one of them.
-    for (const bool standard : {true, false}) {
+    // Of several copies the most complete one is to stay, and one with a damaged guid, which can be
+    // compared with others by its content only, must not stand in for one with a sound guid.
+    for (const int wanted : {0, 1, 2}) {
+        int found = 0;
         for (const CarvedMessage &message : m_carved.messages) {
-            if (isStandardGuid(message.guid) == standard && !message.isLiveCopy) {
-                add(message);
+            const int rank = isStandardGuid(message.guid) ? int(message.isIncomplete) : 2;
+            if (rank == wanted && !message.isLiveCopy && isNew(message)) {
+                add(message, found);
             }
+            ++found;
         }
     }
     return m_conversations.sorted();
 }
 
-void MessageJoiner::add(const CarvedMessage &message)
+void MessageJoiner::add(const CarvedMessage &message, int found)
 {
-    if (!isNew(message)) {
-        return;
-    }
     const Handle *handle = m_handles.find(message.handleId);
     MessageItem item;
     item.guid = message.guid;
@@ -115,7 +115,7 @@ void MessageJoiner::add(const CarvedMessage &message)
     item.service = message.service;
     item.isFromMe = message.isFromMe;
     item.isSent = message.isSent;
-    m_conversations.addMessage(conversationOf(message, handle), item, message.date);
+    m_conversations.addMessage(conversationOf(message, handle), item, {message.date, found});
 }
 
 bool MessageJoiner::isNew(const CarvedMessage &message)
@@ -126,12 +126,13 @@ bool MessageJoiner::isNew(const CarvedMessage &message)
                               .arg(int(message.isFromMe))
                           + message.text;
     const bool hasGuid = isStandardGuid(message.guid);
-    const bool isKnown = hasGuid
-                             ? m_seenGuids.contains(message.guid + QLatin1Char('|') + message.text)
-                             : m_seenEvents.contains(event);
+    QSet<QString> &texts = m_textsOfGuids[hasGuid ? message.guid : QString()];
+    const bool isKnown = !hasGuid            ? m_seenEvents.contains(event)
+                         : message.isTextCut ? !texts.isEmpty()
+                                             : texts.contains(message.text);
     m_seenEvents.insert(event);
-    if (hasGuid) {
-        m_seenGuids.insert(message.guid + QLatin1Char('|') + message.text);
+    if (hasGuid && !isKnown) {
+        texts.insert(message.text);
     }
     return !isKnown;
 }
@@ -200,8 +201,8 @@ public:
     QVector<MessageGroupRecord> join();
 
 private:
-    void addSms(const CarvedOldMessage &message);
-    void addMadrid(const CarvedOldMessage &message);
+    void addSms(const CarvedOldMessage &message, int found);
+    void addMadrid(const CarvedOldMessage &message, int found);
     int groupOf(const CarvedOldMessage &message);
     int chatOf(const CarvedOldMessage &message);
     MessageGroupRecord group(qint64 groupId) const;
@@ -229,25 +230,27 @@ OldMessageJoiner::OldMessageJoiner(const LiveMessages &live, const CarvedMessage
 
 QVector<MessageGroupRecord> OldMessageJoiner::join()
 {
+    int found = 0;
     for (const CarvedOldMessage &message : m_carved.oldMessages) {
         const QString key = QStringLiteral("%1|%2|").arg(message.date).arg(message.groupId)
                             + message.address + QLatin1Char('|') + message.madridHandle
                             + QLatin1Char('|') + message.madridRoomName + QLatin1Char('|')
                             + message.text;
+        ++found;
         if (message.isLiveCopy || isEmpty(message) || m_seen.contains(key)) {
             continue;
         }
         m_seen.insert(key);
         if (message.isMadrid) {
-            addMadrid(message);
+            addMadrid(message, found);
         } else {
-            addSms(message);
+            addSms(message, found);
         }
     }
     return m_conversations.sorted();
 }
 
-void OldMessageJoiner::addSms(const CarvedOldMessage &message)
+void OldMessageJoiner::addSms(const CarvedOldMessage &message, int found)
 {
     MessageItem item;
     item.date = message.date;
@@ -259,10 +262,10 @@ void OldMessageJoiner::addSms(const CarvedOldMessage &message)
     item.isSent = message.flags == SmsSent;
     const int place = groupOf(message);
     m_conversations.addParticipant(place, {message.address, item.service, message.country});
-    m_conversations.addMessage(place, item, message.date);
+    m_conversations.addMessage(place, item, {message.date, found});
 }
 
-void OldMessageJoiner::addMadrid(const CarvedOldMessage &message)
+void OldMessageJoiner::addMadrid(const CarvedOldMessage &message, int found)
 {
     MessageItem item;
     item.date = message.date;
@@ -276,8 +279,8 @@ void OldMessageJoiner::addMadrid(const CarvedOldMessage &message)
     m_conversations.addParticipant(place, {message.madridHandle, item.service, message.country});
     // Unlike SMS, iMessages are dated from 2001 on. Unsigned, since a damaged date may be any
     // number.
-    m_conversations.addMessage(place, item,
-                               qint64(quint64(message.date) + quint64(SecondsFrom1970To2001)));
+    const quint64 since1970 = quint64(message.date) + quint64(SecondsFrom1970To2001);
+    m_conversations.addMessage(place, item, {qint64(since1970), found});
 }
 
 int OldMessageJoiner::groupOf(const CarvedOldMessage &message)

@@ -68,30 +68,30 @@ void SMSDbFile::Message5Matcher::extractRecord(const TableSchema &table, const Q
     CarvedOldMessage message;
     RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
                         m_owner->headerInfo().textEncoding);
-    while (fields.next()) {
+    while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("address")) {
-            message.address = fields.text();
+            message.address = fields.textBeforeLimit();
         } else if (column == QLatin1String("date")) {
-            message.date = fields.integer();
+            message.date = fields.integerBeforeLimit();
         } else if (column == QLatin1String("text")) {
-            message.text = fields.text();
+            message.text = fields.textBeforeLimit();
         } else if (column == QLatin1String("flags")) {
-            message.flags = fields.integer();
+            message.flags = fields.integerBeforeLimit();
         } else if (column == QLatin1String("group_id")) {
-            message.groupId = fields.integer();
+            message.groupId = fields.integerBeforeLimit();
         } else if (column == QLatin1String("subject")) {
-            message.subject = fields.text();
+            message.subject = fields.textBeforeLimit();
         } else if (column == QLatin1String("is_madrid")) {
-            message.isMadrid = fields.integer() != 0;
+            message.isMadrid = fields.integerBeforeLimit() != 0;
         } else if (column == QLatin1String("madrid_handle")) {
-            message.madridHandle = fields.text();
+            message.madridHandle = fields.textBeforeLimit();
         } else if (column == QLatin1String("madrid_roomname")) {
-            message.madridRoomName = fields.text();
+            message.madridRoomName = fields.textBeforeLimit();
         } else if (column == QLatin1String("madrid_flags")) {
-            message.madridFlags = fields.integer();
+            message.madridFlags = fields.integerBeforeLimit();
         } else if (column == QLatin1String("country")) {
-            message.country = fields.text();
+            message.country = fields.textBeforeLimit();
         }
     }
     if (!fields.isCut() || isRebuilt()) {
@@ -140,15 +140,15 @@ void SMSDbFile::MadridChatMatcher::extractRecord(const TableSchema &table,
     Chat chat;
     RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
                         m_owner->headerInfo().textEncoding);
-    while (fields.next()) {
+    while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("chat_identifier")) {
-            chat.identifier = fields.text();
+            chat.identifier = fields.textBeforeLimit();
         } else if (column == QLatin1String("room_name")) {
-            chat.roomName = fields.text();
+            chat.roomName = fields.textBeforeLimit();
         }
     }
-    if (!fields.isCut() || isRebuilt()) {
+    if (!fields.isCut() && !fields.isCovered()) {
         m_owner->m_carved.oldChats.push_back(chat);
     }
 }
@@ -228,12 +228,13 @@ void SMSDbFile::Message6Matcher::extractRecord(const TableSchema &, const QByteA
     CarvedMessage message;
     RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
                         m_owner->headerInfo().textEncoding);
-    while (fields.next()) {
+    while (fields.nextOfAll()) {
         readField(fields, &message);
     }
     if ((fields.isCut() && !isRebuilt()) || !isPlausibleText(message.text)) {
         return;
     }
+    message.isIncomplete = fields.isCovered() || fields.isCut();
     if (!isStandardGuid(message.guid)) {
         message.text = cleanedMessageText(message.text);
     }
@@ -248,31 +249,32 @@ void SMSDbFile::Message6Matcher::readField(RecordFields &fields, CarvedMessage *
     case NoField:
         break;
     case DateField:
-        message->date = fields.integer();
+        message->date = fields.integerBeforeLimit();
         break;
     case TextField:
-        message->text = fields.text();
+        message->text = fields.textBeforeLimit();
+        message->isTextCut = fields.isFieldCovered();
         break;
     case SubjectField:
-        message->subject = fields.text();
+        message->subject = fields.textBeforeLimit();
         break;
     case HandleField:
-        message->handleId = fields.integer();
+        message->handleId = fields.integerBeforeLimit();
         break;
     case ServiceField:
-        message->service = fields.text();
+        message->service = fields.textBeforeLimit();
         break;
     case RoomField:
-        message->roomName = fields.text();
+        message->roomName = fields.textBeforeLimit();
         break;
     case IsFromMeField:
-        message->isFromMe = fields.integer() != 0;
+        message->isFromMe = fields.integerBeforeLimit() != 0;
         break;
     case IsSentField:
-        message->isSent = fields.integer() != 0;
+        message->isSent = fields.integerBeforeLimit() != 0;
         break;
     case GuidField:
-        message->guid = fields.text();
+        message->guid = fields.textBeforeLimit();
         break;
     }
 }
@@ -317,19 +319,19 @@ void SMSDbFile::Handle6Matcher::extractRecord(const TableSchema &, const QByteAr
     CarvedHandle carved;
     RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
                         m_owner->headerInfo().textEncoding);
-    while (fields.next()) {
+    while (fields.nextOfAll()) {
         const int column = fields.index() + 1;
         if (column == m_id) {
-            carved.handle.id = fields.text();
+            carved.handle.id = fields.textBeforeLimit();
         } else if (column == m_service) {
-            carved.handle.service = fields.text();
+            carved.handle.service = fields.textBeforeLimit();
         } else if (column == m_country) {
-            carved.handle.country = fields.text();
+            carved.handle.country = fields.textBeforeLimit();
         }
     }
     const bool isKnownService = carved.handle.service == QLatin1String("SMS")
                                 || carved.handle.service == QLatin1String("iMessage");
-    if (carved.handle.id.isEmpty() || !isKnownService || (fields.isCut() && !isRebuilt())) {
+    if (carved.handle.id.isEmpty() || !isKnownService || fields.isCut() || fields.isCovered()) {
         return;
     }
     carved.rowid = keptRowid();

@@ -46,6 +46,11 @@ qint64 readSequence(LiveQuery &query, const QString &statement)
     return highest;
 }
 
+bool isTextOf(const CarvedMessage &message, const QString &liveText)
+{
+    return message.isTextCut ? liveText.startsWith(message.text) : liveText == message.text;
+}
+
 void markByGuid(LiveQuery &query, CarvedMessages *carved)
 {
     QMultiHash<QString, CarvedMessage *> byGuid;
@@ -61,13 +66,13 @@ void markByGuid(LiveQuery &query, CarvedMessages *carved)
         QStringLiteral("select guid, text, date, handle_id from message"), [&](const LiveRow &row) {
             const auto sameGuid = byGuid.equal_range(row.text(0));
             for (auto it = sameGuid.first; it != sameGuid.second; ++it) {
-                (*it)->isLiveCopy = (*it)->isLiveCopy || (*it)->text == row.text(1);
+                (*it)->isLiveCopy = (*it)->isLiveCopy || isTextOf(**it, row.text(1));
             }
             const auto sameDate = byDate.equal_range(byDate.isEmpty() ? 0 : row.integer(2));
             for (auto it = sameDate.first; it != sameDate.second; ++it) {
                 (*it)->isLiveCopy =
                     (*it)->isLiveCopy
-                    || ((*it)->handleId == row.integer(3) && (*it)->text == row.text(1));
+                    || ((*it)->handleId == row.integer(3) && isTextOf(**it, row.text(1)));
             }
         });
 }

@@ -23,7 +23,9 @@ struct CarvedMessage
     QString roomName;
     bool isFromMe = false;
     bool isSent = false;
-    bool isLiveCopy = false; ///< the same message still exists
+    bool isTextCut = false;    ///< the text could not be read to its end
+    bool isIncomplete = false; ///< some field could not be read, or not to its end
+    bool isLiveCopy = false;   ///< the same message still exists
 };
 
 /// A message of iOS 5 and earlier: an SMS, or with `isMadrid` an iMessage.
