@@ -40,9 +40,6 @@ struct ContactSample
 QVector<ContactDeletion> allContactDeletions();
 QString deletionName(ContactDeletion deletion);
 
-/// Makes the tables of an address book in the empty database `db`.
-bool createContactTables(SampleDatabase *db, ContactLayout layout);
-
 /// Makes the tables, and lives the plan through, every step a transaction of its own as on a
 /// device. Returns false when SQLite refuses a step.
 bool makeContactSample(SampleDatabase *db, const ContactPlan &plan, ContactSample *sample);

@@ -57,13 +57,18 @@ bool hasPart(const PersonValue &value, const PersonValueEntry &part)
                        [&part](const PersonValueEntry &e) { return samePart(e, part); });
 }
 
-/// True when `found` is the value, or the value without some of its parts.
+int rightParts(const PersonValue &found, const PersonValue &value)
+{
+    return int(std::count_if(found.entries.cbegin(), found.entries.cend(),
+                             [&value](const auto &part) { return hasPart(value, part); }));
+}
+
+/// True when `found` is the value, whatever parts it lacks or has too many.
 bool isOf(const PersonValue &found, const PersonValue &value)
 {
     return found.property == value.property && found.label == value.label
-           && found.value == value.value && found.entries.isEmpty() == value.entries.isEmpty()
-           && std::all_of(found.entries.cbegin(), found.entries.cend(),
-                          [&value](const PersonValueEntry &e) { return hasPart(value, e); });
+           && found.value == value.value
+           && (value.entries.isEmpty() || rightParts(found, value) > 0);
 }
 
 /// Compares one scan with the truth; every found person and value is judged once.
@@ -93,6 +98,7 @@ private:
     void judgeValues(const PersonRecord &found, qint64 personId);
     void judgeValue(const PersonValue &value, qint64 personId);
     bool recoverValue(const PersonValue &value, qint64 personId);
+    void countWrongParts(const PersonValue &found, const PersonValue &value, qint64 personId);
     bool isLiveValue(const PersonValue &value) const;
     void count(int *counter, const char *what, const QString &detail);
     void countPersons();
@@ -235,12 +241,25 @@ bool Comparison::recoverValue(const PersonValue &value, qint64 personId)
         const QVector<SampleValue> &values = m_rows[row].values;
         for (int i = 0; i < values.size() && m_rows[row].fields.rowId == personId; ++i) {
             if (m_recoveredValues[row][i] == 0 && isOf(value, values[i].value)) {
-                m_recoveredValues[row][i] = 1 + value.entries.size();
+                m_recoveredValues[row][i] = 1 + rightParts(value, values[i].value);
+                countWrongParts(value, values[i].value, personId);
                 return true;
             }
         }
     }
     return false;
+}
+
+void Comparison::countWrongParts(const PersonValue &found, const PersonValue &value,
+                                 qint64 personId)
+{
+    for (const PersonValueEntry &part : found.entries) {
+        if (!hasPart(value, part)) {
+            count(&m_report.wrongParts, "wrong part",
+                  QStringLiteral("%1=\"%2\" of %3: ").arg(part.key, part.value).arg(personId)
+                      + contactText(value));
+        }
+    }
 }
 
 bool Comparison::isLiveValue(const PersonValue &value) const
@@ -333,7 +352,8 @@ void ContactReport::add(const ContactReport &other)
     for (const auto counter :
          {&ContactReport::formerVersions, &ContactReport::cut, &ContactReport::nameless,
           &ContactReport::unknownRowids, &ContactReport::wrongRowids, &ContactReport::wrongPersons,
-          &ContactReport::copies, &ContactReport::repeated, &ContactReport::invented}) {
+          &ContactReport::wrongParts, &ContactReport::copies, &ContactReport::repeated,
+          &ContactReport::invented}) {
         this->*counter += other.*counter;
     }
     details << other.details;
@@ -344,14 +364,15 @@ QString ContactReport::summary() const
     return countText("persons", persons) + QStringLiteral(", ") + countText("values", values)
            + QStringLiteral(", ") + countText("parts", parts)
            + QStringLiteral(", %1 former versions, %2 cut, %3 nameless, rowids: %4 unknown, "
-                            "%5 wrong; values under another person: %6, copies %7, repeated %8, "
-                            "invented %9")
+                            "%5 wrong; values under another person: %6, ")
                  .arg(formerVersions)
                  .arg(cut)
                  .arg(nameless)
                  .arg(unknownRowids)
                  .arg(wrongRowids)
                  .arg(wrongPersons)
+           + QStringLiteral("wrong parts %1, copies %2, repeated %3, invented %4")
+                 .arg(wrongParts)
                  .arg(copies)
                  .arg(repeated)
                  .arg(invented);

@@ -25,13 +25,14 @@ struct ContactReport
     int unknownRowids = 0; ///< recovered persons without their row identifier
     int wrongRowids = 0;   ///< recovered persons with another's
     int wrongPersons = 0;  ///< values that came back under another person
+    int wrongParts = 0;    ///< parts that their value never had
     int copies = 0;        ///< persons and values that still exist
     int repeated = 0;      ///< persons and values that came back before
     int invented = 0;      ///< all else
-    QStringList details;   ///< one line for each miss and for each of the last six
+    QStringList details;   ///< one line for each miss and for each fault
 
     /// What must not happen, ever.
-    int faults() const { return wrongPersons + copies + repeated + invented; }
+    int faults() const { return wrongPersons + wrongParts + copies + repeated + invented; }
     void add(const ContactReport &other);
     /// The numbers in one line.
     QString summary() const;
