@@ -2,6 +2,7 @@
 
 #include <QHash>
 #include <QSet>
+#include <QtEndian>
 
 #include <algorithm>
 
@@ -9,6 +10,7 @@ namespace {
 
 constexpr int guidSize = 36;
 constexpr int longestHeader = 400;
+constexpr int pieceSize = 100;
 
 /// A message and the conversation that it belongs to.
 struct Place
@@ -19,8 +21,14 @@ struct Place
 
 using Places = QHash<QString, Place>;
 
-/// The same for all copies of one version of a message. Messages of the layout with groups come
-/// back without a guid, but no two of a sample have the same date.
+/// Messages of the layout with groups come back without a guid, but no two of a sample have the
+/// same date.
+QString identityOf(const MessageItem &message)
+{
+    return message.guid.isEmpty() ? QString::number(message.date) : message.guid;
+}
+
+/// The same for all copies of one version of a message.
 QString keyOf(const MessageItem &message)
 {
     const QString identity = message.guid.isEmpty() ? QString::number(message.date) : message.guid;
@@ -55,6 +63,17 @@ Places placesOf(const QVector<MessageGroupRecord> &groups)
         }
     }
     return places;
+}
+
+QSet<QString> identities(const QVector<MessageGroupRecord> &groups)
+{
+    QSet<QString> all;
+    for (const MessageGroupRecord &group : groups) {
+        for (const MessageItem &message : group.messages) {
+            all << identityOf(message);
+        }
+    }
+    return all;
 }
 
 QString describe(const MessageItem &message)
@@ -122,15 +141,16 @@ public:
     {
     }
 
-    /// Says where the message's header and the beginning of its text stand; empty when nowhere.
+    /// Says where the message's header and text stand; empty when they are not whole.
     QString find(const MessageItem &message) const
     {
         const QByteArray text = message.text.toUtf8();
-        const QByteArray needle = message.guid.toUtf8() + text.left(200);
+        const QByteArray before = inFrontOfText(message);
+        const QByteArray needle = before + text.left(pieceSize);
         for (int at = m_file.indexOf(needle); at >= 0; at = m_file.indexOf(needle, at + 1)) {
-            const int textAt = at + message.guid.size();
+            const int textAt = at + before.size();
             for (int start = std::max(0, at - longestHeader); start < at; ++start) {
-                if (isHeader(start, textAt, text.size())) {
+                if (isHeader(start, textAt, text.size()) && isWhole(text)) {
                     return QStringLiteral("header at %1, text at %2").arg(start).arg(textAt);
                 }
             }
@@ -139,6 +159,27 @@ public:
     }
 
 private:
+    QByteArray inFrontOfText(const MessageItem &message) const
+    {
+        if (!message.guid.isEmpty()) {
+            return message.guid.toUtf8();
+        }
+        QByteArray date(4, 0);
+        qToBigEndian(quint32(message.date), date.data());
+        return date;
+    }
+
+    /// True when all pieces of the text are somewhere in the file, but those that two overflow
+    /// pages may share.
+    bool isWhole(const QByteArray &text) const
+    {
+        int missing = 0;
+        for (int at = 0; at < text.size(); at += pieceSize) {
+            missing += !m_file.contains(text.mid(at, pieceSize));
+        }
+        return missing <= text.size() / 2000;
+    }
+
     bool isHeader(int start, int textAt, int textSize) const
     {
         int position = start;
@@ -159,6 +200,31 @@ private:
     int m_textColumn;
 };
 
+struct NamedCount
+{
+    const char *name;
+    int MessageResult::*member;
+};
+
+const NamedCount namedCounts[] = {
+    {"deleted", &MessageResult::deleted},
+    {"refused", &MessageResult::refused},
+    {"overwritten", &MessageResult::overwritten},
+    {"missed whole", &MessageResult::missedWhole},
+    {"recovered", &MessageResult::recovered},
+    {"former", &MessageResult::former},
+    {"damaged", &MessageResult::damaged},
+    {"live", &MessageResult::liveCopies},
+    {"live damaged", &MessageResult::liveDamaged},
+    {"twice", &MessageResult::twice},
+    {"invented", &MessageResult::invented},
+    {"incomplete", &MessageResult::incomplete},
+    {"wrong fields", &MessageResult::wrongFields},
+    {"wrong conversation", &MessageResult::wrongConversation},
+    {"split", &MessageResult::splits},
+    {"wrong groups", &MessageResult::wrongGroups},
+};
+
 /// Compares what a scan found with the truth about one sample.
 class Comparison
 {
@@ -169,6 +235,8 @@ public:
         , m_deleted(placesOf(sample.deleted))
         , m_live(placesOf(sample.live))
         , m_former(placesOf(sample.formerVersions))
+        , m_deletedIdentities(identities(sample.deleted))
+        , m_liveIdentities(identities(sample.live))
     {
         for (const MessageParticipant &handle : sample.deletedHandles) {
             m_goneHandles << handle.id;
@@ -216,7 +284,7 @@ private:
         judgeFields(group, *truth);
     }
 
-    /// Returns the message's place in the truth.
+    /// Returns the message's place in the truth, or none unless all its fields are right.
     Place judgeFound(const MessageItem &message)
     {
         const QString key = keyOf(message);
@@ -224,13 +292,14 @@ private:
         if (m_found.contains(key)) {
             ++m_result.twice;
             note(QStringLiteral("twice: ") + describe(message));
-            return place;
+            return {};
         }
         m_found << key;
         if (!place.message) {
-            ++m_result.invented;
-            note(QStringLiteral("invented: ") + describe(message));
-        } else if (m_deleted.contains(key)) {
+            judgeUnknown(message);
+            return {};
+        }
+        if (m_deleted.contains(key)) {
             ++m_result.recovered;
         } else if (m_former.contains(key)) {
             ++m_result.former;
@@ -238,20 +307,58 @@ private:
             ++m_result.liveCopies;
             note(QStringLiteral("not deleted: ") + describe(message));
         }
-        if (place.message && !sameFields(message, *place.message)) {
-            ++m_result.wrongFields;
-            note(QStringLiteral("found %1\n  instead of %2")
-                     .arg(describe(message), describe(*place.message)));
-        }
-        return place;
+        return judgeMessage(message, *place.message) ? place : Place();
     }
 
-    bool sameFields(const MessageItem &found, const MessageItem &truth) const
+    void judgeUnknown(const MessageItem &message)
+    {
+        const QString identity = identityOf(message);
+        if (m_deletedIdentities.contains(identity)) {
+            ++m_result.damaged;
+            note(QStringLiteral("damaged: ") + describe(message));
+        } else if (m_liveIdentities.contains(identity)) {
+            ++m_result.liveDamaged;
+            note(QStringLiteral("damaged and not deleted: ") + describe(message));
+        } else {
+            ++m_result.invented;
+            note(QStringLiteral("invented: ") + describe(message));
+        }
+    }
+
+    /// True when all fields are right.
+    bool judgeMessage(const MessageItem &found, const MessageItem &truth)
     {
         const bool unknown = found.address.isEmpty() && m_goneHandles.contains(truth.address);
+        const bool rightAddress = unknown || found.address == truth.address;
+        if (rightAddress && sameFields(found, truth)) {
+            return true;
+        }
+        const bool complete = !hasGaps(found, truth);
+        ++(complete ? m_result.wrongFields : m_result.incomplete);
+        note(QStringLiteral("%1 %2\n  instead of %3")
+                 .arg(QLatin1String(complete ? "wrong" : "incomplete"), describe(found),
+                      describe(truth)));
+        return false;
+    }
+
+    static bool sameFields(const MessageItem &found, const MessageItem &truth)
+    {
         return found.date == truth.date && found.subject == truth.subject
                && found.service == truth.service && found.isFromMe == truth.isFromMe
-               && found.isSent == truth.isSent && (unknown || found.address == truth.address);
+               && found.isSent == truth.isSent;
+    }
+
+    /// True when every field is either right or has its default.
+    static bool hasGaps(const MessageItem &found, const MessageItem &truth)
+    {
+        const auto fits = [](const auto &value, const auto &right, const auto &none) {
+            return value == right || value == none;
+        };
+        return fits(found.date, truth.date, qint64(0))
+               && fits(found.subject, truth.subject, QString())
+               && fits(found.service, truth.service, QString())
+               && fits(found.isFromMe, truth.isFromMe, 0) && fits(found.isSent, truth.isSent, 0)
+               && fits(found.address, truth.address, QString());
     }
 
     void judgeFields(const MessageGroupRecord &found, const MessageGroupRecord &truth)
@@ -287,7 +394,7 @@ private:
         for (auto it = m_parts.begin(); it != m_parts.end(); ++it) {
             const bool gone = m_goneHandles.contains(it.key());
             if (it.value() > 1 && !gone) {
-                ++m_result.splitConversations;
+                ++m_result.splits;
                 note(QStringLiteral("%1 came back in %2 parts").arg(it.key()).arg(it.value()));
             }
         }
@@ -323,8 +430,10 @@ private:
             return;
         }
         const QString remains = m_remains.find(message);
-        m_result.overwritten += remains.isEmpty();
-        if (!remains.isEmpty()) {
+        if (remains.isEmpty()) {
+            ++m_result.overwritten;
+        } else {
+            ++m_result.missedWhole;
             note(QStringLiteral("missed, %1: %2").arg(remains, describe(message)));
         }
     }
@@ -336,6 +445,8 @@ private:
     Places m_deleted;
     Places m_live;
     Places m_former;
+    QSet<QString> m_deletedIdentities;
+    QSet<QString> m_liveIdentities;
     QSet<QString> m_goneHandles;
     QSet<QString> m_found;
     QHash<QString, int> m_parts;
@@ -344,30 +455,26 @@ private:
 
 } // namespace
 
-bool MessageResult::isSound() const
+int MessageResult::found() const
 {
-    return liveCopies == 0 && twice == 0 && invented == 0 && wrongFields == 0
-           && wrongConversation == 0 && splitConversations == 0 && wrongGroups == 0;
+    return recovered + former + damaged + liveCopies + liveDamaged + twice + invented;
+}
+
+void MessageResult::add(const MessageResult &other)
+{
+    for (const NamedCount &count : namedCounts) {
+        this->*count.member += other.*count.member;
+    }
+    details << other.details;
 }
 
 QString MessageResult::summary() const
 {
-    return QStringLiteral("deleted %1 refused %2 recovered %3 overwritten %4 missed whole %5 "
-                          "former %6 live %7 twice %8 invented %9 ")
-               .arg(deleted)
-               .arg(refused)
-               .arg(recovered)
-               .arg(overwritten)
-               .arg(missedWhole())
-               .arg(former)
-               .arg(liveCopies)
-               .arg(twice)
-               .arg(invented)
-           + QStringLiteral("wrong fields %1 wrong conversation %2 split %3 wrong groups %4")
-                 .arg(wrongFields)
-                 .arg(wrongConversation)
-                 .arg(splitConversations)
-                 .arg(wrongGroups);
+    QStringList counts;
+    for (const NamedCount &count : namedCounts) {
+        counts << QStringLiteral("%1 %2").arg(QLatin1String(count.name)).arg(this->*count.member);
+    }
+    return counts.join(QLatin1String(", "));
 }
 
 bool isRefused(MessageLayout layout, const MessageItem &message)
