@@ -10,7 +10,7 @@ namespace {
 
 constexpr int guidSize = 36;
 constexpr int longestHeader = 400;
-constexpr int pieceSize = 100;
+constexpr int beginning = 100; ///< of a text, on its leaf page
 
 /// A message and the conversation that it belongs to.
 struct Place
@@ -146,11 +146,11 @@ public:
     {
         const QByteArray text = message.text.toUtf8();
         const QByteArray before = inFrontOfText(message);
-        const QByteArray needle = before + text.left(pieceSize);
+        const QByteArray needle = before + text.left(beginning);
         for (int at = m_file.indexOf(needle); at >= 0; at = m_file.indexOf(needle, at + 1)) {
             const int textAt = at + before.size();
             for (int start = std::max(0, at - longestHeader); start < at; ++start) {
-                if (isHeader(start, textAt, text.size()) && isWhole(text)) {
+                if (isRow(start, textAt, text)) {
                     return QStringLiteral("header at %1, text at %2").arg(start).arg(textAt);
                 }
             }
@@ -169,30 +169,48 @@ private:
         return date;
     }
 
-    /// True when all pieces of the text are somewhere in the file, but those that two overflow
-    /// pages may share.
-    bool isWhole(const QByteArray &text) const
-    {
-        int missing = 0;
-        for (int at = 0; at < text.size(); at += pieceSize) {
-            missing += !m_file.contains(text.mid(at, pieceSize));
-        }
-        return missing <= text.size() / 2000;
-    }
-
-    bool isHeader(int start, int textAt, int textSize) const
+    /// True when a header begins at `start` whose row has its text, whole, at `textAt`.
+    bool isRow(int start, int textAt, const QByteArray &text) const
     {
         int position = start;
         int before = 0;
+        qint64 body = 0;
         for (int column = 0; column < m_columns; ++column) {
             quint64 type = 0;
             if (!readVarint(m_file, &position, &type)
-                || (column == m_textColumn && type != quint64(textSize) * 2 + 13)) {
+                || (column == m_textColumn && type != quint64(text.size()) * 2 + 13)) {
                 return false;
             }
             before += column < m_textColumn ? sizeOf(type) : 0;
+            body += sizeOf(type);
         }
-        return position + before == textAt;
+        // The header also counts itself and the row identifier, which is NULL there.
+        const int header = position - start + (position - start > 125 ? 3 : 2);
+        return position + before == textAt
+               && payloadFrom(position - header, header + body)
+                          .mid(textAt - position + header, text.size())
+                      == text;
+    }
+
+    /// The payload at `start`, with what follows in overflow pages.
+    QByteArray payloadFrom(int start, qint64 size) const
+    {
+        const int pageSize = qFromBigEndian<quint16>(m_file.constData() + 16);
+        const int most = pageSize - 35;
+        const int least = (pageSize - 12) * 32 / 255 - 23;
+        const qint64 best = least + (size - least) % (pageSize - 4);
+        const qint64 local = size <= most ? size : best <= most ? best : least;
+        QByteArray payload = m_file.mid(start, int(local));
+        qint64 next = start + local;
+        while (payload.size() < size && next + 4 <= m_file.size()) {
+            const qint64 page = qFromBigEndian<quint32>(m_file.constData() + next);
+            next = (page - 1) * pageSize;
+            if (page < 2 || next + pageSize > m_file.size()) {
+                break;
+            }
+            payload += m_file.mid(int(next) + 4, pageSize - 4);
+        }
+        return payload;
     }
 
     const QByteArray &m_file;
