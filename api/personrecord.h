@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sqliterecovery_global.h"
+
 #include <QList>
 #include <QString>
 
@@ -53,3 +55,23 @@ struct PersonRecord
     /// The person's values, in the order found.
     QList<PersonValue> values;
 };
+
+/// What a value of a person is.
+enum class PersonValueKind {
+    Unknown, ///< a number that this version does not know
+    Phone,
+    Email,
+    Address,        ///< consists of parts such as "Street" and "City"
+    Date,           ///< seconds since 2001-01-01 00:00:00 UTC, kept as text
+    InstantMessage, ///< consists of parts such as "username" and "service"
+    Url,
+    RelatedName,
+    SocialProfile, ///< consists of parts such as "username" and "service"
+};
+
+/// Returns the kind that PersonValue::property stands for; Unknown for a number without a meaning.
+SQLITERECOVERY_EXPORT PersonValueKind personValueKind(qint64 property);
+
+/// Returns a label as people read it: the name inside a label of the system ("_$!<Mobile>!$_" gives
+/// "Mobile", in English as stored), and any other text, an empty one included, as it is.
+SQLITERECOVERY_EXPORT QString readableLabel(const QString &label);

@@ -10,21 +10,25 @@
 
 namespace {
 
-bool isInternationalNumber(const QString &text)
+bool isInNumbers(QChar c)
 {
-    return text.size() > 1 && text.at(0) == QLatin1Char('+')
-           && std::all_of(text.cbegin() + 1, text.cend(),
-                          [](QChar c) { return c >= QLatin1Char('0') && c <= QLatin1Char('9'); });
+    return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) || c == QLatin1Char('.');
+}
+
+bool isSignedNumber(const QString &text)
+{
+    return text.size() > 1 && (text.at(0) == QLatin1Char('+') || text.at(0) == QLatin1Char('-'))
+           && std::all_of(text.cbegin() + 1, text.cend(), isInNumbers);
 }
 
 // A spreadsheet runs a cell that begins like a formula, and recovered text is written by strangers.
-// A plus sign with nothing but digits can only be a number, so telephone numbers stay as they are
-// and can be compared with those of other lists.
+// A sign with nothing but digits can only be a number, so telephone numbers and dates stay as they
+// are and can be compared with those of other lists.
 QString defused(const QString &text)
 {
     static const QString dangerous = QStringLiteral("=+-@\t\r");
     const bool runs = !text.isEmpty() && dangerous.contains(text.at(0));
-    return runs && !isInternationalNumber(text) ? QLatin1Char('\'') + text : text;
+    return runs && !isSignedNumber(text) ? QLatin1Char('\'') + text : text;
 }
 
 QByteArray quoted(const QByteArray &cell)

@@ -1,68 +1,49 @@
 #include "cli/recordkind.h"
 
 #include "api/sqliterecovery.h"
-
-#include <QDateTime>
+#include "cli/recordmaps.h"
 
 namespace {
 
-constexpr qint64 LastSecondOfYear9999 = 253402300799;
-
-QString dateText(qint64 secondsSince1970)
+template<auto getCount> unsigned countOf(SqliteRecovery &results)
 {
-    // A carved field can hold anything; a number is more honest than a date that no calendar knows.
-    if (secondsSince1970 <= 0 || secondsSince1970 > LastSecondOfYear9999) {
-        return QString::number(secondsSince1970);
+    return (results.*getCount)();
+}
+
+template<auto getRecord, auto mapOf> QCborMap mapAt(SqliteRecovery &results, unsigned index)
+{
+    return mapOf(*(results.*getRecord)(index));
+}
+
+QStringList fieldsOf(const QCborMap &record)
+{
+    QStringList fields;
+    for (const auto &field : record) {
+        fields.append(field.first.toString());
     }
-    return QDateTime::fromSecsSinceEpoch(secondsSince1970, Qt::UTC)
-        .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
-}
-
-QString durationText(qint64 seconds)
-{
-    if (seconds < 0) {
-        return QString::number(seconds);
-    }
-    return QStringLiteral("%1:%2:%3")
-        .arg(seconds / 3600)
-        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
-        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
-}
-
-QString callText(qint64 flags)
-{
-    const QString direction =
-        (flags & 1) != 0 ? QStringLiteral("outgoing") : QStringLiteral("incoming");
-    return (flags & 16) != 0 ? direction + QStringLiteral(" FaceTime") : direction;
-}
-
-QCborMap callRecord(SqliteRecovery &results, unsigned index)
-{
-    const CallhistoryRecord &call = *results.getCallhistory(index);
-    return {{QStringLiteral("address"), call.address},
-            {QStringLiteral("date"), call.date},
-            {QStringLiteral("duration"), call.duration},
-            {QStringLiteral("flags"), call.flags}};
-}
-
-QStringList callRow(const QCborMap &record)
-{
-    return {dateText(record[QLatin1String("date")].toInteger()),
-            callText(record[QLatin1String("flags")].toInteger()),
-            durationText(record[QLatin1String("duration")].toInteger()),
-            record[QLatin1String("address")].toString()};
+    return fields;
 }
 
 // In the order of the result arrays, which is the order of every output.
 const QVector<RecordKind> &allKinds()
 {
     static const QVector<RecordKind> kinds = {
-        {ScanTypeCallHistory, "call", "Calls",
-         QStringList{QStringLiteral("address"), QStringLiteral("date"), QStringLiteral("duration"),
-                     QStringLiteral("flags")},
+        {ScanTypeCallHistory, "call", "Calls", true, fieldsOf(callMap({})),
          QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Direction"),
                      QStringLiteral("Duration"), QStringLiteral("Address")},
-         &SqliteRecovery::getCallhistoryCount, callRecord, callRow},
+         countOf<&SqliteRecovery::getCallhistoryCount>,
+         mapAt<&SqliteRecovery::getCallhistory, callMap>, callRows},
+        {ScanTypeMessages, "messageGroup", "Messages", true, fieldsOf(messageGroupMap({})),
+         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Conversation"),
+                     QStringLiteral("Direction"), QStringLiteral("Text")},
+         countOf<&SqliteRecovery::getMessageGroupCount>,
+         mapAt<&SqliteRecovery::getMessageGroup, messageGroupMap>, messageRows},
+        {ScanTypeContacts, "contact", "Contacts", false, fieldsOf(personMap({})), QStringList(),
+         countOf<&SqliteRecovery::getContactCount>, mapAt<&SqliteRecovery::getContact, personMap>,
+         personRows},
+        {ScanTypeContacts, "hiddenContact", "Hidden contacts", false, fieldsOf(personMap({})),
+         QStringList(), countOf<&SqliteRecovery::getHiddenContactCount>,
+         mapAt<&SqliteRecovery::getHiddenContact, personMap>, personRows},
     };
     return kinds;
 }
@@ -82,15 +63,10 @@ QVector<RecordKind> recordKinds(ScanType type)
 
 QCborMap recordAt(const ScanResults &results, const RecordKind &kind, unsigned index)
 {
-    QCborMap record{{QStringLiteral("kind"), QLatin1String(kind.name)}};
-    const QCborMap fields = kind.record(results.recovery, index);
-    for (const auto &field : fields) {
-        record.insert(field.first, field.second);
-    }
-    return record;
+    return recordOfKind(kind.name, kind.record(results.recovery, index));
 }
 
 unsigned recordCount(const ScanResults &results, const RecordKind &kind)
 {
-    return (results.recovery.*kind.count)();
+    return kind.count(results.recovery);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "api/scantype.h"
+#include "cli/recordrows.h"
 
 #include <QCborMap>
 #include <QStringList>
@@ -18,16 +19,18 @@ struct RecordKind
     const char *name;
     /// How the text output calls such records.
     const char *heading;
+    /// Whether a row of the text table is what its heading counts; else a record is.
+    bool rowsAreItems;
     /// Names of the record's fields after "kind".
     QStringList fields;
-    /// Headings of the text table's columns.
+    /// Headings of the text table's columns; empty for a table without such a line.
     QStringList columns;
-    unsigned (SqliteRecovery::*count)();
-    /// The fields of one record in their order, as stored. A CBOR map keeps that order and 64-bit
-    /// integers exactly; a JSON object of Qt keeps neither.
+    /// The number of such records.
+    unsigned (*count)(SqliteRecovery &results);
+    /// The fields of one record in their order, as stored.
     QCborMap (*record)(SqliteRecovery &results, unsigned index);
-    /// The cells of the text table for people; not yet safe for a terminal.
-    QStringList (*row)(const QCborMap &record);
+    /// The record's rows of the text table.
+    TextRows (*rows)(const QCborMap &record);
 };
 
 /// The kinds of records that a scan of `type` can find in this version; empty when there is none.

@@ -1,6 +1,5 @@
 #include "cli/textprinter.h"
 
-#include "cli/displaytext.h"
 #include "cli/outputfile.h"
 #include "cli/recordkind.h"
 
@@ -8,44 +7,14 @@
 
 namespace {
 
-using Rows = QVector<QStringList>;
-
-QStringList printableRow(QStringList row)
+TextRows rowsOf(const ScanResults &results, const RecordKind &kind)
 {
-    for (QString &cell : row) {
-        cell = printable(cell);
-    }
-    return row;
-}
-
-Rows rowsOf(const ScanResults &results, const RecordKind &kind)
-{
-    Rows rows{kind.columns};
-    for (unsigned i = 0; i < recordCount(results, kind); ++i) {
-        rows.append(printableRow(kind.row(recordAt(results, kind, i))));
+    TextRows rows;
+    const unsigned count = recordCount(results, kind);
+    for (unsigned i = 0; i < count; ++i) {
+        rows += kind.rows(recordAt(results, kind, i));
     }
     return rows;
-}
-
-QVector<int> widthsOf(const Rows &rows)
-{
-    QVector<int> widths(rows.first().size(), 0);
-    for (const QStringList &row : rows) {
-        for (int column = 0; column < row.size(); ++column) {
-            widths[column] = qMax(widths.at(column), displayWidth(row.at(column)));
-        }
-    }
-    return widths;
-}
-
-QString lineOf(const QStringList &row, const QVector<int> &widths)
-{
-    // The last cell is not padded: one long text must not lengthen every other line.
-    QString line;
-    for (int column = 0; column + 1 < row.size(); ++column) {
-        line += padded(row.at(column), widths.at(column)) + QStringLiteral("  ");
-    }
-    return line + row.last() + QLatin1Char('\n');
 }
 
 bool writeText(QIODevice &out, const QString &text)
@@ -53,15 +22,15 @@ bool writeText(QIODevice &out, const QString &text)
     return writeAll(out, text.toUtf8());
 }
 
-bool writeTable(QIODevice &out, const Rows &rows)
+bool writeKind(QIODevice &out, const ScanResults &results, const RecordKind &kind)
 {
-    const QVector<int> widths = widthsOf(rows);
-    for (const QStringList &row : rows) {
-        if (!writeText(out, lineOf(row, widths))) {
-            return false;
-        }
+    TextRows rows = rowsOf(results, kind);
+    const unsigned count = kind.rowsAreItems ? unsigned(rows.size()) : recordCount(results, kind);
+    if (!kind.columns.isEmpty()) {
+        rows.prepend(kind.columns);
     }
-    return true;
+    return writeText(out, QStringLiteral("%1 (%2)\n").arg(QLatin1String(kind.heading)).arg(count))
+           && writeTable(out, rows);
 }
 
 } // namespace
@@ -70,14 +39,10 @@ bool printText(const ScanResults &results, QIODevice &out)
 {
     bool first = true;
     for (const RecordKind &kind : results.kinds) {
-        const unsigned count = recordCount(results, kind);
-        if (count == 0) {
+        if (recordCount(results, kind) == 0) {
             continue;
         }
-        const QString heading =
-            QStringLiteral("%1 (%2)\n").arg(QLatin1String(kind.heading)).arg(count);
-        if (!writeText(out, first ? heading : QLatin1Char('\n') + heading)
-            || !writeTable(out, rowsOf(results, kind))) {
+        if ((!first && !writeText(out, QStringLiteral("\n"))) || !writeKind(out, results, kind)) {
             return false;
         }
         first = false;

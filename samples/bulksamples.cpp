@@ -1,12 +1,14 @@
 #include "samples/bulksamples.h"
 
 #include "samples/callsamples.h"
+#include "samples/messagelayout.h"
+#include "samples/messagetext.h"
 #include "samples/sampledatabase.h"
 #include "samples/samplerandom.h"
 
 namespace {
 
-const char messageTables[] =
+const char partyTables[] =
     "CREATE TABLE handle (ROWID INTEGER PRIMARY KEY AUTOINCREMENT UNIQUE, id TEXT NOT NULL, "
     "country TEXT, service TEXT NOT NULL, uncanonicalized_id TEXT, person_centric_id TEXT, "
     "UNIQUE (id, service));"
@@ -16,74 +18,19 @@ const char messageTables[] =
     "CREATE TABLE chat_handle_join (chat_id INTEGER, handle_id INTEGER, "
     "UNIQUE (chat_id, handle_id));"
     "CREATE TABLE chat_message_join (chat_id INTEGER, message_id INTEGER, "
-    "message_date INTEGER DEFAULT 0, PRIMARY KEY (chat_id, message_id));"
-    "CREATE TABLE message (ROWID INTEGER PRIMARY KEY AUTOINCREMENT, guid TEXT UNIQUE NOT NULL, "
-    "text TEXT, replace INTEGER DEFAULT 0, service_center TEXT, handle_id INTEGER DEFAULT 0, "
-    "subject TEXT, country TEXT, attributedBody BLOB, version INTEGER DEFAULT 0, "
-    "type INTEGER DEFAULT 0, service TEXT, account TEXT, account_guid TEXT, "
-    "error INTEGER DEFAULT 0, date INTEGER, date_read INTEGER, date_delivered INTEGER, "
-    "is_delivered INTEGER DEFAULT 0, is_finished INTEGER DEFAULT 0, is_emote INTEGER DEFAULT 0, "
-    "is_from_me INTEGER DEFAULT 0, is_empty INTEGER DEFAULT 0, is_delayed INTEGER DEFAULT 0, "
-    "is_auto_reply INTEGER DEFAULT 0, is_prepared INTEGER DEFAULT 0, is_read INTEGER DEFAULT 0, "
-    "is_system_message INTEGER DEFAULT 0, is_sent INTEGER DEFAULT 0, "
-    "has_dd_results INTEGER DEFAULT 0, is_service_message INTEGER DEFAULT 0, "
-    "is_forward INTEGER DEFAULT 0, was_downgraded INTEGER DEFAULT 0, "
-    "is_archive INTEGER DEFAULT 0, cache_has_attachments INTEGER DEFAULT 0, "
-    "cache_roomnames TEXT, was_data_detected INTEGER DEFAULT 0, "
-    "was_deduplicated INTEGER DEFAULT 0, is_audio_message INTEGER DEFAULT 0, "
-    "is_played INTEGER DEFAULT 0, date_played INTEGER, item_type INTEGER DEFAULT 0, "
-    "other_handle INTEGER DEFAULT 0, group_title TEXT, group_action_type INTEGER DEFAULT 0, "
-    "share_status INTEGER DEFAULT 0, share_direction INTEGER DEFAULT 0, "
-    "is_expirable INTEGER DEFAULT 0, expire_state INTEGER DEFAULT 0, "
-    "message_action_type INTEGER DEFAULT 0, message_source INTEGER DEFAULT 0, "
-    "associated_message_guid TEXT, associated_message_type INTEGER DEFAULT 0, "
-    "balloon_bundle_id TEXT, payload_data BLOB, expressive_send_style_id TEXT, "
-    "associated_message_range_location INTEGER DEFAULT 0, "
-    "associated_message_range_length INTEGER DEFAULT 0, time_expressive_send_played INTEGER, "
-    "message_summary_info BLOB, ck_sync_state INTEGER DEFAULT 0, ck_record_id TEXT, "
-    "ck_record_change_tag TEXT, destination_caller_id TEXT, sr_ck_sync_state INTEGER DEFAULT 0, "
-    "sr_ck_record_id TEXT, sr_ck_record_change_tag TEXT, is_corrupt INTEGER DEFAULT 0);"
+    "message_date INTEGER DEFAULT 0, PRIMARY KEY (chat_id, message_id));";
+
+const char messageIndexes[] =
     "CREATE INDEX message_idx_date ON message (date);"
     "CREATE INDEX message_idx_handle ON message (handle_id, date);"
     "CREATE INDEX message_idx_is_read ON message (is_read, is_from_me, is_finished);"
     "CREATE INDEX message_idx_failed ON message (is_finished, is_from_me, error);"
     "CREATE INDEX chat_message_join_idx_message_id_only ON chat_message_join (message_id);";
 
-const char *const words[] = {
-    "the",      "you",   "and",   "tomorrow", "at",   "we",     "can",    "is",   "meet",  "dinner",
-    "late",     "train", "home",  "not",      "sure", "thanks", "please", "call", "me",    "when",
-    "are",      "there", "this",  "weekend",  "see",  "soon",   "coffee", "what", "about", "photos",
-    "birthday", "ok",    "great", "sorry",    "on",   "my",     "way",    "I'll", "bring", "it"};
 constexpr int handleCount = 60;
 
 /// Nanoseconds since 2001.
 constexpr qint64 firstMessageDate = 568000000000000000;
-
-QString sentence(SampleRandom *random)
-{
-    // Mostly short, seldom as long as a letter.
-    const int count = random->chance(90) ? random->number(1, 25) : random->number(25, 140);
-    QString text = random->pick(words);
-    for (int i = 1; i < count; ++i) {
-        text += QLatin1Char(' ') + random->pick(words);
-    }
-    return text + QLatin1Char('.');
-}
-
-/// The text once more inside an archive of objects, which adds about 150 bytes.
-QByteArray attributedBody(const QString &text)
-{
-    static const QByteArray head =
-        QByteArray::fromHex("040b") + "streamtyped" + QByteArray::fromHex("81e803840140848484")
-        + "\x12" + "NSAttributedString" + QByteArray::fromHex("008484") + "\x08NSObject"
-        + QByteArray::fromHex("0085928484") + "\x08NSString" + QByteArray::fromHex("0194840181");
-    static const QByteArray tail = QByteArray::fromHex("8684026949010f9284848c") + "NSDictionary"
-                                   + QByteArray::fromHex("009484016901928484") + "\x08NSNumber"
-                                   + QByteArray::fromHex("008484") + "\x07NSValue"
-                                   + QByteArray::fromHex("009484012a8484999900868686");
-    const QByteArray utf8 = text.toUtf8();
-    return head + char(utf8.size() & 0xff) + char(utf8.size() >> 8) + utf8 + tail;
-}
 
 bool insertParties(SampleDatabase *db)
 {
@@ -110,7 +57,7 @@ bool insertMessage(SampleDatabase *db, qint64 number, SampleRandom *random)
         "VALUES (?,?,?,?,10,?,'p:+15551234567',?,?,?,?,1,?,?,?,1,?,?,'+15551234567')");
     static const QString join = QStringLiteral("INSERT INTO chat_message_join VALUES (?,?,?)");
     static const QString accountGuid = QStringLiteral("7A1E5C0B-3A61-4C0E-9B57-2D7F0C6E1A55");
-    const QString text = sentence(random);
+    const QString text = plainSentence(random);
     const int party = random->number(1, handleCount + 1);
     const bool own = random->chance(50);
     const qint64 date = firstMessageDate + number * 1000000007;
@@ -159,7 +106,10 @@ bool makeBulkMessages(SampleDatabase *db, qint64 bytes, BulkSample *sample)
 {
     *sample = BulkSample();
     SampleRandom random(12);
-    return db->exec(QLatin1String(messageTables)) && insertParties(db)
+    return db->exec(QLatin1String(partyTables))
+           && db->exec(QStringLiteral("CREATE TABLE message (%1);")
+                           .arg(messageColumnList(MessageLayout::Ios12)))
+           && db->exec(QLatin1String(messageIndexes)) && insertParties(db)
            && fill(db, bytes, &sample->inserted,
                    [&](qint64 number) { return insertMessage(db, number, &random); })
            && thinOut(db, QStringLiteral("message"), sample)

@@ -1,130 +1,127 @@
-// Shows the deleted calls of a sample beside those that a scan found. What was found and never was
-// deleted is told apart by the calls that still exist: SQLite leaves copies of rows where it moved
-// them, and a scan cannot tell such a copy from a deleted row.
+// Shows what was deleted from a sample beside what a scan found. What was found and never was
+// deleted is told apart by what still exists: SQLite leaves copies of rows where it moved them, and
+// a scan cannot tell such a copy from a deleted row.
 
-#include "samples/calltruth.h"
-#include "samples/carvedreading.h"
+#include "cli/texttable.h"
 #include "samples/recallreport.h"
+#include "samples/truthfile.h"
+#include "samples/truthitems.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
+#include <QFile>
+#include <QSet>
 #include <QTextStream>
-
-#include <algorithm>
 
 namespace {
 
-constexpr int MaxAddressWidth = 44;
+using Items = QVector<TruthItem>;
+using Keys = QSet<QByteArray>;
 
-bool contains(const QVector<CallhistoryRecord> &calls, const CallhistoryRecord &call)
+/// Items of one result, and how many of them are shown.
+struct Result
 {
-    return std::any_of(calls.begin(), calls.end(),
-                       [&call](const CallhistoryRecord &other) { return sameCall(call, other); });
-}
-
-QString printable(QString text)
-{
-    for (QChar &c : text) {
-        c = c.isPrint() ? c : QChar(QChar::ReplacementCharacter);
-    }
-    if (text.size() > MaxAddressWidth) {
-        text = text.left(MaxAddressWidth - 3) + QStringLiteral("...");
-    }
-    return text.isEmpty() ? QStringLiteral("(none)") : text;
-}
-
-QString readableDate(qint64 seconds)
-{
-    const QDateTime date = QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
-    return date.isValid() ? date.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"))
-                          : QString::number(seconds);
-}
-
-QString readableDuration(int seconds)
-{
-    return QStringLiteral("%1:%2:%3")
-        .arg(seconds / 3600)
-        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
-        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
-}
-
-class Table
-{
-public:
-    explicit Table(int addressWidth)
-        : m_addressWidth(addressWidth)
-        , m_out(stdout)
-    {
-        m_out.setCodec("UTF-8");
-        line(QStringLiteral("result"), QStringLiteral("address"), QStringLiteral("date (UTC)"),
-             QStringLiteral("duration"), QStringLiteral("flags"));
-    }
-
-    void add(const QString &result, const CallhistoryRecord &call)
-    {
-        line(result, printable(call.address), readableDate(call.date),
-             readableDuration(call.duration), QString::number(call.flags));
-    }
-
-    QTextStream &out() { return m_out; }
-
-private:
-    void line(const QString &result, const QString &address, const QString &date,
-              const QString &duration, const QString &flags)
-    {
-        m_out << result.leftJustified(11) << address.leftJustified(m_addressWidth + 2)
-              << date.leftJustified(21) << duration.rightJustified(10) << flags.rightJustified(8)
-              << '\n';
-    }
-
-    int m_addressWidth;
-    QTextStream m_out;
+    const char *name;
+    int shown;
+    Items items;
 };
 
-int widestAddress(const QVector<CallhistoryRecord> &calls)
+/// What became of the items of one sample database.
+struct Comparison
 {
-    int width = 10;
-    for (const CallhistoryRecord &call : calls) {
-        width = std::max(width, printable(call.address).size());
-    }
-    return width;
-}
+    Result recovered{"recovered", 8, {}};
+    Result inPart{"in part", 3, {}};
+    Result missed{"missed", 4, {}};
+    Result copies{"live copy", 3, {}};
+    Result invented{"invented", 3, {}};
+    int found = 0;
 
-/// The calls of one sample database.
-struct Calls
-{
-    QVector<CallhistoryRecord> deleted;
-    QVector<CallhistoryRecord> live;
-    QVector<CallhistoryRecord> found;
+    int deleted() const
+    {
+        return recovered.items.size() + inPart.items.size() + missed.items.size();
+    }
 };
 
-void compare(const Calls &calls)
+Keys keysOf(const Items &items, QByteArray TruthItem::*key)
 {
-    Table table(widestAddress(calls.deleted + calls.found));
-    int recovered = 0;
-    for (const CallhistoryRecord &call : calls.deleted) {
-        const bool isFound = contains(calls.found, call);
-        recovered += isFound;
-        table.add(QLatin1String(isFound ? "recovered" : "missed"), call);
+    Keys keys;
+    for (const TruthItem &item : items) {
+        keys.insert(item.*key);
     }
-    int copies = 0;
-    int invented = 0;
-    for (const CallhistoryRecord &call : calls.found) {
-        if (!contains(calls.deleted, call)) {
-            const bool isCopy = contains(calls.live, call);
-            ++(isCopy ? copies : invented);
-            table.add(QLatin1String(isCopy ? "live copy" : "invented"), call);
+    return keys;
+}
+
+Comparison compare(const Items &deleted, const Items &live, const Items &found)
+{
+    Comparison comparison;
+    comparison.found = found.size();
+    const Keys foundWhole = keysOf(found, &TruthItem::identity);
+    const Keys foundCores = keysOf(found, &TruthItem::core);
+    for (const TruthItem &item : deleted) {
+        Result &result = foundWhole.contains(item.identity) ? comparison.recovered
+                         : foundCores.contains(item.core)   ? comparison.inPart
+                                                            : comparison.missed;
+        result.items.append(item);
+    }
+    const Keys deletedCores = keysOf(deleted, &TruthItem::core);
+    const Keys liveCores = keysOf(live, &TruthItem::core);
+    for (const TruthItem &item : found) {
+        if (!deletedCores.contains(item.core)) {
+            const bool isCopy = liveCores.contains(item.core);
+            (isCopy ? comparison.copies : comparison.invented).items.append(item);
         }
     }
-    table.out() << QStringLiteral("deleted %1, recovered %2, missed %3, copies of live calls %4, "
-                                  "invented %5; ")
-                       .arg(calls.deleted.size())
-                       .arg(recovered)
-                       .arg(calls.deleted.size() - recovered)
-                       .arg(copies)
-                       .arg(invented)
-                << "recall " << percentText(recovered, calls.deleted.size()) << ", precision "
-                << percentText(calls.found.size() - copies - invented, calls.found.size()) << '\n';
+    return comparison;
+}
+
+void addRows(const Result &result, bool isWhole, TextRows *rows)
+{
+    const int shown = isWhole ? result.items.size() : qMin(result.shown, result.items.size());
+    for (int i = 0; i < shown; ++i) {
+        rows->append(QStringList(QLatin1String(result.name)) + result.items.at(i).cells);
+    }
+    if (shown < result.items.size()) {
+        rows->append({QLatin1String(result.name),
+                      QStringLiteral("and %1 more").arg(result.items.size() - shown)});
+    }
+}
+
+QString summary(const Comparison &c)
+{
+    const int partly = c.inPart.items.size();
+    return QStringLiteral("deleted %1, recovered %2, %3missed %4, copies of live data %5, "
+                          "invented %6; recall %7, precision %8\n")
+        .arg(c.deleted())
+        .arg(c.recovered.items.size())
+        .arg(partly > 0 ? QStringLiteral("in part %1, ").arg(partly) : QString())
+        .arg(c.missed.items.size())
+        .arg(c.copies.items.size())
+        .arg(c.invented.items.size())
+        .arg(percentText(c.recovered.items.size() + partly, c.deleted()))
+        .arg(percentText(c.found - c.copies.items.size() - c.invented.items.size(), c.found));
+}
+
+bool show(const Comparison &comparison, bool isWhole)
+{
+    TextRows rows;
+    for (const Result *result : {&comparison.recovered, &comparison.inPart, &comparison.missed,
+                                 &comparison.copies, &comparison.invented}) {
+        addRows(*result, isWhole, &rows);
+    }
+    QFile out;
+    return out.open(stdout, QIODevice::WriteOnly) && writeTable(out, rows)
+           && out.write(summary(comparison).toUtf8()) > 0 && out.flush();
+}
+
+bool readItems(const QString &path, Items *items)
+{
+    QVector<QCborMap> records;
+    QString error;
+    if (!readTruthFile(path, &records, &error)) {
+        QTextStream(stderr) << "comparetruth: " << error << '\n';
+        return false;
+    }
+    *items = truthItems(records);
+    return true;
 }
 
 } // namespace
@@ -132,19 +129,18 @@ void compare(const Calls &calls)
 int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
-    const QStringList arguments = application.arguments().mid(1);
+    QStringList arguments = application.arguments().mid(1);
+    const bool isWhole = arguments.removeAll(QStringLiteral("--all")) > 0;
     if (arguments.size() != 3) {
-        QTextStream(stderr) << "usage: comparetruth DELETED.jsonl LIVE.jsonl FOUND.jsonl\n";
+        QTextStream(stderr) << "usage: comparetruth [--all] DELETED.jsonl LIVE.jsonl FOUND.jsonl\n";
         return 2;
     }
-    Calls calls;
-    QString error;
-    if (!readCallLines(arguments.at(0), &calls.deleted, &error)
-        || !readCallLines(arguments.at(1), &calls.live, &error)
-        || !readCallLines(arguments.at(2), &calls.found, &error)) {
-        QTextStream(stderr) << "comparetruth: " << error << '\n';
+    Items deleted;
+    Items live;
+    Items found;
+    if (!readItems(arguments.at(0), &deleted) || !readItems(arguments.at(1), &live)
+        || !readItems(arguments.at(2), &found)) {
         return 1;
     }
-    compare(calls);
-    return 0;
+    return show(compare(deleted, live, found), isWhole) ? 0 : 1;
 }

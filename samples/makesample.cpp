@@ -1,23 +1,79 @@
 // Makes sample databases with known contents: a small backup to try the program on, and large files
 // to measure it with.
 
+#include "cli/recordmaps.h"
 #include "samples/bulksamples.h"
 #include "samples/callsamples.h"
-#include "samples/calltruth.h"
+#include "samples/contactsamples.h"
+#include "samples/messagesamples.h"
 #include "samples/sampledatabase.h"
+#include "samples/truthfile.h"
 
+#include <QCborArray>
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QTextStream>
 
+#include <algorithm>
+#include <functional>
+#include <iterator>
+
 namespace {
+
+/// What a sample database holds and what was deleted from it.
+struct Truth
+{
+    QVector<QCborMap> deleted;
+    QVector<QCborMap> live;
+};
 
 struct BackupFile
 {
     const char *domainPath;
-    CallPlan plan;
+    const char *contents;
+    SampleOptions options;
+    std::function<bool(SampleDatabase *db, Truth *truth)> make;
 };
+
+template<typename Records>
+QVector<QCborMap> mapsOf(const char *kind, const Records &records,
+                         QCborMap (*mapOf)(const typename Records::value_type &))
+{
+    QVector<QCborMap> maps;
+    for (const auto &record : records) {
+        maps.append(recordOfKind(kind, mapOf(record)));
+    }
+    return maps;
+}
+
+bool makeCalls(SampleDatabase *db, const CallPlan &plan, Truth *truth)
+{
+    CallSample sample;
+    const bool ok = makeCallSample(db, plan, &sample);
+    truth->deleted = mapsOf("call", expectedRecords(plan.layout, sample.deleted), callMap);
+    truth->live = mapsOf("call", expectedRecords(plan.layout, sample.live), callMap);
+    return ok;
+}
+
+bool makeContacts(SampleDatabase *db, const ContactPlan &plan, Truth *truth)
+{
+    ContactSample sample;
+    const bool ok = makeContactSample(db, plan, &sample);
+    truth->deleted = mapsOf("contact", sample.deleted, personMap)
+                     + mapsOf("hiddenContact", sample.hidden, personMap);
+    truth->live = mapsOf("contact", sample.live, personMap);
+    return ok;
+}
+
+bool makeMessages(SampleDatabase *db, const MessagePlan &plan, Truth *truth)
+{
+    MessageSample sample;
+    const bool ok = makeMessageSample(db, plan, &sample);
+    truth->deleted = mapsOf("messageGroup", sample.deleted, messageGroupMap);
+    truth->live = mapsOf("messageGroup", sample.live, messageGroupMap);
+    return ok;
+}
 
 QString backupName(const char *domainPath)
 {
@@ -31,66 +87,106 @@ bool fail(const QString &message)
     return false;
 }
 
+/// The number of calls, persons or messages.
+int countOf(const QVector<QCborMap> &records)
+{
+    int count = 0;
+    for (const QCborMap &record : records) {
+        const QCborValue messages = record.value(QLatin1String("messages"));
+        count += messages.isArray() ? int(messages.toArray().size()) : 1;
+    }
+    return count;
+}
+
 bool makeBackupFile(const QDir &folder, const BackupFile &file)
 {
     const QString name = backupName(file.domainPath);
     const QString path = folder.filePath(QStringLiteral("backup/") + name);
     SampleDatabase db;
-    CallSample sample;
-    if (!db.create(path) || !makeCallSample(&db, file.plan, &sample) || !db.close()) {
+    Truth truth;
+    if (!db.create(path, file.options) || !file.make(&db, &truth) || !db.close()) {
         return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
     }
-    const QString truth = folder.filePath(QStringLiteral("truth/%1.jsonl").arg(name));
+    const QString deleted = folder.filePath(QStringLiteral("truth/%1.jsonl").arg(name));
     const QString live = folder.filePath(QStringLiteral("truth/%1.live.jsonl").arg(name));
-    if (!writeCallLines(truth, expectedRecords(sample.layout, sample.deleted))
-        || !writeCallLines(live, expectedRecords(sample.layout, sample.live))) {
-        return fail(QStringLiteral("cannot write %1 or %2").arg(truth, live));
+    if (!writeTruthFile(deleted, truth.deleted) || !writeTruthFile(live, truth.live)) {
+        return fail(QStringLiteral("cannot write %1 or %2").arg(deleted, live));
     }
-    QTextStream(stdout) << path << ": " << sample.live.size() << " calls, " << sample.deleted.size()
-                        << " more deleted\n";
+    QTextStream(stdout) << path << ": " << countOf(truth.live) << ' ' << file.contents << ", "
+                        << countOf(truth.deleted) << " more deleted\n";
     return true;
 }
 
 bool makeBackup(const QString &path)
 {
     static const BackupFile files[] = {
-        {"WirelessDomain-Library/CallHistory/call_history.db",
-         {CallLayout::Ios7, Deletion::Scattered, 80, 4}},
-        {"HomeDomain-Library/CallHistoryDB/CallHistory.storedata",
-         {CallLayout::Ios11Store, Deletion::ThenInserts, 120, 9}},
+        {"WirelessDomain-Library/CallHistory/call_history.db", "calls", SampleOptions(),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeCalls(db, {CallLayout::Ios7, Deletion::Scattered, 80, 4}, truth);
+         }},
+        {"HomeDomain-Library/CallHistoryDB/CallHistory.storedata", "calls", SampleOptions(),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeCalls(db, {CallLayout::Ios11Store, Deletion::ThenInserts, 120, 9}, truth);
+         }},
+        {"HomeDomain-Library/AddressBook/AddressBook.sqlitedb", "contacts", SampleOptions(),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeContacts(db, {ContactLayout::Ios15, ContactDeletion::Scattered, 120, 1},
+                                 truth);
+         }},
+        {"HomeDomain-Library/SMS/sms.db", "messages", deviceOptions(MessageLayout::Ios12),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeMessages(
+                 db, {MessageLayout::Ios12, MessageDeletion::SingleMessages, 200, 3}, truth);
+         }},
     };
     const QDir folder(path);
     if (!folder.mkpath(QStringLiteral("backup")) || !folder.mkpath(QStringLiteral("truth"))) {
         return fail(QStringLiteral("cannot make folders in %1").arg(path));
     }
-    for (const BackupFile &file : files) {
-        if (!makeBackupFile(folder, file)) {
-            return false;
-        }
-    }
-    return true;
+    return std::all_of(std::begin(files), std::end(files),
+                       [&folder](const BackupFile &file) { return makeBackupFile(folder, file); });
 }
 
-bool makeBulkFile(const QString &path, qint64 mebibytes, bool messages)
+bool fillWithRows(SampleDatabase *db, const QString &kind, int mebibytes, BulkSample *sample)
+{
+    const qint64 bytes = qint64(mebibytes) * 1024 * 1024;
+    return kind == QLatin1String("messages") ? makeBulkMessages(db, bytes, sample)
+                                             : makeBulkCalls(db, bytes, sample);
+}
+
+bool fillWithPersons(SampleDatabase *db, int persons, BulkSample *sample)
+{
+    ContactPlan plan;
+    plan.persons = persons;
+    ContactSample contacts;
+    const bool ok = makeContactSample(db, plan, &contacts);
+    sample->deleted = contacts.deleted.size();
+    sample->inserted = contacts.live.size() + sample->deleted;
+    return ok;
+}
+
+bool makeBulkFile(const QString &kind, const QString &path, int size)
 {
     SampleOptions options;
     options.bulk = true;
     SampleDatabase db;
     BulkSample sample;
-    const qint64 bytes = mebibytes * 1024 * 1024;
+    const bool isOfPersons = kind == QLatin1String("contacts");
     if (!db.create(path, options)
-        || !(messages ? makeBulkMessages(&db, bytes, &sample) : makeBulkCalls(&db, bytes, &sample))
+        || !(isOfPersons ? fillWithPersons(&db, size, &sample)
+                         : fillWithRows(&db, kind, size, &sample))
         || !db.close()) {
         return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
     }
-    QTextStream(stdout) << path << ": " << sample.inserted << " rows, " << sample.deleted
+    QTextStream(stdout) << path << ": " << sample.inserted << ' ' << kind << ", " << sample.deleted
                         << " of them deleted\n";
     return true;
 }
 
 int usage()
 {
-    QTextStream(stderr) << "usage: makesample backup FOLDER | calls FILE MIB | messages FILE MIB\n";
+    QTextStream(stderr) << "usage: makesample backup FOLDER | calls FILE MIB | messages FILE MIB\n"
+                           "       makesample contacts FILE PERSONS\n";
     return 2;
 }
 
@@ -100,14 +196,15 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = application.arguments().mid(1);
-    if (arguments.size() == 2 && arguments.first() == QLatin1String("backup")) {
+    const QString kind = arguments.value(0);
+    if (arguments.size() == 2 && kind == QLatin1String("backup")) {
         return makeBackup(arguments.at(1)) ? 0 : 1;
     }
-    const bool messages = arguments.value(0) == QLatin1String("messages");
-    const int mebibytes = arguments.value(2).toInt();
-    if (arguments.size() != 3 || mebibytes < 1
-        || !(messages || arguments.first() == QLatin1String("calls"))) {
+    const QStringList kinds{QStringLiteral("calls"), QStringLiteral("messages"),
+                            QStringLiteral("contacts")};
+    const int size = arguments.value(2).toInt();
+    if (arguments.size() != 3 || size < 1 || !kinds.contains(kind)) {
         return usage();
     }
-    return makeBulkFile(arguments.at(1), mebibytes, messages) ? 0 : 1;
+    return makeBulkFile(kind, arguments.at(1), size) ? 0 : 1;
 }

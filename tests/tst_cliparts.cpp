@@ -1,9 +1,16 @@
 // Parts of the program whose input cannot be brought about, or not exactly, with a database file.
 
+#include "api/sqliterecovery.h"
 #include "cli/consoleprogress.h"
+#include "cli/csvprinter.h"
+#include "cli/displaydate.h"
 #include "cli/displaytext.h"
 #include "cli/jsonprinter.h"
+#include "cli/recordkind.h"
+#include "cli/recordmaps.h"
+#include "cli/textprinter.h"
 
+#include <QBuffer>
 #include <QCborArray>
 #include <QCborMap>
 #include <QJsonArray>
@@ -42,6 +49,77 @@ QByteArray lineShown(const QByteArray &written)
     return line.trimmed();
 }
 
+/// Makes the printers see records of our own instead of a scan's.
+class ShownRecords
+{
+public:
+    ShownRecords(ScanType type, const QVector<QCborMap> &records)
+        : m_results{m_recovery, recordKinds(type)}
+    {
+        s_records = records;
+        for (RecordKind &kind : m_results.kinds) {
+            kind.count = [](SqliteRecovery &) { return 0u; };
+        }
+        RecordKind &kind = m_results.kinds.first();
+        kind.count = [](SqliteRecovery &) { return unsigned(s_records.size()); };
+        kind.record = [](SqliteRecovery &, unsigned index) { return s_records.at(int(index)); };
+    }
+
+    QByteArray printed(bool (*print)(const ScanResults &, QIODevice &)) const
+    {
+        QBuffer buffer;
+        return buffer.open(QIODevice::WriteOnly) && print(m_results, buffer) ? buffer.data()
+                                                                             : QByteArray("failed");
+    }
+
+private:
+    static QVector<QCborMap> s_records;
+    SqliteRecovery m_recovery;
+    ScanResults m_results;
+};
+
+QVector<QCborMap> ShownRecords::s_records;
+
+PersonValue personValue(qint64 property, const char *label, const char *value)
+{
+    PersonValue result;
+    result.property = property;
+    result.label = QString::fromUtf8(label);
+    result.value = QString::fromUtf8(value);
+    return result;
+}
+
+PersonRecord samplePerson()
+{
+    PersonRecord person;
+    person.rowId = 7;
+    person.first = QStringLiteral("Ana");
+    person.last = QStringLiteral("Gómez");
+    person.organization = QStringLiteral("Acme");
+    person.birthday = QStringLiteral("-547732800.0");
+    person.note = QStringLiteral("met in\nRome");
+    person.modificationDate = 400000000;
+    person.values = {personValue(3, "_$!<Mobile>!$_", "+491511234567"),
+                     personValue(4, "", "ana@example.com"), personValue(5, "_$!<Home>!$_", ""),
+                     personValue(12, "_$!<Anniversary>!$_", "12"), personValue(99, "odd", "?")};
+    person.values[2].entries = {{QStringLiteral("Country"), QStringLiteral("Germany")},
+                                {QStringLiteral("CountryCode"), QStringLiteral("de")},
+                                {QStringLiteral("Floor"), QStringLiteral("3")},
+                                {QStringLiteral("City"), QStringLiteral("Berlin")},
+                                {QStringLiteral("Street"), QStringLiteral("Hof 2\nAlt-Moabit 1")},
+                                {QStringLiteral("ZIP"), QStringLiteral("10555")}};
+    return person;
+}
+
+MessageItem sampleMessage(qint64 date, const char *text, const char *address = "")
+{
+    MessageItem message;
+    message.date = date;
+    message.text = QString::fromUtf8(text);
+    message.address = QString::fromUtf8(address);
+    return message;
+}
+
 } // namespace
 
 class TestCliParts : public QObject
@@ -54,6 +132,21 @@ private Q_SLOTS:
     void jsonKeepsTheOrderOfFields();
     void jsonEscapesWhatTerminalsObey_data();
     void jsonEscapesWhatTerminalsObey();
+    void jsonOfPersonsAndMessages_data();
+    void jsonOfPersonsAndMessages();
+    void contactsAsText();
+    void namesOfContacts_data();
+    void namesOfContacts();
+    void messagesAsText();
+    void longCellsDoNotLengthenOtherLines();
+    void hostileRecordsAreHarmlessAsText_data();
+    void hostileRecordsAreHarmlessAsText();
+    void nestedListsAreOneCsvCell();
+    void manyMessagesPrintInLinearTime();
+    void messageDates_data();
+    void messageDates();
+    void days_data();
+    void days();
     void printableTextIsHarmless_data();
     void printableTextIsHarmless();
     void paddingCountsTerminalColumns_data();
@@ -120,6 +213,253 @@ void TestCliParts::jsonEscapesWhatTerminalsObey()
     QVERIFY(std::none_of(characters.cbegin(), characters.cend(), isUnprintable));
     const QJsonDocument parsed = QJsonDocument::fromJson('[' + json + ']');
     QCOMPARE(parsed.array().at(0).toString(), text);
+}
+
+void TestCliParts::jsonOfPersonsAndMessages_data()
+{
+    QTest::addColumn<QCborMap>("record");
+    QTest::addColumn<QByteArray>("json");
+
+    PersonRecord person = samplePerson();
+    person.values = person.values.mid(0, 1);
+    person.values.first().entries = {{QStringLiteral("Street"), QStringLiteral("Hof \"2\"")}};
+    QTest::newRow("person") << recordOfKind("hiddenContact", personMap(person))
+                            << QByteArray(
+                                   R"({"kind":"hiddenContact","rowId":7,"prefix":"","first":"Ana",)"
+                                   R"("middle":"","last":"Gómez","suffix":"","firstPhonetic":"",)"
+                                   R"("middlePhonetic":"","lastPhonetic":"","nickname":"",)"
+                                   R"("organization":"Acme","department":"","jobTitle":"",)"
+                                   R"("birthday":"-547732800.0","alternateBirthday":"",)"
+                                   R"("note":"met in\nRome","modificationDate":400000000,)"
+                                   R"("values":[{"property":3,"label":"_$!<Mobile>!$_",)"
+                                   R"("value":"+491511234567",)"
+                                   R"("entries":[{"key":"Street","value":"Hof \"2\""}]}]})");
+
+    MessageGroupRecord group;
+    group.chatIdentifier = QStringLiteral("chat1");
+    group.participants = {{QStringLiteral("+4915"), QStringLiteral("SMS"), QStringLiteral("de")}};
+    group.messages = {sampleMessage(684000000123456789, "hi \xF0\x9F\x98\x80", "+4915")};
+    group.messages.first().isSent = 1;
+    QTest::newRow("messages")
+        << recordOfKind("messageGroup", messageGroupMap(group))
+        << QByteArray(R"({"kind":"messageGroup","chatIdentifier":"chat1",)"
+                      R"("roomName":"","service":"","participants":[{"id":"+4915",)"
+                      R"("service":"SMS","country":"de"}],"messages":[{"guid":"",)"
+                      R"("date":684000000123456789,"text":"hi 😀","subject":"",)"
+                      R"("address":"+4915","service":"","isFromMe":0,"isSent":1}]})");
+    group.messages.clear();
+    group.participants.clear();
+    QTest::newRow("empty lists") << messageGroupMap(group)
+                                 << QByteArray(
+                                        R"({"chatIdentifier":"chat1","roomName":"","service":"",)"
+                                        R"("participants":[],"messages":[]})");
+}
+
+void TestCliParts::jsonOfPersonsAndMessages()
+{
+    QFETCH(QCborMap, record);
+    QTEST(toJson(record), "json");
+}
+
+void TestCliParts::contactsAsText()
+{
+    PersonRecord bare;
+    bare.values = {personValue(3, "iPhone", "5551234")};
+    const ShownRecords shown(ScanTypeContacts, {personMap(samplePerson()), personMap(bare)});
+    const QByteArray expected = R"(Contacts (2)
+Ana Gómez
+    Phone Mobile      +491511234567
+    E-mail            ana@example.com
+    Address Home      Hof 2, Alt-Moabit 1, 10555, Berlin, Germany, 3
+    Date Anniversary  2001-01-01 00:00:12
+    Value 99 odd      ?
+    Organization      Acme
+    Birthday          1983-08-24
+    Note              met in\u{A}Rome
+(no name)
+    Phone iPhone      5551234
+)";
+    QCOMPARE(shown.printed(printText).split('\n'), expected.split('\n'));
+}
+
+void TestCliParts::namesOfContacts_data()
+{
+    QTest::addColumn<QString>("fields"); // name=value, separated by semicolons
+    QTest::addColumn<QString>("name");
+    const auto row = [](const char *fields, const char *name) {
+        QTest::newRow(fields) << QString::fromUtf8(fields) << QString::fromUtf8(name);
+    };
+    row("last=C;first=A;middle=B;suffix=Jr.;prefix=Dr.;nickname=N", "Dr. A B C Jr.");
+    row("organization=Acme;nickname=N", "Acme");
+    row("nickname=N;jobTitle=Boss", "N");
+    row("jobTitle=Boss", "(no name)");
+}
+
+void TestCliParts::namesOfContacts()
+{
+    QFETCH(QString, fields);
+    QCborMap person = personMap(PersonRecord());
+    for (const QString &field : fields.split(QLatin1Char(';'))) {
+        person[field.section(QLatin1Char('='), 0, 0)] = field.section(QLatin1Char('='), 1);
+    }
+    QTEST(personName(person), "name");
+}
+
+void TestCliParts::messagesAsText()
+{
+    MessageGroupRecord partner;
+    partner.chatIdentifier = QStringLiteral("+4915");
+    partner.messages = {sampleMessage(356400000, "Grüße\nA.", "+4915"),
+                        sampleMessage(1342361000, "no origin")};
+    partner.messages.last().isFromMe = 1;
+    partner.messages.last().subject = QStringLiteral("Re");
+    MessageGroupRecord room;
+    room.roomName = room.chatIdentifier = QStringLiteral("chat77");
+    room.messages = {sampleMessage(684000000123456789, "all?", "ana@example.com")};
+    MessageGroupRecord unknown;
+    unknown.messages = {sampleMessage(0, "lost"), sampleMessage(-5, "called", "5551234")};
+    const ShownRecords shown(ScanTypeMessages, {messageGroupMap(partner), messageGroupMap(room),
+                                                messageGroupMap(unknown)});
+    const QByteArray expected =
+        R"(Messages (5)
+Date (UTC)           Conversation              Direction  Text
+2012-04-18 00:00:00  +4915                     received   Grüße\u{A}A.
+2012-07-15 14:03:20  +4915                     sent       Re: no origin
+2022-09-04 16:00:00  chat77 (ana@example.com)  received   all?
+0                    (unknown)                 received   lost
+-5                   5551234                   received   called
+)";
+    QCOMPARE(shown.printed(printText).split('\n'), expected.split('\n'));
+}
+
+void TestCliParts::longCellsDoNotLengthenOtherLines()
+{
+    PersonRecord person = samplePerson();
+    person.first = QString(100000, QLatin1Char('n'));
+    person.values.first().label = QString(100000, QLatin1Char('l'));
+    const ShownRecords shown(ScanTypeContacts, QVector<QCborMap>(50, personMap(person)));
+    QVERIFY(shown.printed(printText).size() < 50 * 201000);
+}
+
+void TestCliParts::hostileRecordsAreHarmlessAsText_data()
+{
+    QTest::addColumn<QCborMap>("record");
+    QTest::addColumn<int>("type");
+    const QString hostile = QStringLiteral("\u001b[2J\u009b31m\u202e\r\nforged");
+    QCborMap person = personMap(PersonRecord());
+    person[QStringLiteral("first")] = hostile;
+    person[QStringLiteral("birthday")] = hostile + QStringLiteral(" day");
+    PersonValue value = personValue(5, "", "");
+    value.label = hostile;
+    value.entries = {{hostile, hostile}};
+    PersonRecord owner;
+    owner.values = {value};
+    MessageGroupRecord group;
+    group.roomName = hostile;
+    group.messages = {sampleMessage(1, "", ""), sampleMessage(1, "", "")};
+    group.messages.first().text = hostile;
+    group.messages.last().address = group.messages.last().subject = hostile;
+    QTest::newRow("name") << person << int(ScanTypeContacts);
+    QTest::newRow("value") << personMap(owner) << int(ScanTypeContacts);
+    QTest::newRow("message") << messageGroupMap(group) << int(ScanTypeMessages);
+}
+
+void TestCliParts::hostileRecordsAreHarmlessAsText()
+{
+    QFETCH(QCborMap, record);
+    QFETCH(int, type);
+    const QByteArray text = ShownRecords(ScanType(type), {record}).printed(printText);
+    QVERIFY(text.count("forged") >= 2);
+    QVERIFY(!text.contains("\nforged"));
+    const QVector<uint> characters = QString::fromUtf8(text).remove(QLatin1Char('\n')).toUcs4();
+    QVERIFY(std::none_of(characters.cbegin(), characters.cend(), isUnprintable));
+}
+
+void TestCliParts::nestedListsAreOneCsvCell()
+{
+    PersonRecord person = samplePerson();
+    person.first = QStringLiteral("=cmd|x");
+    person.values = person.values.mid(0, 2);
+    const QByteArray csv = ShownRecords(ScanTypeContacts, {personMap(person)}).printed(printCsv);
+    QCOMPARE(csv,
+             QByteArray("kind,rowId,prefix,first,middle,last,suffix,firstPhonetic,middlePhonetic,"
+                        "lastPhonetic,nickname,organization,department,jobTitle,birthday,"
+                        "alternateBirthday,note,modificationDate,values\r\n"
+                        "contact,7,,'=cmd|x,,Gómez,,,,,,Acme,,,-547732800.0,,\"met in\nRome\","
+                        "400000000,"
+                        "\"[{\"\"property\"\":3,\"\"label\"\":\"\"_$!<Mobile>!$_\"\","
+                        "\"\"value\"\":\"\"+491511234567\"\",\"\"entries\"\":[]},"
+                        "{\"\"property\"\":4,\"\"label\"\":\"\"\"\","
+                        "\"\"value\"\":\"\"ana@example.com\"\",\"\"entries\"\":[]}]\"\r\n"));
+}
+
+void TestCliParts::manyMessagesPrintInLinearTime()
+{
+    MessageGroupRecord group;
+    group.chatIdentifier = QStringLiteral("+4915");
+    for (int i = 0; i < 100000; ++i) {
+        group.messages.append(sampleMessage(684000000000000000 + i, "See you at eight", "+4915"));
+    }
+    const ShownRecords shown(ScanTypeMessages, {messageGroupMap(group)});
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(shown.printed(printText).count('\n'), 100002);
+    QCOMPARE(shown.printed(printJsonLines).count("See you"), 100000);
+    // Far more than it takes, and far less than anything that grows with the square.
+    QVERIFY2(timer.elapsed() < 60000, QByteArray::number(timer.elapsed()).constData());
+}
+
+void TestCliParts::messageDates_data()
+{
+    QTest::addColumn<qint64>("stored");
+    QTest::addColumn<QString>("shown");
+    const auto row = [](const char *name, qint64 stored, const char *shown) {
+        QTest::newRow(name) << stored << QString::fromLatin1(shown);
+    };
+    row("seconds since 1970", 1342361000, "2012-07-15 14:03:20");
+    row("first taken for 1970", 900000000, "1998-07-09 16:00:00");
+    row("last taken for 2001", 899999999, "2029-07-09 15:59:59");
+    row("seconds since 2001", 356400000, "2012-04-18 00:00:00");
+    row("nanoseconds", 684000000999999999, "2022-09-04 16:00:00");
+    row("first taken for nanoseconds", 100000000000000, "2001-01-02 03:46:40");
+    row("largest", std::numeric_limits<qint64>::max(), "2293-04-11 23:47:16");
+    row("beyond the calendar", 99999999999999, "99999999999999");
+    row("nothing read", 0, "0");
+    row("before the telephone", -86400, "-86400");
+    row("smallest", std::numeric_limits<qint64>::min(), "-9223372036854775808");
+}
+
+void TestCliParts::messageDates()
+{
+    QFETCH(qint64, stored);
+    QTEST(messageDateText(stored), "shown");
+}
+
+void TestCliParts::days_data()
+{
+    QTest::addColumn<QString>("stored");
+    QTest::addColumn<QString>("shown");
+    const auto row = [](const char *stored, const char *shown) {
+        QTest::newRow(stored) << QString::fromLatin1(stored) << QString::fromLatin1(shown);
+    };
+    row("-547732800.0", "1983-08-24");
+    row("-547732800", "1983-08-24");
+    row("-547776000", "1983-08-24"); // midnight
+    row("-547783200.0", "1983-08-23 22:00:00");
+    row("0", "2001-01-01");
+    row("-12517545600", "1604-05-03"); // a day without a year
+    row("", "");
+    row("May 1983", "May 1983");
+    row("nan", "nan");
+    row("-inf", "-inf");
+    row("1e300", "1e300");
+    row("-63113904001", "-63113904001"); // the last second before the year 1
+}
+
+void TestCliParts::days()
+{
+    QFETCH(QString, stored);
+    QTEST(dayText(stored), "shown");
 }
 
 void TestCliParts::printableTextIsHarmless_data()

@@ -1,0 +1,101 @@
+#include "cli/recordmaps.h"
+
+#include "api/callhistoryrecord.h"
+#include "api/messagegrouprecord.h"
+#include "api/personrecord.h"
+
+#include <QCborArray>
+
+namespace {
+
+template<typename Record>
+QCborArray arrayOf(const QList<Record> &records, QCborMap (*mapOf)(const Record &))
+{
+    QCborArray array;
+    for (const Record &record : records) {
+        array.append(mapOf(record));
+    }
+    return array;
+}
+
+QCborMap entryMap(const PersonValueEntry &entry)
+{
+    return {{QStringLiteral("key"), entry.key}, {QStringLiteral("value"), entry.value}};
+}
+
+QCborMap valueMap(const PersonValue &value)
+{
+    return {{QStringLiteral("property"), value.property},
+            {QStringLiteral("label"), value.label},
+            {QStringLiteral("value"), value.value},
+            {QStringLiteral("entries"), arrayOf(value.entries, entryMap)}};
+}
+
+QCborMap participantMap(const MessageParticipant &participant)
+{
+    return {{QStringLiteral("id"), participant.id},
+            {QStringLiteral("service"), participant.service},
+            {QStringLiteral("country"), participant.country}};
+}
+
+QCborMap messageMap(const MessageItem &message)
+{
+    return {{QStringLiteral("guid"), message.guid},
+            {QStringLiteral("date"), message.date},
+            {QStringLiteral("text"), message.text},
+            {QStringLiteral("subject"), message.subject},
+            {QStringLiteral("address"), message.address},
+            {QStringLiteral("service"), message.service},
+            {QStringLiteral("isFromMe"), message.isFromMe},
+            {QStringLiteral("isSent"), message.isSent}};
+}
+
+} // namespace
+
+QCborMap callMap(const CallhistoryRecord &call)
+{
+    return {{QStringLiteral("address"), call.address},
+            {QStringLiteral("date"), call.date},
+            {QStringLiteral("duration"), call.duration},
+            {QStringLiteral("flags"), call.flags}};
+}
+
+QCborMap personMap(const PersonRecord &person)
+{
+    return {{QStringLiteral("rowId"), person.rowId},
+            {QStringLiteral("prefix"), person.prefix},
+            {QStringLiteral("first"), person.first},
+            {QStringLiteral("middle"), person.middle},
+            {QStringLiteral("last"), person.last},
+            {QStringLiteral("suffix"), person.suffix},
+            {QStringLiteral("firstPhonetic"), person.firstPhonetic},
+            {QStringLiteral("middlePhonetic"), person.middlePhonetic},
+            {QStringLiteral("lastPhonetic"), person.lastPhonetic},
+            {QStringLiteral("nickname"), person.nickname},
+            {QStringLiteral("organization"), person.organization},
+            {QStringLiteral("department"), person.department},
+            {QStringLiteral("jobTitle"), person.jobTitle},
+            {QStringLiteral("birthday"), person.birthday},
+            {QStringLiteral("alternateBirthday"), person.alternateBirthday},
+            {QStringLiteral("note"), person.note},
+            {QStringLiteral("modificationDate"), person.modificationDate},
+            {QStringLiteral("values"), arrayOf(person.values, valueMap)}};
+}
+
+QCborMap messageGroupMap(const MessageGroupRecord &group)
+{
+    return {{QStringLiteral("chatIdentifier"), group.chatIdentifier},
+            {QStringLiteral("roomName"), group.roomName},
+            {QStringLiteral("service"), group.service},
+            {QStringLiteral("participants"), arrayOf(group.participants, participantMap)},
+            {QStringLiteral("messages"), arrayOf(group.messages, messageMap)}};
+}
+
+QCborMap recordOfKind(const char *kind, const QCborMap &fields)
+{
+    QCborMap record{{QStringLiteral("kind"), QLatin1String(kind)}};
+    for (const auto &field : fields) {
+        record.insert(field.first, field.second);
+    }
+    return record;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QCborMap>
+
+struct CallhistoryRecord;
+struct MessageGroupRecord;
+struct PersonRecord;
+
+// One record as a map of its fields in their order, as stored. A CBOR map keeps that order and
+// 64-bit integers exactly; a JSON object of Qt keeps neither.
+
+QCborMap callMap(const CallhistoryRecord &call);
+QCborMap personMap(const PersonRecord &person);
+QCborMap messageGroupMap(const MessageGroupRecord &group);
+
+/// The record as every output has it: the field "kind", then `fields`.
+QCborMap recordOfKind(const char *kind, const QCborMap &fields);

@@ -1,0 +1,228 @@
+#include "cli/recordrows.h"
+
+#include "api/personrecord.h"
+#include "cli/displaydate.h"
+
+#include <QCborArray>
+
+#include <algorithm>
+
+namespace {
+
+constexpr char Indent[] = "    ";
+
+QString textOf(const QCborMap &record, const char *field)
+{
+    return record.value(QLatin1String(field)).toString();
+}
+
+qint64 numberOf(const QCborMap &record, const char *field)
+{
+    return record.value(QLatin1String(field)).toInteger();
+}
+
+QCborArray listOf(const QCborMap &record, const char *field)
+{
+    return record.value(QLatin1String(field)).toArray();
+}
+
+/// The texts that are not empty, with `separator` between two of them.
+QString joined(QStringList texts, const QString &separator)
+{
+    texts.removeAll(QString());
+    return texts.join(separator);
+}
+
+QString callText(qint64 flags)
+{
+    const QString direction =
+        (flags & 1) != 0 ? QStringLiteral("outgoing") : QStringLiteral("incoming");
+    return (flags & 16) != 0 ? direction + QStringLiteral(" FaceTime") : direction;
+}
+
+QString valueKindText(qint64 property)
+{
+    switch (personValueKind(property)) {
+    case PersonValueKind::Phone:
+        return QStringLiteral("Phone");
+    case PersonValueKind::Email:
+        return QStringLiteral("E-mail");
+    case PersonValueKind::Address:
+        return QStringLiteral("Address");
+    case PersonValueKind::Date:
+        return QStringLiteral("Date");
+    case PersonValueKind::InstantMessage:
+        return QStringLiteral("Instant message");
+    case PersonValueKind::Url:
+        return QStringLiteral("URL");
+    case PersonValueKind::RelatedName:
+        return QStringLiteral("Related name");
+    case PersonValueKind::SocialProfile:
+        return QStringLiteral("Social profile");
+    case PersonValueKind::Unknown:
+        break;
+    }
+    return QStringLiteral("Value %1").arg(property);
+}
+
+/// The place of a part among the parts of a postal address, or of an account.
+int rankOf(const QString &key)
+{
+    static const QStringList keys = {
+        QStringLiteral("Street"),   QStringLiteral("ZIP"),         QStringLiteral("City"),
+        QStringLiteral("State"),    QStringLiteral("Country"),     QStringLiteral("service"),
+        QStringLiteral("username"), QStringLiteral("displayname"), QStringLiteral("url"),
+    };
+    const int rank = keys.indexOf(key);
+    return rank < 0 ? keys.size() : rank;
+}
+
+struct Part
+{
+    QString key;
+    QString text;
+};
+
+QVector<Part> sortedParts(const QCborArray &entries)
+{
+    QVector<Part> parts;
+    for (const auto &entry : entries) {
+        const QCborMap part = entry.toMap();
+        parts.append({textOf(part, "key"), textOf(part, "value").trimmed()});
+    }
+    std::stable_sort(parts.begin(), parts.end(),
+                     [](const Part &a, const Part &b) { return rankOf(a.key) < rankOf(b.key); });
+    return parts;
+}
+
+QString partsText(const QCborArray &entries)
+{
+    QStringList texts;
+    bool hasCountry = false;
+    const QVector<Part> parts = sortedParts(entries);
+    for (const Part &part : parts) {
+        hasCountry = hasCountry || part.key == QLatin1String("Country");
+        if (!hasCountry || part.key != QLatin1String("CountryCode")) {
+            // A street may take several lines.
+            texts.append(QString(part.text).replace(QLatin1Char('\n'), QStringLiteral(", ")));
+        }
+    }
+    return joined(texts, QStringLiteral(", "));
+}
+
+QString valueText(const QCborMap &value)
+{
+    const QString text = textOf(value, "value");
+    const bool isDate = personValueKind(numberOf(value, "property")) == PersonValueKind::Date;
+    return joined({isDate ? dayText(text) : text, partsText(listOf(value, "entries"))},
+                  QStringLiteral(", "));
+}
+
+struct Detail
+{
+    const char *field;
+    const char *heading;
+    QString (*textOf)(const QString &stored);
+};
+
+QString asStored(const QString &stored)
+{
+    return stored;
+}
+
+/// The single details of a person, but for what the name already shows.
+TextRows detailRows(const QCborMap &person, const QString &name)
+{
+    static constexpr Detail details[] = {
+        {"nickname", "Nickname", asStored},     {"organization", "Organization", asStored},
+        {"department", "Department", asStored}, {"jobTitle", "Job title", asStored},
+        {"birthday", "Birthday", dayText},      {"note", "Note", asStored},
+    };
+    TextRows rows;
+    for (const Detail &detail : details) {
+        const QString text = textOf(person, detail.field);
+        if (!text.isEmpty() && text != name) {
+            rows.append({QLatin1String(detail.heading), detail.textOf(text)});
+        }
+    }
+    return rows;
+}
+
+QString conversationText(const QCborMap &message, const QCborMap &group)
+{
+    const QString address = textOf(message, "address");
+    for (const char *field : {"roomName", "chatIdentifier"}) {
+        const QString text = textOf(group, field);
+        if (!text.isEmpty()) {
+            // In a room it matters who wrote it.
+            return address.isEmpty() || address == text
+                       ? text
+                       : QStringLiteral("%1 (%2)").arg(text, address);
+        }
+    }
+    return address.isEmpty() ? QStringLiteral("(unknown)") : address;
+}
+
+} // namespace
+
+TextRows callRows(const QCborMap &call)
+{
+    return {{callDateText(numberOf(call, "date")), callText(numberOf(call, "flags")),
+             durationText(numberOf(call, "duration")), textOf(call, "address")}};
+}
+
+QString personName(const QCborMap &person)
+{
+    const QString name =
+        joined({textOf(person, "prefix"), textOf(person, "first"), textOf(person, "middle"),
+                textOf(person, "last"), textOf(person, "suffix")},
+               QStringLiteral(" "));
+    for (const QString &text : {name, textOf(person, "organization"), textOf(person, "nickname")}) {
+        if (!text.isEmpty()) {
+            return text;
+        }
+    }
+    return QStringLiteral("(no name)");
+}
+
+QStringList personValueRow(const QCborMap &value)
+{
+    return {
+        joined({valueKindText(numberOf(value, "property")), readableLabel(textOf(value, "label"))},
+               QStringLiteral(" ")),
+        valueText(value)};
+}
+
+TextRows personRows(const QCborMap &person)
+{
+    const QString name = personName(person);
+    TextRows rows;
+    const QCborArray values = listOf(person, "values");
+    for (const auto &value : values) {
+        rows.append(personValueRow(value.toMap()));
+    }
+    rows += detailRows(person, name);
+    for (QStringList &row : rows) {
+        row.first().prepend(QLatin1String(Indent));
+    }
+    rows.prepend({name});
+    return rows;
+}
+
+QStringList messageRow(const QCborMap &message, const QCborMap &group)
+{
+    const bool isSent = numberOf(message, "isFromMe") != 0;
+    return {messageDateText(numberOf(message, "date")), conversationText(message, group),
+            isSent ? QStringLiteral("sent") : QStringLiteral("received"),
+            joined({textOf(message, "subject"), textOf(message, "text")}, QStringLiteral(": "))};
+}
+
+TextRows messageRows(const QCborMap &group)
+{
+    TextRows rows;
+    const QCborArray messages = listOf(group, "messages");
+    for (const auto &message : messages) {
+        rows.append(messageRow(message.toMap(), group));
+    }
+    return rows;
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "cli/texttable.h"
+
+#include <QCborMap>
+
+/// One row: date, direction, duration, address.
+TextRows callRows(const QCborMap &call);
+
+/// The name as a row of one cell, then a row for each detail: what it is, and its text.
+TextRows personRows(const QCborMap &person);
+
+/// One row for each message: date, conversation, direction, text.
+TextRows messageRows(const QCborMap &group);
+
+/// How people call the person: by name, organization or nickname.
+QString personName(const QCborMap &person);
+
+/// A row for one of the values of a person: what it is, and its text.
+QStringList personValueRow(const QCborMap &value);
+
+/// One message as a row of messageRows().
+QStringList messageRow(const QCborMap &message, const QCborMap &group);

@@ -1,0 +1,145 @@
+#include "samples/truthitems.h"
+
+#include "cli/jsonprinter.h"
+#include "cli/recordrows.h"
+
+#include <QCborArray>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int MaxCellSize = 44;
+
+QString textOf(const QCborMap &record, const char *field)
+{
+    return record.value(QLatin1String(field)).toString();
+}
+
+QByteArray keyOf(const QCborMap &record, std::initializer_list<const char *> fields)
+{
+    QByteArray key;
+    for (const char *field : fields) {
+        key += toJson(record.value(QLatin1String(field))) + ',';
+    }
+    return key;
+}
+
+/// A text of strangers, or a mixture of bytes, in few characters.
+QString shortened(QString text)
+{
+    for (QChar &c : text) {
+        c = c.isPrint() || c.isSurrogate() ? c : QChar(QChar::ReplacementCharacter);
+    }
+    if (text.size() > MaxCellSize) {
+        text = text.left(MaxCellSize - 3) + QStringLiteral("...");
+    }
+    return text.isEmpty() ? QStringLiteral("(none)") : text;
+}
+
+QStringList shortened(QStringList cells)
+{
+    std::transform(cells.begin(), cells.end(), cells.begin(),
+                   [](const QString &cell) { return shortened(cell); });
+    return cells;
+}
+
+/// Parts in an order of their own: a scan does not know the one that they were stored in.
+QByteArray partsKey(const QCborMap &value)
+{
+    QByteArrayList parts;
+    const QCborArray entries = value.value(QLatin1String("entries")).toArray();
+    for (const auto &entry : entries) {
+        parts.append(keyOf(entry.toMap(), {"key", "value"}));
+    }
+    std::sort(parts.begin(), parts.end());
+    return parts.join();
+}
+
+TruthItem callItem(const QCborMap &call)
+{
+    const QByteArray key = "call" + keyOf(call, {"address", "date", "duration", "flags"});
+    return {key, key, shortened(callRows(call).first())};
+}
+
+TruthItem personItem(const QCborMap &person, const QString &kind)
+{
+    // The row identifier is left out: nobody misses it, and a freed row has lost it.
+    const QByteArray names = kind.toUtf8() + keyOf(person, {"first", "last", "organization"});
+    const QByteArray identity =
+        keyOf(person, {"prefix", "middle", "suffix", "firstPhonetic", "middlePhonetic",
+                       "lastPhonetic", "nickname", "department", "jobTitle", "birthday",
+                       "alternateBirthday", "note", "modificationDate"});
+    const QString what = kind == QLatin1String("contact") ? QStringLiteral("Person")
+                                                          : QStringLiteral("In the index");
+    return {names + identity, names, shortened({personName(person), what})};
+}
+
+TruthItem valueItem(const QCborMap &value, const QString &owner)
+{
+    const QByteArray core = "value" + keyOf(value, {"property", "value"}) + partsKey(value);
+    return {core + keyOf(value, {"label"}) + owner.toUtf8(), core,
+            shortened(QStringList(owner) + personValueRow(value))};
+}
+
+/// Somebody who stands for a lost owner of values is nobody to be found.
+bool isNobody(const QCborMap &person)
+{
+    for (const auto &field : person) {
+        const bool isText = field.first.toString() != QLatin1String("kind");
+        if (isText && !field.second.toString().isEmpty()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+QVector<TruthItem> personItems(const QCborMap &person)
+{
+    QVector<TruthItem> items;
+    const QCborArray values = person.value(QLatin1String("values")).toArray();
+    if (values.isEmpty() || !isNobody(person)) {
+        items.append(personItem(person, textOf(person, "kind")));
+    }
+    for (const auto &value : values) {
+        items.append(valueItem(value.toMap(), personName(person)));
+    }
+    return items;
+}
+
+TruthItem messageItem(const QCborMap &message, const QCborMap &group)
+{
+    const QByteArray core = "message" + keyOf(message, {"date", "text"});
+    const QByteArray identity =
+        keyOf(message, {"guid", "subject", "address", "service", "isFromMe", "isSent"})
+        + keyOf(group, {"chatIdentifier", "roomName"});
+    return {core + identity, core, shortened(messageRow(message, group))};
+}
+
+QVector<TruthItem> itemsOf(const QCborMap &record)
+{
+    const QString kind = textOf(record, "kind");
+    if (kind == QLatin1String("call")) {
+        return {callItem(record)};
+    }
+    if (kind != QLatin1String("messageGroup")) {
+        return personItems(record);
+    }
+    QVector<TruthItem> items;
+    const QCborArray messages = record.value(QLatin1String("messages")).toArray();
+    for (const auto &message : messages) {
+        items.append(messageItem(message.toMap(), record));
+    }
+    return items;
+}
+
+} // namespace
+
+QVector<TruthItem> truthItems(const QVector<QCborMap> &records)
+{
+    QVector<TruthItem> items;
+    for (const QCborMap &record : records) {
+        items += itemsOf(record);
+    }
+    return items;
+}
