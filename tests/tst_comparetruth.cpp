@@ -102,6 +102,8 @@ void TestCompareTruth::results_data()
     row("message", messages("a", "hi"), none, messages("a", "hi"), "recovered 1, missed 0");
     row("conversation lost", messages("a", "hi"), none, messages("", "hi"),
         "recovered 0, in part 1, missed 0");
+    row("cut text of a message with an identifier", messages("a", R"(hi","guid":"G)"), none,
+        messages("a", R"(h","guid":"G)"), "recovered 0, in part 1, missed 0");
     row("another text", messages("a", "hi"), none, messages("a", "h"),
         "missed 1, copies of live data 0, invented 1");
 }
