@@ -158,6 +158,21 @@ private:
                        " ('iMessage;+;chat77', 43, 'chat77', 'iMessage', 'chat77');"
                        "INSERT INTO chat_handle_join VALUES (1,1), (2,2), (3,3), (4,2), (4,3)")));
     }
+    static QString report(const MessageResult &result)
+    {
+        return result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'));
+    }
+    /// Holds for every sample of `messages` messages, however they were deleted.
+    void verify(const MessageResult &result, int messages)
+    {
+        const int notDeleted = result.liveCopies + result.liveDamaged + result.invented;
+        const int wrong = result.incomplete + result.wrongFields + result.twice;
+        QVERIFY2(result.missedWhole <= messages / 200, qPrintable(report(result)));
+        QVERIFY2(notDeleted <= messages / 40, qPrintable(report(result)));
+        QVERIFY2(wrong + result.damaged <= messages / 25, qPrintable(report(result)));
+        QVERIFY2(result.wrongConversation == 0, qPrintable(report(result)));
+        QVERIFY2(result.splits + result.wrongGroups <= 3, qPrintable(report(result)));
+    }
     QVector<MessageGroupRecord> scan() { return scanMessages(path("sms.db")); }
 
     QTemporaryDir m_dir;
@@ -207,10 +222,14 @@ void TestMessages::everyLayoutAndDeletion()
     const MessagePlan plan{MessageLayout(layout), MessageDeletion(deletion), 400, 11};
     MessageSample sample;
     QVERIFY(makeSample(plan, deviceOptions(plan.layout), path("sms.db"), &sample));
-    const MessageResult result =
-        compareMessages(sample, contents(path("sms.db")), scanMessages(path("sms.db")));
-    qInfo() << qPrintable(result.summary());
-    QVERIFY2(result.invented == 0, qPrintable(result.details.join(QLatin1Char('\n'))));
+    const MessageResult result = compareMessages(sample, contents(path("sms.db")), scan());
+    verify(result, plan.messages);
+    // The file of the oldest layout is cut off where pages become free.
+    const bool isCutOff = hasGroups(plan.layout)
+                          && (plan.deletion == MessageDeletion::Contiguous
+                              || plan.deletion == MessageDeletion::WholeTable);
+    const int fitting = result.deleted - result.refused;
+    QVERIFY2(isCutOff || result.recovered * 10 > fitting * 6, qPrintable(report(result)));
 }
 
 void TestMessages::wholeTableComesBack_data()
@@ -235,10 +254,8 @@ void TestMessages::wholeTableComesBack()
     options.pageSize = pageSize;
     QVERIFY(makeSample(plan, options, path("sms.db"), &sample));
     const MessageResult result = compareMessages(sample, contents(path("sms.db")), scan());
-    const QByteArray report =
-        (result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'))).toUtf8();
-    QVERIFY2(result.invented == 0, report.constData());
-    QVERIFY2(result.overwritten + result.missedWhole <= result.deleted / 50, report.constData());
+    verify(result, plan.messages);
+    QVERIFY2(result.overwritten <= result.deleted / 100, qPrintable(report(result)));
 }
 
 void TestMessages::rows_data()
