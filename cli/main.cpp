@@ -32,8 +32,8 @@ Exit code: 0 the scan ran, 1 FILE or the output is unusable, 2 wrong usage.
 
 Examples:
   sqliterecovery scan call-history call_history.db
-  sqliterecovery scan 2 call_history.db --format csv --output calls.csv
-  sqliterecovery scan 2 2b2b0084a1bc3a5ac8c27afdf14afb42c61a19ca --format jsonl
+  sqliterecovery scan contacts AddressBook.sqlitedb --format csv --output c.csv
+  sqliterecovery scan 1 3d0d7e5fb2ce288813306e4d4636395e047a3d28 --format jsonl
 )";
 
 int show(const char *text)

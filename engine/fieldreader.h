@@ -40,3 +40,7 @@ QString readTextField(QIODevice &device, qint64 st, int encoding);
 /// punctuation or symbols of a kind other than Symbol_Other. Counts UTF-16 units. False for a text
 /// without such characters.
 bool isPlausibleText(const QString &text);
+
+/// True when the text holds what nobody writes: control characters other than white space, or
+/// U+FFFD, as which bytes that are no text are decoded.
+bool hasUnwritableCharacters(const QString &text);

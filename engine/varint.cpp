@@ -104,6 +104,15 @@ int decodeVarintBackward(const uchar *begin, const uchar *end, qint64 &value)
     return decodeVarint(first, end, value);
 }
 
+int varintLength(qint64 value)
+{
+    int length = 1;
+    while (value >>= 7) {
+        ++length;
+    }
+    return length;
+}
+
 bool endsInVarint(const uchar *begin, const uchar *end, qint64 value)
 {
     uchar continuation = 0;

@@ -19,6 +19,9 @@ int decodeVarint(const uchar *begin, const uchar *end, qint64 &value);
 /// to it. Returns its length in bytes; 0 when there is none or it is longer than nine bytes.
 int decodeVarintBackward(const uchar *begin, const uchar *end, qint64 &value);
 
+/// Returns the length in bytes of the varint of `value` (not negative).
+int varintLength(qint64 value);
+
 /// True when the bytes just before `end`, looking back no further than `begin`, are the varint of
 /// `value` (not negative). Unlike decoding backwards this is not misled by what precedes it.
 bool endsInVarint(const uchar *begin, const uchar *end, qint64 value);

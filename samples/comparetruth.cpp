@@ -29,7 +29,7 @@ struct Result
 struct Comparison
 {
     Result recovered{"recovered", 8, {}};
-    Result inPart{"in part", 3, {}};
+    Result incomplete{"incomplete", 3, {}};
     Result missed{"missed", 4, {}};
     Result copies{"live copy", 3, {}};
     Result invented{"invented", 3, {}};
@@ -37,7 +37,7 @@ struct Comparison
 
     int deleted() const
     {
-        return recovered.items.size() + inPart.items.size() + missed.items.size();
+        return recovered.items.size() + incomplete.items.size() + missed.items.size();
     }
 };
 
@@ -58,7 +58,7 @@ Comparison compare(const Items &deleted, const Items &live, const Items &found)
     const Keys foundCores = keysOf(found, &TruthItem::core);
     for (const TruthItem &item : deleted) {
         Result &result = foundWhole.contains(item.identity) ? comparison.recovered
-                         : foundCores.contains(item.core)   ? comparison.inPart
+                         : foundCores.contains(item.core)   ? comparison.incomplete
                                                             : comparison.missed;
         result.items.append(item);
     }
@@ -87,12 +87,12 @@ void addRows(const Result &result, bool isWhole, TextRows *rows)
 
 QString summary(const Comparison &c)
 {
-    const int partly = c.inPart.items.size();
+    const int partly = c.incomplete.items.size();
     return QStringLiteral("deleted %1, recovered %2, %3missed %4, copies of live data %5, "
                           "invented %6; recall %7, precision %8\n")
         .arg(c.deleted())
         .arg(c.recovered.items.size())
-        .arg(partly > 0 ? QStringLiteral("in part %1, ").arg(partly) : QString())
+        .arg(partly > 0 ? QStringLiteral("incomplete %1, ").arg(partly) : QString())
         .arg(c.missed.items.size())
         .arg(c.copies.items.size())
         .arg(c.invented.items.size())
@@ -103,7 +103,7 @@ QString summary(const Comparison &c)
 bool show(const Comparison &comparison, bool isWhole)
 {
     TextRows rows;
-    for (const Result *result : {&comparison.recovered, &comparison.inPart, &comparison.missed,
+    for (const Result *result : {&comparison.recovered, &comparison.incomplete, &comparison.missed,
                                  &comparison.copies, &comparison.invented}) {
         addRows(*result, isWhole, &rows);
     }

@@ -254,12 +254,12 @@ bool PlanRunner::removeAll()
     return m_store.deleteAllMessages();
 }
 
-/// One of each kind: iMessage, text messages, a service, both ways to one person, a room, and the
-/// last room or group, whose members nobody else knows.
+/// One of each kind: iMessage, text messages, a service, both ways to one person, handles without
+/// country, a room, and the last room or group, whose members nobody else knows.
 bool PlanRunner::removeConversations()
 {
     const int last = m_parties.conversations.size() - 1;
-    for (const int index : {0, 2, 3, 4, 5, 7, last - 2, last}) {
+    for (const int index : {0, 2, 3, 4, 5, 7, 8, last - 2, last}) {
         if (!removeConversation(index)) {
             return false;
         }

@@ -346,7 +346,8 @@ private:
     /// True when all fields are right.
     bool judgeMessage(const MessageItem &found, const MessageItem &truth)
     {
-        const bool unknown = found.address.isEmpty() && m_goneHandles.contains(truth.address);
+        const bool unknown = !hasGroups(m_sample.layout) && found.address.isEmpty()
+                             && m_goneHandles.contains(truth.address);
         const bool rightAddress = unknown || found.address == truth.address;
         if (rightAddress && sameFields(found, truth)) {
             return true;

@@ -109,9 +109,11 @@ QVector<TruthItem> personItems(const QCborMap &person)
 
 TruthItem messageItem(const QCborMap &message, const QCborMap &group)
 {
-    const QByteArray core = "message" + keyOf(message, {"date", "text"});
+    const bool isNamed = !textOf(message, "guid").isEmpty();
+    const QByteArray core =
+        "message" + (isNamed ? keyOf(message, {"guid"}) : keyOf(message, {"date", "text"}));
     const QByteArray identity =
-        keyOf(message, {"guid", "subject", "address", "service", "isFromMe", "isSent"})
+        keyOf(message, {"date", "text", "subject", "address", "service", "isFromMe", "isSent"})
         + keyOf(group, {"chatIdentifier", "roomName"});
     return {core + identity, core, shortened(messageRow(message, group))};
 }

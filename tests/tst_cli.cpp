@@ -2,6 +2,8 @@
 
 #include "api/scantype.h"
 #include "samples/callsamples.h"
+#include "samples/contactsamples.h"
+#include "samples/messagesamples.h"
 #include "samples/sampledatabase.h"
 #include "tests/support/folderstate.h"
 
@@ -187,6 +189,18 @@ Calls callsFromCsv(const QByteArray &csv)
     return calls;
 }
 
+/// Makes a database of the type in which much was deleted.
+bool makeSample(const QString &path, const QString &type)
+{
+    SampleDatabase db;
+    ContactSample contacts;
+    MessageSample messages;
+    return db.create(path)
+           && (type == QLatin1String("contacts") ? makeContactSample(&db, ContactPlan(), &contacts)
+                                                 : makeMessageSample(&db, MessagePlan(), &messages))
+           && db.close();
+}
+
 Calls sampleCalls()
 {
     return {{QStringLiteral("+15551234567"), 1342361000, 65, 4},
@@ -207,6 +221,8 @@ private Q_SLOTS:
 
     void formatsHoldTheSameRecords_data();
     void formatsHoldTheSameRecords();
+    void formatsHoldTheSameNestedRecords_data();
+    void formatsHoldTheSameNestedRecords();
     void jsonFieldsHaveTheirOrder();
     void textIsATableForPeople();
     void nothingFoundIsNoFailure_data();
@@ -288,6 +304,53 @@ void TestCli::formatsHoldTheSameRecords()
                         : format == QLatin1String("jsonl") ? callsFromJsonLines(run.out)
                                                            : callsFromCsv(run.out);
     QCOMPARE(sorted(found), sorted(sampleCalls()));
+}
+
+void TestCli::formatsHoldTheSameNestedRecords_data()
+{
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("list"); // the field with the nested records
+    QTest::addColumn<QStringList>("kinds");
+    QTest::newRow("contacts") << QStringLiteral("contacts") << QStringLiteral("values")
+                              << QStringList{QStringLiteral("contact"),
+                                             QStringLiteral("hiddenContact")};
+    QTest::newRow("messages") << QStringLiteral("messages") << QStringLiteral("messages")
+                              << QStringList{QStringLiteral("messageGroup")};
+}
+
+void TestCli::formatsHoldTheSameNestedRecords()
+{
+    QFETCH(QString, type);
+    QFETCH(QString, list);
+    QFETCH(QStringList, kinds);
+    const QString file = path(QStringLiteral("sample.db"));
+    QVERIFY(makeSample(file, type));
+    const auto scanned = [&](const char *format) {
+        return runProgram({QStringLiteral("scan"), type, file, QStringLiteral("--format"),
+                           QLatin1String(format)})
+            .out;
+    };
+    const QJsonArray records = QJsonDocument::fromJson(scanned("json")).array();
+    const QByteArrayList lines = scanned("jsonl").split('\n');
+    const QVector<QStringList> rows = rowsFromCsv(scanned("csv"));
+    QCOMPARE(lines.size(), records.size() + 1);
+    QCOMPARE(rows.size(), records.size() + 1);
+    const int column = rows.first().indexOf(list);
+    QSet<QString> found;
+    int nested = 0;
+    for (int i = 0; i < records.size(); ++i) {
+        const QJsonObject record = records.at(i).toObject();
+        QCOMPARE(QJsonDocument::fromJson(lines.at(i)).object(), record);
+        const QJsonArray cell =
+            QJsonDocument::fromJson(rows.at(i + 1).value(column).toUtf8()).array();
+        QCOMPARE(cell, record.value(list).toArray());
+        nested += cell.size();
+        found.insert(record.value(QLatin1String("kind")).toString());
+    }
+    QCOMPARE(found, QSet<QString>(kinds.begin(), kinds.end()));
+    // A line for each nested record, the headings, and the names of the contacts.
+    QVERIFY(nested > 20);
+    QVERIFY(scanned("text").count('\n') > nested);
 }
 
 void TestCli::jsonFieldsHaveTheirOrder()

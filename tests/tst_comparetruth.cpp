@@ -82,9 +82,9 @@ void TestCompareTruth::results_data()
     row("person and value", person("A", phone("x")), none, person("A", phone("x"), "0"),
         "deleted 2, recovered 2, missed 0");
     row("label lost", person("A", phone("x")), none, person("A", phone("")),
-        "deleted 2, recovered 1, in part 1, missed 0");
+        "deleted 2, recovered 1, incomplete 1, missed 0");
     row("owner lost", person("A", phone("x")), none, person("", phone("x")),
-        "deleted 2, recovered 0, in part 1, missed 1, copies of live data 0, invented 0");
+        "deleted 2, recovered 0, incomplete 1, missed 1, copies of live data 0, invented 0");
     row("value lost", person("A", phone("x")), none, person("A", ""),
         "deleted 2, recovered 1, missed 1");
     row("value of a live person", person("A", phone("x")), person("A", ""), person("A", phone("x")),
@@ -101,7 +101,9 @@ void TestCompareTruth::results_data()
         "recovered 1, missed 1, copies of live data 0, invented 1");
     row("message", messages("a", "hi"), none, messages("a", "hi"), "recovered 1, missed 0");
     row("conversation lost", messages("a", "hi"), none, messages("", "hi"),
-        "recovered 0, in part 1, missed 0");
+        "recovered 0, incomplete 1, missed 0");
+    row("cut text of a message with an identifier", messages("a", R"(hi","guid":"G)"), none,
+        messages("a", R"(h","guid":"G)"), "recovered 0, incomplete 1, missed 0");
     row("another text", messages("a", "hi"), none, messages("a", "h"),
         "missed 1, copies of live data 0, invented 1");
 }

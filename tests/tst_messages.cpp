@@ -114,6 +114,9 @@ private Q_SLOTS:
     void everyLayoutAndDeletion();
     void wholeTableComesBack_data();
     void wholeTableComesBack();
+    void rowsFromBeforeTheTableWasWidened();
+    void texts_data();
+    void texts();
     void rows_data();
     void rows();
     void conversationsOfTheNewerLayouts();
@@ -157,6 +160,31 @@ private:
                        " ('iMessage;-;ada@example.com', 45, 'ada@example.com', 'iMessage', NULL),"
                        " ('iMessage;+;chat77', 43, 'chat77', 'iMessage', 'chat77');"
                        "INSERT INTO chat_handle_join VALUES (1,1), (2,2), (3,3), (4,2), (4,3)")));
+    }
+    static QString report(const MessageResult &result)
+    {
+        return result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'));
+    }
+    /// Holds for every sample of `messages` messages, however they were deleted.
+    void verify(const MessageResult &result, int messages)
+    {
+        const int notDeleted = result.liveCopies + result.liveDamaged + result.invented;
+        const int wrong = result.incomplete + result.wrongFields + result.twice;
+        // A freeblock of 128 to 255 bytes with a successor hides its row where the first type
+        // follows it directly.
+        QVERIFY2(result.missedWhole <= messages / 100, qPrintable(report(result)));
+        QVERIFY2(notDeleted <= messages / 40, qPrintable(report(result)));
+        QVERIFY2(wrong + result.damaged <= messages / 15, qPrintable(report(result)));
+        QVERIFY2(result.wrongConversation == 0, qPrintable(report(result)));
+        QVERIFY2(result.splits + result.wrongGroups <= 3, qPrintable(report(result)));
+    }
+    /// Returns the texts that come back when the row is the only one and is deleted.
+    QStringList scanRow(const Row &row)
+    {
+        SampleDatabase db;
+        const bool made = makeTables(&db, MessageLayout::Ios12) && row.insert(&db)
+                          && db.exec(DeleteAll) && db.close();
+        return made ? textsOf(scan()) : QStringList(db.errorText());
     }
     QVector<MessageGroupRecord> scan() { return scanMessages(path("sms.db")); }
 
@@ -207,10 +235,14 @@ void TestMessages::everyLayoutAndDeletion()
     const MessagePlan plan{MessageLayout(layout), MessageDeletion(deletion), 400, 11};
     MessageSample sample;
     QVERIFY(makeSample(plan, deviceOptions(plan.layout), path("sms.db"), &sample));
-    const MessageResult result =
-        compareMessages(sample, contents(path("sms.db")), scanMessages(path("sms.db")));
-    qInfo() << qPrintable(result.summary());
-    QVERIFY2(result.invented == 0, qPrintable(result.details.join(QLatin1Char('\n'))));
+    const MessageResult result = compareMessages(sample, contents(path("sms.db")), scan());
+    verify(result, plan.messages);
+    // The file of the oldest layout is cut off where pages become free.
+    const bool isCutOff = hasGroups(plan.layout)
+                          && (plan.deletion == MessageDeletion::Contiguous
+                              || plan.deletion == MessageDeletion::WholeTable);
+    const int fitting = result.deleted - result.refused;
+    QVERIFY2(isCutOff || result.recovered * 10 > fitting * 6, qPrintable(report(result)));
 }
 
 void TestMessages::wholeTableComesBack_data()
@@ -235,86 +267,96 @@ void TestMessages::wholeTableComesBack()
     options.pageSize = pageSize;
     QVERIFY(makeSample(plan, options, path("sms.db"), &sample));
     const MessageResult result = compareMessages(sample, contents(path("sms.db")), scan());
-    const QByteArray report =
-        (result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'))).toUtf8();
-    QVERIFY2(result.invented == 0, report.constData());
-    QVERIFY2(result.overwritten + result.missedWhole <= result.deleted / 50, report.constData());
+    verify(result, plan.messages);
+    QVERIFY2(result.overwritten <= result.deleted / 100, qPrintable(report(result)));
+}
+
+void TestMessages::rowsFromBeforeTheTableWasWidened()
+{
+    const MessagePlan plan{MessageLayout::Ios14, MessageDeletion::WholeTable, 200, 9};
+    MessageSample sample;
+    QVERIFY(makeSample(plan, SampleOptions(), path("sms.db"), &sample));
+    SampleDatabase db;
+    QVERIFY(db.open(path("sms.db")));
+    QVERIFY(db.exec(QStringLiteral("ALTER TABLE message ADD COLUMN syndication_ranges TEXT;"
+                                   "ALTER TABLE message ADD COLUMN date_edited INTEGER;")));
+    QVERIFY(db.close());
+    const MessageResult result = compareMessages(sample, contents(path("sms.db")), scan());
+    QEXPECT_FAIL("", "read under the wider table first, with its beginning taken for types", Abort);
+    QVERIFY2(result.recovered == result.deleted - result.refused, qPrintable(report(result)));
+    QCOMPARE(result.twice + result.wrongConversation, 0);
+}
+
+void TestMessages::texts_data()
+{
+    QTest::addColumn<bool>("standardGuid");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("expected"); // null when the row is not to come back
+    const auto row = [](const char *name, bool standardGuid, const char *text,
+                        const char *expected) {
+        QTest::newRow(name) << standardGuid << QString::fromUtf8(text)
+                            << QString::fromUtf8(expected);
+    };
+    row("ordinary", true, "Hello", "Hello");
+    row("a standard guid answers for its text", true, "ABCD-1234-5678", "ABCD-1234-5678");
+    row("archive marker under a standard guid", true, "Hello\x04\x0Bstreamtyped",
+        "Hello\x04\x0Bstreamtyped");
+    row("NULL", true, nullptr, nullptr);
+    row("empty", true, "", nullptr);
+    row("a letter and two halves of an emoji", true, u8"a\U0001F600", nullptr);
+    row("more letters than emoji", true, u8"abcd\U0001F600", u8"abcd\U0001F600");
+    row("lower-case guid", false, "Hello", "Hello");
+    row("part of a guid", false, "ABCD-1234-5678", nullptr);
+    row("in a sentence", false, "Call me ABCD-1234-5678", "Call me ABCD-1234-5678");
+    row("with four letters", false, "abcdABCD-1234-5678", nullptr);
+    row("with five letters", false, "abcdeABCD-1234-5678", "abcdeABCD-1234-5678");
+    row("with a space", false, "ABCD-1234-5678 a", "ABCD-1234-5678 a");
+    row("parts of guids, 39 bytes", false, "ABCD-1234-5678-ABCD-1234-5678-ABCD-1234", nullptr);
+    row("parts of guids, 40 bytes", false, "ABCD-1234-5678-ABCD-1234-5678-ABCD-1234-",
+        "ABCD-1234-5678-ABCD-1234-5678-ABCD-1234-");
+    row("archive marker", false, "Hello\x04\x0Bstreamtyped\x04junk", "Hello");
+    row("short archive marker", false, "Hello\x0Bstreamtyped", "Hello");
+    row("nothing but an archive", false, "\x04\x0Bstreamtyped", nullptr);
+    row("part of a guid, archive", false, "ABCD-1234-5678\x04\x0Bstreamtyped", nullptr);
+}
+
+void TestMessages::texts()
+{
+    QFETCH(bool, standardGuid);
+    QFETCH(QString, text);
+    QFETCH(QString, expected);
+    Row row;
+    row.guid = standardGuid ? guidWithDigit(1) : guidWithDigit(1).toLower();
+    row.text = text;
+    QCOMPARE(scanRow(row), expected.isNull() ? QStringList() : QStringList(expected));
 }
 
 void TestMessages::rows_data()
 {
     QTest::addColumn<Row>("row");
-    QTest::addColumn<QString>("expected"); // null when the row is not to come back
-    const auto test = [](const char *name, const Row &row, const char *expected) {
-        QTest::newRow(name) << row << QString::fromUtf8(expected);
-    };
-    const auto withText = [&test](const char *name, const char *text, const char *expected) {
+    QTest::addColumn<bool>("isFound");
+    const auto test = [](const char *name, QVariant Row::*field, const QVariant &value,
+                         bool isFound) {
         Row row;
-        row.guid = guidWithDigit(1).toLower();
-        row.text = QString::fromUtf8(text);
-        test(name, row, expected);
+        row.*field = value;
+        QTest::newRow(name) << row << isFound;
     };
-    Row row;
-    test("ordinary", row, "Hello");
-    row.text = QStringLiteral("ABCD-1234-5678");
-    test("a standard guid answers for its text", row, "ABCD-1234-5678");
-    row.text = QStringLiteral("Hello\u0004\u000Bstreamtyped");
-    test("archive marker under a standard guid", row, "Hello\x04\x0Bstreamtyped");
-    withText("lower-case guid", "Hello", "Hello");
-    withText("part of a guid", "ABCD-1234-5678", nullptr);
-    withText("part of a guid in a sentence", "Call me ABCD-1234-5678", "Call me ABCD-1234-5678");
-    withText("part of a guid and four letters", "abcdABCD-1234-5678", nullptr);
-    withText("part of a guid and five letters", "abcdeABCD-1234-5678", "abcdeABCD-1234-5678");
-    withText("part of a guid and a space", "ABCD-1234-5678 a", "ABCD-1234-5678 a");
-    withText("parts of guids of 39 bytes", "ABCD-1234-5678-ABCD-1234-5678-ABCD-1234", nullptr);
-    withText("parts of guids of 40 bytes", "ABCD-1234-5678-ABCD-1234-5678-ABCD-1234-",
-             "ABCD-1234-5678-ABCD-1234-5678-ABCD-1234-");
-    withText("archive marker", "Hello\x04\x0Bstreamtyped\x04junk", "Hello");
-    withText("short archive marker", "Hello\x0Bstreamtyped", "Hello");
-    withText("nothing but an archive", "\x04\x0Bstreamtyped", nullptr);
-    withText("part of a guid and an archive", "ABCD-1234-5678\x04\x0Bstreamtyped", nullptr);
-    row = Row();
-    row.text = QString();
-    test("text NULL", row, nullptr);
-    row.text = QStringLiteral("");
-    test("empty text", row, nullptr);
-    row.text = QStringLiteral("a\U0001F600");
-    test("a letter and half a text of emoji", row, nullptr);
-    row.text = QStringLiteral("abcd\U0001F600");
-    test("more letters than emoji", row, "abcd\xF0\x9F\x98\x80");
-    row = Row();
-    row.guid = QStringLiteral("M:4F7C1B62");
-    test("guid of another length", row, nullptr);
-    row = Row();
-    row.service = QStringLiteral("RCS");
-    test("service of three bytes", row, "Hello");
-    row.service = QStringLiteral("Telegraph");
-    test("service of nine bytes", row, nullptr);
-    row = Row();
-    row.body = QVariant();
-    test("no attributed body", row, "Hello");
-    row.body = QStringLiteral("words");
-    test("attributed body as a text", row, nullptr);
-    row = Row();
-    row.handle = QVariant();
-    test("handle NULL", row, nullptr);
-    row = Row();
-    row.version = QVariant();
-    test("version NULL", row, nullptr);
-    row = Row();
-    row.type = 300;
-    test("type of two bytes", row, nullptr);
+    test("guid of another length", &Row::guid, text("M:4F7C1B62"), false);
+    test("service of three bytes", &Row::service, text("RCS"), true);
+    test("service of nine bytes", &Row::service, text("Telegraph"), false);
+    test("no attributed body", &Row::body, QVariant(), true);
+    test("attributed body as a text", &Row::body, text("words"), false);
+    test("handle NULL", &Row::handle, QVariant(), false);
+    test("version NULL", &Row::version, QVariant(), false);
+    test("type 1", &Row::type, 1, true);
+    test("type of two bytes", &Row::type, 300, false);
 }
 
 void TestMessages::rows()
 {
     QFETCH(Row, row);
-    QFETCH(QString, expected);
-    SampleDatabase db;
-    QVERIFY(makeTables(&db, MessageLayout::Ios12));
-    QVERIFY2(row.insert(&db) && db.exec(DeleteAll), qPrintable(db.errorText()));
-    QVERIFY(db.close());
-    QCOMPARE(textsOf(scan()), expected.isNull() ? QStringList() : QStringList(expected));
+    QFETCH(bool, isFound);
+    QCOMPARE(scanRow(row), isFound ? QStringList(row.text) : QStringList());
 }
 
 void TestMessages::conversationsOfTheNewerLayouts()

@@ -16,11 +16,7 @@ bool sharesText(const PersonRecord &a, const PersonRecord &b)
 /// False for texts that nobody can have written: bytes of something else that happened to fit.
 bool isReadable(const QString &text)
 {
-    const auto isControl = [](QChar c) {
-        return c.category() == QChar::Other_Control && !c.isSpace();
-    };
-    return text.isEmpty()
-           || (isPlausibleText(text) && std::none_of(text.cbegin(), text.cend(), isControl));
+    return text.isEmpty() || (isPlausibleText(text) && !hasUnwritableCharacters(text));
 }
 
 QString entryKey(const MultivalueEntry &entry)

@@ -68,7 +68,7 @@ bool ContactDbFile::carvePersons(double span)
     bool goOn = carveTable(*persons, matcher, span, false);
     matcher.startSecondSearch();
     goOn = goOn && carveTable(fixed, matcher, span, false);
-    matcher.finishNumbering();
+    matcher.finish();
     return goOn;
 }
 
@@ -80,7 +80,7 @@ bool ContactDbFile::carveValues(double span)
     }
     ABMultivalueMatcher matcher(this);
     const bool goOn = carveTable(*values, matcher, span, false);
-    matcher.finishNumbering();
+    matcher.finish();
     return goOn;
 }
 

@@ -84,26 +84,27 @@ bool ContactDbFile::ABPersonMatcher::matchHeader(const TableSchema &table, const
         || !isBooleanSerialType(columnType(m_isPreferredName))) {
         return false;
     }
-    keepRowid(region, anchorPos);
+    keepRowid(region);
     m_isNew = m_anchors.add(m_owner->regionOffset() + anchorPos);
     return true;
 }
 
-void ContactDbFile::ABPersonMatcher::extractRecord(const TableSchema &, const QByteArray &payload,
-                                                   bool isDeleted, int limit)
+void ContactDbFile::ABPersonMatcher::extractRecord(const TableSchema &table,
+                                                   const QByteArray &payload, bool isDeleted,
+                                                   int limit)
 {
-    if (!isDeleted) {
-        ++liveMatches;
-        return;
-    }
-    ++deletedMatches;
-    if (!m_isNew) {
+    NumberedMatcher::extractRecord(table, payload, isDeleted, limit);
+    m_isHeldNew = m_isNew;
+}
+
+void ContactDbFile::ABPersonMatcher::readRow(const TableSchema &, const Row &row)
+{
+    if (!m_isHeldNew) {
         number(nullptr);
         return;
     }
     CarvedPerson carved;
-    RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
-                        m_owner->headerInfo().textEncoding);
+    RecordFields fields = fieldsOf(row);
     while (fields.nextOfAll()) {
         const int column = fields.index() + 1;
         if (const Field field = m_fields.at(column)) {
@@ -112,8 +113,7 @@ void ContactDbFile::ABPersonMatcher::extractRecord(const TableSchema &, const QB
             carved.person.modificationDate = qint32(fields.integerBeforeLimit());
         }
     }
-    // What overflow pages lost leaves a field empty; the rest is worth having.
-    if (fields.isCut() && !isRebuilt()) {
+    if (isCut(row, fields)) {
         return;
     }
     carved.isIncomplete = fields.isCovered() || fields.isCut();
@@ -124,7 +124,7 @@ void ContactDbFile::ABPersonMatcher::extractRecord(const TableSchema &, const QB
 
 void ContactDbFile::ABPersonMatcher::startSecondSearch()
 {
-    finishNumbering();
+    finish();
     m_anchors.startSecondSearch();
 }
 
@@ -159,22 +159,14 @@ bool ContactDbFile::ABMultivalueMatcher::matchHeader(const TableSchema &table,
         || !isTextSerialType(columnType(value), true)) {
         return false;
     }
-    keepRowid(region, anchorPos);
+    keepRowid(region);
     return true;
 }
 
-void ContactDbFile::ABMultivalueMatcher::extractRecord(const TableSchema &table,
-                                                       const QByteArray &payload, bool isDeleted,
-                                                       int limit)
+void ContactDbFile::ABMultivalueMatcher::readRow(const TableSchema &table, const Row &row)
 {
-    if (!isDeleted) {
-        ++liveMatches;
-        return;
-    }
-    ++deletedMatches;
     CarvedMultivalue carved;
-    RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
-                        m_owner->headerInfo().textEncoding);
+    RecordFields fields = fieldsOf(row);
     while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("record_id")) {

@@ -18,6 +18,9 @@ public:
     /// To be called before the table is searched again under another column list.
     void startSecondSearch();
 
+protected:
+    void readRow(const TableSchema &table, const Row &row) override;
+
 private:
     using Field = QString PersonRecord::*;
 
@@ -31,7 +34,8 @@ private:
     QVector<Field> m_fields;    ///< by column; null for columns that are not kept
     int m_modificationDate = -1;
     MatchedAnchors m_anchors;
-    bool m_isNew = false; ///< the candidate was not matched by the first search
+    bool m_isNew = false;     ///< the candidate was not matched by the first search
+    bool m_isHeldNew = false; ///< the same of the row that is held back
 };
 
 /// Matches rows of the table "abmultivalue".
@@ -42,11 +46,12 @@ public:
 
     bool bindColumns(const TableSchema &table) override;
     bool matchHeader(const TableSchema &table, const QByteArray &region, int anchorPos) override;
-    void extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
-                       int limit) override;
     /// Writes the place of the cell to the debug log, for work on the numbering. Not called in a
     /// scan: wantsLiveCells() stays false.
     void inspectLiveCell(const QByteArray &region, int cellOffset) override;
+
+protected:
+    void readRow(const TableSchema &table, const Row &row) override;
 
 private:
     ContactDbFile *m_owner;

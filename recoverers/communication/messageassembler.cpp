@@ -88,12 +88,12 @@ MessageJoiner::MessageJoiner(const LiveMessages &live, const CarvedMessages &car
 
 QVector<MessageGroupRecord> MessageJoiner::join()
 {
-    // Of several copies the most complete one is to stay, and one with a damaged guid, which can be
-    // compared with others by its content only, must not stand in for one with a sound guid.
-    for (const int wanted : {0, 1, 2}) {
+    // Of several copies the most complete one is to stay, and one without a guid, which can be
+    // compared with others by its content only, must not stand in for one that has it.
+    for (const int wanted : {0, 1, 2, 3}) {
         int found = 0;
         for (const CarvedMessage &message : m_carved.messages) {
-            const int rank = isStandardGuid(message.guid) ? int(message.isIncomplete) : 2;
+            const int rank = (isReadableGuid(message.guid) ? 0 : 2) + int(message.isIncomplete);
             if (rank == wanted && !message.isLiveCopy && isNew(message)) {
                 add(message, found);
             }
@@ -125,7 +125,7 @@ bool MessageJoiner::isNew(const CarvedMessage &message)
                               .arg(message.handleId)
                               .arg(int(message.isFromMe))
                           + message.text;
-    const bool hasGuid = isStandardGuid(message.guid);
+    const bool hasGuid = isReadableGuid(message.guid);
     QSet<QString> &texts = m_textsOfGuids[hasGuid ? message.guid : QString()];
     const bool isKnown = !hasGuid            ? m_seenEvents.contains(event)
                          : message.isTextCut ? !texts.isEmpty()
@@ -185,12 +185,13 @@ constexpr qint64 SmsIsFromMe = 0x1;
 constexpr qint64 SmsSent = 3;
 constexpr qint64 MadridIsReceived = 0x4;
 
-/// True when the row tells neither what was written nor to whom.
+/// True when the row tells neither what was written nor to whom and when.
 bool isEmpty(const CarvedOldMessage &message)
 {
-    return (message.text + message.subject + message.address + message.madridHandle
-            + message.madridRoomName)
-        .isEmpty();
+    const bool isDated = message.date != 0;
+    const QString text = message.text + message.subject;
+    const QString party = message.address + message.madridHandle + message.madridRoomName;
+    return text.isEmpty() && (!isDated || party.isEmpty());
 }
 
 /// Joins the messages of iOS 5 and earlier.
@@ -201,6 +202,7 @@ public:
     QVector<MessageGroupRecord> join();
 
 private:
+    bool isNew(const CarvedOldMessage &message);
     void addSms(const CarvedOldMessage &message, int found);
     void addMadrid(const CarvedOldMessage &message, int found);
     int groupOf(const CarvedOldMessage &message);
@@ -212,6 +214,7 @@ private:
     const CarvedMessages &m_carved;
     QHash<QString, QString> m_chatsOfRooms; ///< identifier by room name
     QSet<QString> m_seen;
+    QHash<qint64, QVector<const CarvedOldMessage *>> m_byDate; ///< those that were added
     Conversations m_conversations;
 };
 
@@ -230,24 +233,46 @@ OldMessageJoiner::OldMessageJoiner(const LiveMessages &live, const CarvedMessage
 
 QVector<MessageGroupRecord> OldMessageJoiner::join()
 {
-    int found = 0;
-    for (const CarvedOldMessage &message : m_carved.oldMessages) {
-        const QString key = QStringLiteral("%1|%2|").arg(message.date).arg(message.groupId)
-                            + message.address + QLatin1Char('|') + message.madridHandle
-                            + QLatin1Char('|') + message.madridRoomName + QLatin1Char('|')
-                            + message.text;
-        ++found;
-        if (message.isLiveCopy || isEmpty(message) || m_seen.contains(key)) {
-            continue;
-        }
-        m_seen.insert(key);
-        if (message.isMadrid) {
-            addMadrid(message, found);
-        } else {
-            addSms(message, found);
+    // Of several copies the complete one is to stay.
+    for (const bool isIncomplete : {false, true}) {
+        int found = 0;
+        for (const CarvedOldMessage &message : m_carved.oldMessages) {
+            ++found;
+            if (message.isIncomplete != isIncomplete || message.isLiveCopy || isEmpty(message)
+                || !isNew(message)) {
+                continue;
+            }
+            if (message.isMadrid) {
+                addMadrid(message, found);
+            } else {
+                addSms(message, found);
+            }
         }
     }
     return m_conversations.sorted();
+}
+
+bool OldMessageJoiner::isNew(const CarvedOldMessage &message)
+{
+    constexpr int MostOfOneSecond = 20; // a hostile file may hold any number
+    QVector<const CarvedOldMessage *> &sameDate = m_byDate[message.date];
+    const QString key = QStringLiteral("%1|%2|").arg(message.date).arg(message.groupId)
+                        + message.address + QLatin1Char('|') + message.madridHandle
+                        + QLatin1Char('|') + message.madridRoomName + QLatin1Char('|')
+                        + message.text;
+    const bool isPart = message.isIncomplete
+                        && std::any_of(sameDate.cbegin(), sameDate.cend(),
+                                       [&message](const CarvedOldMessage *other) {
+                                           return other->text.startsWith(message.text);
+                                       });
+    if (isPart || m_seen.contains(key)) {
+        return false;
+    }
+    m_seen.insert(key);
+    if (sameDate.size() < MostOfOneSecond) {
+        sameDate.append(&message);
+    }
+    return true;
 }
 
 void OldMessageJoiner::addSms(const CarvedOldMessage &message, int found)
@@ -273,7 +298,7 @@ void OldMessageJoiner::addMadrid(const CarvedOldMessage &message, int found)
     item.subject = message.subject;
     item.address = message.madridHandle;
     item.service = QStringLiteral("iMessage");
-    item.isFromMe = (message.madridFlags & MadridIsReceived) == 0;
+    item.isFromMe = message.madridFlags != 0 && (message.madridFlags & MadridIsReceived) == 0;
     item.isSent = item.isFromMe;
     const int place = chatOf(message);
     m_conversations.addParticipant(place, {message.madridHandle, item.service, message.country});

@@ -1,9 +1,12 @@
 #include "recoverers/communication/messagematchers.h"
 
 #include "engine/address.h"
+#include "engine/fieldreader.h"
 #include "engine/serialtype.h"
 #include "engine/varint.h"
 #include "recoverers/communication/messagetext.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -21,6 +24,36 @@ constexpr int Text8Type = 29; // "iMessage"
 bool isServiceType(qint64 st)
 {
     return st == Text3Type || st == Text8Type;
+}
+
+bool isServiceName(const QString &service)
+{
+    return std::all_of(service.cbegin(), service.cend(), [](QChar c) { return c.isLetter(); });
+}
+
+/// Something else covers the row behind its text; what is read there is not this message's. The
+/// flags are constants that stand in the header.
+void forgetFieldsBehindTheText(CarvedMessage *message)
+{
+    message->date = 0;
+    message->handleId = 0;
+    message->subject.clear();
+    message->service.clear();
+    message->roomName.clear();
+    message->isIncomplete = true;
+}
+
+/// Makes the best of a row whose guid is not one: it may have been read from a wrong place.
+void repairMisreadRow(CarvedMessage *message)
+{
+    if (takeGuidOutOfText(&message->guid, &message->text)) {
+        message->isTextCut = true;
+        forgetFieldsBehindTheText(message);
+    }
+    const bool isMisread = !isReadableGuid(message->guid) && isOnlyGuidCharacters(message->text);
+    if (isMisread || hasUnwritableCharacters(message->text)) {
+        message->text.clear();
+    }
 }
 
 } // namespace
@@ -57,17 +90,10 @@ bool SMSDbFile::Message5Matcher::matchHeader(const TableSchema &table, const QBy
            && (columnType(m_country) == Text2Type || isNullSerialType(columnType(m_country)));
 }
 
-void SMSDbFile::Message5Matcher::extractRecord(const TableSchema &table, const QByteArray &payload,
-                                               bool isDeleted, int limit)
+void SMSDbFile::Message5Matcher::readRow(const TableSchema &table, const Row &row)
 {
-    if (!isDeleted) {
-        ++liveMatches;
-        return;
-    }
-    ++deletedMatches;
     CarvedOldMessage message;
-    RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
-                        m_owner->headerInfo().textEncoding);
+    RecordFields fields = fieldsOf(row);
     while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("address")) {
@@ -94,7 +120,10 @@ void SMSDbFile::Message5Matcher::extractRecord(const TableSchema &table, const Q
             message.country = fields.textBeforeLimit();
         }
     }
-    if (!fields.isCut() || isRebuilt()) {
+    message.isIncomplete = fields.isCovered() || fields.isCut();
+    const bool isWritten = !hasUnwritableCharacters(message.text + message.address + message.subject
+                                                    + message.madridHandle);
+    if (isWritten && !isCut(row, fields)) {
         m_owner->m_carved.oldMessages.push_back(message);
     }
 }
@@ -128,18 +157,10 @@ bool SMSDbFile::MadridChatMatcher::matchHeader(const TableSchema &table, const Q
            && columnType(m_serviceName) == Text6Type;
 }
 
-void SMSDbFile::MadridChatMatcher::extractRecord(const TableSchema &table,
-                                                 const QByteArray &payload, bool isDeleted,
-                                                 int limit)
+void SMSDbFile::MadridChatMatcher::readRow(const TableSchema &table, const Row &row)
 {
-    if (!isDeleted) {
-        ++liveMatches;
-        return;
-    }
-    ++deletedMatches;
     Chat chat;
-    RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
-                        m_owner->headerInfo().textEncoding);
+    RecordFields fields = fieldsOf(row);
     while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("chat_identifier")) {
@@ -214,29 +235,39 @@ bool SMSDbFile::Message6Matcher::matchHeader(const TableSchema &table, const QBy
     return true;
 }
 
-void SMSDbFile::Message6Matcher::extractRecord(const TableSchema &, const QByteArray &payload,
+void SMSDbFile::Message6Matcher::startSecondSearch()
+{
+    finish();
+    m_anchors.startSecondSearch();
+}
+
+void SMSDbFile::Message6Matcher::extractRecord(const TableSchema &table, const QByteArray &payload,
                                                bool isDeleted, int limit)
 {
-    if (!isDeleted) {
-        ++liveMatches;
-        return;
-    }
-    ++deletedMatches;
-    if (!m_isNew) {
+    RowMatcher::extractRecord(table, payload, isDeleted, limit);
+    m_isHeldNew = m_isNew;
+}
+
+void SMSDbFile::Message6Matcher::readRow(const TableSchema &, const Row &row)
+{
+    if (!m_isHeldNew) {
         return;
     }
     CarvedMessage message;
-    RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
-                        m_owner->headerInfo().textEncoding);
+    RecordFields fields = fieldsOf(row);
     while (fields.nextOfAll()) {
         readField(fields, &message);
     }
-    if ((fields.isCut() && !isRebuilt()) || !isPlausibleText(message.text)) {
+    if (isCut(row, fields) || !isPlausibleText(message.text)) {
         return;
     }
     message.isIncomplete = fields.isCovered() || fields.isCut();
+    if (!isServiceName(message.service)) {
+        forgetFieldsBehindTheText(&message);
+    }
     if (!isStandardGuid(message.guid)) {
         message.text = cleanedMessageText(message.text);
+        repairMisreadRow(&message);
     }
     if (!message.text.isEmpty()) {
         m_owner->m_carved.messages.push_back(message);
@@ -304,21 +335,14 @@ bool SMSDbFile::Handle6Matcher::matchHeader(const TableSchema &table, const QByt
         || !isServiceType(columnType(m_service))) {
         return false;
     }
-    keepRowid(region, anchorPos);
+    keepRowid(region);
     return true;
 }
 
-void SMSDbFile::Handle6Matcher::extractRecord(const TableSchema &, const QByteArray &payload,
-                                              bool isDeleted, int limit)
+void SMSDbFile::Handle6Matcher::readRow(const TableSchema &, const Row &row)
 {
-    if (!isDeleted) {
-        ++liveMatches;
-        return;
-    }
-    ++deletedMatches;
     CarvedHandle carved;
-    RecordFields fields(payload, bodyStart, serialTypes, payloadLimit(limit),
-                        m_owner->headerInfo().textEncoding);
+    RecordFields fields = fieldsOf(row);
     while (fields.nextOfAll()) {
         const int column = fields.index() + 1;
         if (column == m_id) {

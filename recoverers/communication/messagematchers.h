@@ -5,15 +5,16 @@
 #include "recoverers/communication/smsdbfile.h"
 
 /// Matches rows of the table "message" up to iOS 5.
-class SMSDbFile::Message5Matcher : public SpillingMatcher
+class SMSDbFile::Message5Matcher : public RowMatcher
 {
 public:
     explicit Message5Matcher(SMSDbFile *recoverer);
 
     bool bindColumns(const TableSchema &table) override;
     bool matchHeader(const TableSchema &table, const QByteArray &region, int anchorPos) override;
-    void extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
-                       int limit) override;
+
+protected:
+    void readRow(const TableSchema &table, const Row &row) override;
 
 private:
     SMSDbFile *m_owner;
@@ -22,15 +23,16 @@ private:
 };
 
 /// Matches rows of the table "madrid_chat".
-class SMSDbFile::MadridChatMatcher : public SpillingMatcher
+class SMSDbFile::MadridChatMatcher : public RowMatcher
 {
 public:
     explicit MadridChatMatcher(SMSDbFile *recoverer);
 
     bool bindColumns(const TableSchema &table) override;
     bool matchHeader(const TableSchema &table, const QByteArray &region, int anchorPos) override;
-    void extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
-                       int limit) override;
+
+protected:
+    void readRow(const TableSchema &table, const Row &row) override;
 
 private:
     SMSDbFile *m_owner;
@@ -40,7 +42,7 @@ private:
 };
 
 /// Matches rows of the table "message" since iOS 6.
-class SMSDbFile::Message6Matcher : public SpillingMatcher
+class SMSDbFile::Message6Matcher : public RowMatcher
 {
 public:
     explicit Message6Matcher(SMSDbFile *recoverer);
@@ -51,7 +53,10 @@ public:
                        int limit) override;
 
     /// To be called before the table is searched again under another column list.
-    void startSecondSearch() { m_anchors.startSecondSearch(); }
+    void startSecondSearch();
+
+protected:
+    void readRow(const TableSchema &table, const Row &row) override;
 
 private:
     enum Field : char {
@@ -78,7 +83,8 @@ private:
     int m_type = -1;
     QVector<Field> m_fields; ///< by column
     MatchedAnchors m_anchors;
-    bool m_isNew = false; ///< the candidate was not matched by the first search
+    bool m_isNew = false;     ///< the candidate was not matched by the first search
+    bool m_isHeldNew = false; ///< the same of the row that is held back
 };
 
 /// Matches rows of the table "handle".
@@ -89,8 +95,9 @@ public:
 
     bool bindColumns(const TableSchema &table) override;
     bool matchHeader(const TableSchema &table, const QByteArray &region, int anchorPos) override;
-    void extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
-                       int limit) override;
+
+protected:
+    void readRow(const TableSchema &table, const Row &row) override;
 
 private:
     SMSDbFile *m_owner;

@@ -1,6 +1,7 @@
 #include "recoverers/communication/messagerows.h"
 
 #include "engine/address.h"
+#include "engine/fieldreader.h"
 #include "recoverers/livequery.h"
 
 #include <QRegularExpression>
@@ -54,9 +55,9 @@ bool isTextOf(const CarvedMessage &message, const QString &liveText)
 void markByGuid(LiveQuery &query, CarvedMessages *carved)
 {
     QMultiHash<QString, CarvedMessage *> byGuid;
-    QMultiHash<qint64, CarvedMessage *> byDate; // of those whose guid is damaged
+    QMultiHash<qint64, CarvedMessage *> byDate; // of those without a guid
     for (CarvedMessage &message : carved->messages) {
-        if (isStandardGuid(message.guid)) {
+        if (isReadableGuid(message.guid)) {
             byGuid.insert(message.guid, &message);
         } else {
             byDate.insert(message.date, &message);
@@ -86,9 +87,12 @@ void markByDate(LiveQuery &query, CarvedMessages *carved)
     const auto mark = [&byDate](const LiveRow &row) {
         const auto sameDate = byDate.equal_range(row.integer(0));
         for (auto it = sameDate.first; it != sameDate.second; ++it) {
-            (*it)->isLiveCopy = (*it)->isLiveCopy
-                                || ((*it)->text == row.text(1) && (*it)->address == row.text(2)
-                                    && (*it)->madridHandle == row.text(3));
+            CarvedOldMessage &message = **it;
+            const bool isCopy = message.isIncomplete
+                                    ? row.text(1).startsWith(message.text)
+                                    : message.text == row.text(1) && message.address == row.text(2)
+                                          && message.madridHandle == row.text(3);
+            message.isLiveCopy = message.isLiveCopy || isCopy;
         }
     };
     // Before iOS 5 there were no iMessages.
@@ -127,4 +131,10 @@ bool isStandardGuid(const QString &guid)
     static const QRegularExpression pattern(
         QStringLiteral("\\A[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\z"));
     return pattern.match(guid).hasMatch();
+}
+
+bool isReadableGuid(const QString &guid)
+{
+    constexpr int guidLength = 36;
+    return guid.size() == guidLength && !hasUnwritableCharacters(guid);
 }

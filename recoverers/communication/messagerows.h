@@ -42,6 +42,7 @@ struct CarvedOldMessage
     QString madridRoomName;
     qint64 madridFlags = 0;
     QString country;
+    bool isIncomplete = false; ///< some field could not be read, or not to its end
     bool isLiveCopy = false;
 };
 
@@ -99,3 +100,6 @@ void markLiveCopies(LiveQuery &query, CarvedMessages *carved);
 
 /// True for a guid as devices write it, in upper case.
 bool isStandardGuid(const QString &guid);
+
+/// True for a guid that can tell messages apart: standard or not, it was read from the right place.
+bool isReadableGuid(const QString &guid);

@@ -33,3 +33,23 @@ QString cleanedMessageText(const QString &text)
     const QByteArray cut = cutBefore(cutBefore(text.toUtf8(), "\x04\x0Bstream"), "\x0Bstream");
     return isGuidFragment(cut) ? QString() : QString::fromUtf8(cut);
 }
+
+bool takeGuidOutOfText(QString *guid, QString *text)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
+    const QRegularExpressionMatch match = pattern.match(*guid + *text);
+    const int behind = match.capturedEnd() - guid->size();
+    if (!match.hasMatch() || behind <= 0) {
+        return false;
+    }
+    *guid = match.captured();
+    *text = text->mid(behind);
+    return true;
+}
+
+bool isOnlyGuidCharacters(const QString &text)
+{
+    static const QRegularExpression pattern(QStringLiteral("\\A[0-9A-F-]*\\z"));
+    return pattern.match(text).hasMatch();
+}

@@ -1,10 +1,10 @@
 #include "recoverers/communication/numberedmatcher.h"
 
-#include "engine/spilledpayload.h"
 #include "engine/varint.h"
 
-void NumberedMatcher::trackRowid(const TableSchema &, bool restart, bool isDeleted)
+void NumberedMatcher::trackRowid(const TableSchema &table, bool restart, bool isDeleted)
 {
+    RowMatcher::trackRowid(table, restart, isDeleted);
     if (restart) {
         m_numbering.restart();
     }
@@ -13,21 +13,28 @@ void NumberedMatcher::trackRowid(const TableSchema &, bool restart, bool isDelet
     }
 }
 
-void NumberedMatcher::keepRowid(const QByteArray &region, int anchorPos)
+void NumberedMatcher::extractRecord(const TableSchema &table, const QByteArray &payload,
+                                    bool isDeleted, int limit)
+{
+    RowMatcher::extractRecord(table, payload, isDeleted, limit);
+    m_heldRowid = m_rowid;
+}
+
+void NumberedMatcher::finish()
+{
+    RowMatcher::finish();
+    m_numbering.restart();
+}
+
+void NumberedMatcher::keepRowid(const QByteArray &region)
 {
     // The stored header size counts itself and the NULL of the rowid alias as well.
     const bool isPrefix = m_cellPrefix.size() == CellPrefix && m_cellPrefix[0] != 0
                           && m_cellPrefix[1] == m_typesLength + 2 && m_cellPrefix[2] == 0;
     m_rowid.value = isPrefix ? m_cellPrefix[0] : 0;
-    m_rowid.isIntact = m_rowid.value > 0 && hasPayloadSize(region, anchorPos - headerStart);
-}
-
-/// True when the payload size stands in front of the record. A freeblock header overwrites it
-/// before anything else, and with it the first bytes of a long identifier, of which the rest would
-/// pass for a shorter one.
-bool NumberedMatcher::hasPayloadSize(const QByteArray &region, int recordStart) const
-{
+    // A freeblock header overwrites the payload size before anything else, and with it the first
+    // bytes of a long identifier, of which the rest would pass for a shorter one.
     const auto *begin = reinterpret_cast<const uchar *>(region.constData());
-    const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
-    return recordStart > 0 && endsInVarint(begin, begin + recordStart, payload.size);
+    m_rowid.isIntact = m_rowid.value > 0 && recordStart() > 0
+                       && endsInVarint(begin, begin + recordStart(), payloadSize());
 }

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "engine/spillingmatcher.h"
+#include "engine/rowmatcher.h"
 #include "recoverers/communication/rownumbering.h"
 
 /// Base of matchers that need the row identifiers of deleted rows, because other rows refer to
 /// them.
-class NumberedMatcher : public SpillingMatcher
+class NumberedMatcher : public RowMatcher
 {
 public:
     /// `liveIds` are the identifiers of the table's live rows, ascending; borrowed.
@@ -15,21 +15,23 @@ public:
     }
 
     void trackRowid(const TableSchema &table, bool restart, bool isDeleted) override;
-
-    /// Numbers the rows of the last region; to be called when a search is over.
-    void finishNumbering() { m_numbering.restart(); }
+    void extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
+                       int limit) override;
+    /// Also numbers the rows of the last region.
+    void finish() override;
 
 protected:
     /// Keeps the identifier of the candidate that decodeAround() decoded last.
-    void keepRowid(const QByteArray &region, int anchorPos);
-    CarvedRowid keptRowid() const { return m_rowid; }
+    void keepRowid(const QByteArray &region);
+
+    /// The identifier of the row that readRow() is called for.
+    CarvedRowid keptRowid() const { return m_heldRowid; }
 
     /// Takes a carved row, which must stay where it is, or null for a row that is not kept.
     void number(CarvedRowid *row) { m_numbering.addCarved(row); }
 
 private:
-    bool hasPayloadSize(const QByteArray &region, int recordStart) const;
-
     CarvedRowid m_rowid;
+    CarvedRowid m_heldRowid;
     RowNumbering m_numbering;
 };

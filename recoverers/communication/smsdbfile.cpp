@@ -69,13 +69,16 @@ void SMSDbFile::carveOldGeneration(double span)
     const TableSchema *messages = table(QStringLiteral("message"));
     if (const TableSchema *chats = table(QStringLiteral("madrid_chat"))) {
         MadridChatMatcher matcher(this);
-        if (!carveTable(*chats, matcher, span, false)) {
+        const bool goOn = carveTable(*chats, matcher, span, false);
+        matcher.finish();
+        if (!goOn) {
             return;
         }
     }
     if (messages) {
         Message5Matcher matcher(this);
         carveTable(*messages, matcher, span, false);
+        matcher.finish();
     }
 }
 
@@ -95,11 +98,11 @@ bool SMSDbFile::carveMessages(double span)
     TableSchema fixed = *messages;
     fixed.columns = parseColumnList(QLatin1String(MessageColumns));
     Message6Matcher matcher(this);
-    if (!carveTable(*messages, matcher, span, false)) {
-        return false;
-    }
+    bool goOn = carveTable(*messages, matcher, span, false);
     matcher.startSecondSearch();
-    return carveTable(fixed, matcher, span, false);
+    goOn = goOn && carveTable(fixed, matcher, span, false);
+    matcher.finish();
+    return goOn;
 }
 
 void SMSDbFile::carveHandles(double span)
@@ -107,6 +110,6 @@ void SMSDbFile::carveHandles(double span)
     if (const TableSchema *handles = table(QStringLiteral("handle"))) {
         Handle6Matcher matcher(this);
         carveTable(*handles, matcher, span, false);
-        matcher.finishNumbering();
+        matcher.finish();
     }
 }

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "engine/recordmatcher.h"
+
+/// Base of matchers that read whole rows, which other bytes may cover or which may go on elsewhere:
+///
+/// - A payload that spills is rebuilt across its overflow pages; otherwise its last fields would be
+///   read from whatever lies behind the cell.
+/// - A row that begins inside the body of another one was written later, and what it covers is not
+///   read. To know it, each deleted row is held back until the next match, or until finish().
+class RowMatcher : public RecordMatcher
+{
+public:
+    void trackRowid(const TableSchema &table, bool restart, bool isDeleted) override;
+    QByteArray readPayload(const QByteArray &region, QIODevice &device,
+                           const DatabaseHeader &header, qint64 recordStart,
+                           int headerLength) override;
+    void extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
+                       int limit) override;
+
+    /// Reads the row that is held back. To be called when a search is over, while its table exists.
+    virtual void finish();
+
+protected:
+    /// A deleted row that is ready to be read.
+    struct Row
+    {
+        QByteArray payload;
+        QVector<qint64> serialTypes;
+        qint64 bodyStart = 0;
+        qint64 localEnd = 0; ///< where its bytes in the region end
+        int limit = 0;       ///< where something else begins to cover it; 0 for nowhere
+        bool isRebuilt = false;
+    };
+
+    /// Reads and keeps the row. Called once for every deleted match, in the order found.
+    virtual void readRow(const TableSchema &table, const Row &row) = 0;
+
+    /// A walk over the fields of the row.
+    RecordFields fieldsOf(const Row &row) const;
+
+    /// True when the row cannot be read as far as its own types say. The bytes that overflow pages
+    /// lost do not count: what is left of so long a row is worth having.
+    static bool isCut(const Row &row, const RecordFields &fields)
+    {
+        return fields.isCut() && !row.isRebuilt;
+    }
+
+    /// As decodeHeaderAt() with the cell prefix of most tables, `typesBefore` types in front of the
+    /// anchor and `typesAfter` from it on.
+    void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter);
+
+    /// Where the candidate's record begins in the region: at its rowid.
+    int recordStart() const { return m_anchorPos - headerStart; }
+    /// The size of the candidate's whole payload, by its serial types; 0 when they make no sense.
+    qint64 payloadSize() const;
+
+    QVector<qint64> m_cellPrefix; ///< kept, so that a candidate needs no list of its own
+    int m_typesLength = 0;        ///< bytes of the candidate's serial types
+
+private:
+    void readHeldRow(const TableSchema &table);
+    void coverHeldRow();
+
+    Row m_held;
+    bool m_isHeld = false;
+    const TableSchema *m_table = nullptr; ///< of the held row
+    qint64 m_localEnd = 0;
+    bool m_isRebuilt = false;
+    int m_anchorPos = 0;
+};
