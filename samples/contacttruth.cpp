@@ -32,18 +32,25 @@ bool samePerson(const PersonRecord &a, const PersonRecord &b)
     return sameTexts(a, b) && a.modificationDate == b.modificationDate;
 }
 
-/// True when `found` is the person with some field cut or missing, and one that is whole.
+/// True when both begin alike for longer than chance allows: a note of which an overflow page was
+/// used again has other bytes in its middle.
+bool isDamaged(const QString &found, const QString &text)
+{
+    constexpr int enough = 100;
+    return text.size() >= enough && found.startsWith(text.leftRef(enough));
+}
+
+/// True when `found` is the person with some field cut, damaged or missing, and one that is whole.
 bool isCutOf(const PersonRecord &found, const PersonRecord &person)
 {
     int whole = 0;
     for (const Field field : textFields) {
-        if (!(person.*field).startsWith(found.*field)) {
+        if (!(person.*field).startsWith(found.*field) && !isDamaged(found.*field, person.*field)) {
             return false;
         }
         whole += !(found.*field).isEmpty() && found.*field == person.*field;
     }
-    return whole > 0
-           && (found.modificationDate == 0 || found.modificationDate == person.modificationDate);
+    return whole > 0;
 }
 
 bool samePart(const PersonValueEntry &a, const PersonValueEntry &b)
@@ -159,14 +166,17 @@ bool Comparison::judgeFormer(const PersonRecord &found)
 
 bool Comparison::judgeLive(const PersonRecord &found)
 {
-    const auto live =
-        std::find_if(m_sample.live.cbegin(), m_sample.live.cend(), [&found](const PersonRecord &p) {
-            return sameTexts(found, p) && (found.rowId == 0 || found.rowId == p.rowId);
+    const auto live = std::find_if(
+        m_sample.live.cbegin(), m_sample.live.cend(), [&found](const PersonRecord &person) {
+            return sameTexts(found, person)
+                   && (found.rowId == person.rowId
+                       || found.modificationDate == person.modificationDate);
         });
     if (live == m_sample.live.cend()) {
         return false;
     }
-    if (found.values.isEmpty()) {
+    // Of a live person only values are to come, and no date.
+    if (found.values.isEmpty() || found.modificationDate != 0) {
         count(&m_report.copies, "live person", contactText(found));
     }
     judgeValues(found, live->rowId);
@@ -179,6 +189,13 @@ bool Comparison::judgeCut(const PersonRecord &found)
         if (isCutOf(found, m_sample.deleted[i])) {
             count(&m_report.cut, "cut person", contactText(found));
             recover(i, found);
+            return true;
+        }
+    }
+    for (const PersonRecord &former : m_sample.formerVersions) {
+        if (isCutOf(found, former)) {
+            count(&m_report.cut, "cut former version", contactText(found));
+            judgeValues(found, former.rowId);
             return true;
         }
     }
