@@ -143,7 +143,7 @@ int SqliteRecovery::scanRecoveryForType(int type, const QString &dbPath, ScanPro
         recoverer->setProgress(progress);
         recoverer->scanDeletedRecords(this);
     }
-    if (type == ScanTypeContacts) {
+    if (type == ScanTypeContacts && !(recoverer && recoverer->isStopped())) {
         scanHiddenContacts(dbPath, progress);
     }
     if (progress) {

@@ -138,10 +138,11 @@ bool isPlausibleText(const QString &text)
     return printable > 0 && double(meaningful) / printable > 0.6;
 }
 
-bool hasUnwritableCharacters(const QString &text)
+int firstUnwritableCharacter(const QString &text)
 {
-    return std::any_of(text.cbegin(), text.cend(), [](QChar c) {
+    const auto found = std::find_if(text.cbegin(), text.cend(), [](QChar c) {
         return c == QChar::ReplacementCharacter
                || (c.category() == QChar::Other_Control && !c.isSpace());
     });
+    return found == text.cend() ? -1 : int(found - text.cbegin());
 }

@@ -41,6 +41,10 @@ QString readTextField(QIODevice &device, qint64 st, int encoding);
 /// without such characters.
 bool isPlausibleText(const QString &text);
 
-/// True when the text holds what nobody writes: control characters other than white space, or
-/// U+FFFD, as which bytes that are no text are decoded.
-bool hasUnwritableCharacters(const QString &text);
+/// Returns the place of the first character that nobody writes: a control character other than
+/// white space, or U+FFFD, as which bytes that are no text are decoded. -1 when there is none.
+int firstUnwritableCharacter(const QString &text);
+inline bool hasUnwritableCharacters(const QString &text)
+{
+    return firstUnwritableCharacter(text) >= 0;
+}

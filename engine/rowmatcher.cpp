@@ -48,9 +48,9 @@ QByteArray RowMatcher::readPayload(const QByteArray &region, QIODevice &device,
                                    const DatabaseHeader &header, qint64, int)
 {
     const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
-    m_localEnd = payload.start + payload.size;
+    m_localEnd = localEnd();
     m_isRebuilt = spills(payload, header);
-    return m_isRebuilt ? rebuildPayload(region, device, header, payload, &m_localEnd) : region;
+    return m_isRebuilt ? rebuildPayload(region, device, header, payload) : region;
 }
 
 void RowMatcher::extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
@@ -65,6 +65,7 @@ void RowMatcher::extractRecord(const TableSchema &table, const QByteArray &paylo
     m_table = &table;
     m_held.payload = payload;
     m_held.serialTypes = serialTypes;
+    m_held.typesStart = typesStart();
     m_held.bodyStart = bodyStart;
     m_held.localEnd = m_localEnd;
     // Overflow bytes lie behind the local part, where no cell of the page can cover them.
@@ -93,7 +94,7 @@ bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const
         m_cellPrefix.size() == CellPrefix && m_cellPrefix[2] == 0 ? m_cellPrefix[1] - 2 : 0;
     // The NULL of the rowid alias, the first of the types, stands just in front of the decoded
     // ones.
-    const uchar *first = begin + bodyStart - m_typesLength;
+    const uchar *first = begin + typesStart();
     if (types <= 0 || types >= m_typesLength) {
         return false;
     }
@@ -115,6 +116,12 @@ void RowMatcher::dropLastTypes(int count, int length)
     serialTypes.resize(serialTypes.size() - count);
     m_typesLength -= length;
     bodyStart -= length;
+}
+
+qint64 RowMatcher::localEnd() const
+{
+    const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
+    return payload.start + localPayloadSize(payload.size, owner->headerInfo());
 }
 
 qint64 RowMatcher::payloadSize() const

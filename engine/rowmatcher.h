@@ -27,6 +27,7 @@ protected:
     {
         QByteArray payload;
         QVector<qint64> serialTypes;
+        qint64 typesStart = 0;
         qint64 bodyStart = 0;
         qint64 localEnd = 0; ///< where its bytes in the region end
         int limit = 0;       ///< where something else begins to cover it; 0 for nowhere
@@ -61,8 +62,11 @@ protected:
 
     /// Where the candidate's record begins in the region: at its rowid.
     int recordStart() const { return m_anchorPos - headerStart; }
+    qint64 typesStart() const { return bodyStart - m_typesLength; }
     /// The size of the candidate's whole payload, by its serial types; 0 when they make no sense.
     qint64 payloadSize() const;
+    /// Where its bytes in the region end.
+    qint64 localEnd() const;
 
     QVector<qint64> m_cellPrefix; ///< kept, so that a candidate needs no list of its own
     int m_typesLength = 0;        ///< bytes of the candidate's serial types

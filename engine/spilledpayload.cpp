@@ -64,16 +64,16 @@ bool spills(const CandidatePayload &payload, const DatabaseHeader &header)
 }
 
 QByteArray rebuildPayload(const QByteArray &region, QIODevice &device, const DatabaseHeader &header,
-                          const CandidatePayload &payload, qint64 *localEnd)
+                          const CandidatePayload &payload)
 {
     const qint64 local = localPayloadSize(payload.size, header) - OverflowPointerSize;
-    *localEnd = payload.start + local;
-    if (*localEnd < 0 || *localEnd > region.size() - OverflowPointerSize) {
+    const qint64 localEnd = payload.start + local;
+    if (localEnd < 0 || localEnd > region.size() - OverflowPointerSize) {
         return region;
     }
-    quint32 pageNo = qFromBigEndian<quint32>(region.constData() + *localEnd);
-    QByteArray bytes = region.left(int(*localEnd));
-    qint64 missing = std::min(payload.size, MaxRebuilt) - local;
+    quint32 pageNo = qFromBigEndian<quint32>(region.constData() + localEnd);
+    QByteArray bytes = region.left(int(localEnd));
+    qint64 missing = payload.size - local;
     QByteArray page;
     while (missing > 0 && readOverflowPage(device, pageNo, header, &page)) {
         const qint64 part = std::min<qint64>(missing, page.size() - OverflowPointerSize);
@@ -81,5 +81,5 @@ QByteArray rebuildPayload(const QByteArray &region, QIODevice &device, const Dat
         missing -= part;
         pageNo = qFromBigEndian<quint32>(page.constData());
     }
-    return bytes;
+    return missing == 0 && pageNo == 0 ? bytes : region.left(int(localEnd));
 }

@@ -32,8 +32,8 @@ struct CandidatePayload
 bool spills(const CandidatePayload &payload, const DatabaseHeader &header);
 
 /// Returns the region up to the end of the local part of a payload that spills, and behind it the
-/// bytes of its overflow pages. A chain that leaves the file gives what was gathered until then.
-/// `localEnd` becomes the place where the local part ends. Rows of a device stay far below 4 MiB;
-/// of larger payloads the rest is not read.
+/// bytes of its overflow pages. A chain that leaves the file or does not end where the payload ends
+/// has been used again for something else: then there is the local part alone. Rows of a device
+/// stay far below 4 MiB; of larger payloads the rest is not read.
 QByteArray rebuildPayload(const QByteArray &region, QIODevice &device, const DatabaseHeader &header,
-                          const CandidatePayload &payload, qint64 *localEnd);
+                          const CandidatePayload &payload);

@@ -15,6 +15,7 @@ bool SqliteDbFile::open(const QString &newPath)
 {
     path = newPath;
     freeRegions.clear();
+    m_isStopped = false;
     if (file.isOpen()) {
         file.close();
     }
@@ -40,5 +41,6 @@ double SqliteDbFile::progressValue() const
 
 bool SqliteDbFile::reportProgress(double step)
 {
-    return !progress || progress->reportProgress(step);
+    m_isStopped = m_isStopped || (progress && !progress->reportProgress(step));
+    return !m_isStopped;
 }

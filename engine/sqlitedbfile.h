@@ -50,6 +50,9 @@ public:
     void carveRegion(const TableSchema &table, qint64 fileOffset, qint64 length,
                      const QVector<quint16> &cellOffsets, RecordMatcher &matcher);
 
+    /// True once the progress object answered false.
+    bool isStopped() const { return m_isStopped; }
+
     /// Where the region that is being searched begins in the file, for matchers that must know a
     /// candidate's place.
     qint64 regionOffset() const { return m_regionOffset; }
@@ -81,6 +84,7 @@ private:
                       const QVector<quint16> &cellOffsets, RecordMatcher &matcher);
 
     qint64 m_regionOffset = 0;
+    bool m_isStopped = false;
 };
 
 /// True when some live cell offset c satisfies c <= offsetInPage <= c + 4: a candidate begins at

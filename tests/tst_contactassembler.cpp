@@ -61,14 +61,14 @@ private:
     }
     CarvedPerson &person(qint64 rowid, const PersonRecord &fields, bool isIntact = true)
     {
-        m_carved.persons.push_back({{rowid, isIntact}, fields, false});
+        m_carved.persons.push_back({{rowid, isIntact, true}, fields, false});
         return m_carved.persons.back();
     }
     void value(qint64 uid, qint64 recordId, const char *text, qint64 property = 3, qint64 label = 1,
                bool isIntact = true)
     {
         m_carved.values.push_back(
-            {{uid, isIntact}, {recordId, property, 0, label, QString::fromUtf8(text)}});
+            {{uid, isIntact, true}, {recordId, property, 0, label, QString::fromUtf8(text)}});
     }
     void entry(qint64 parentId, qint64 key, const char *text)
     {

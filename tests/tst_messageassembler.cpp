@@ -80,7 +80,7 @@ private:
     }
     void carvedHandle(qint64 rowid, const Handle &fields, bool isIntact)
     {
-        m_carved.handles.push_back({{rowid, isIntact}, fields});
+        m_carved.handles.push_back({{rowid, isIntact, true}, fields});
     }
     CarvedOldMessage &sms(const char *text, qint64 groupId, const char *address)
     {

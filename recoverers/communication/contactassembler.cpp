@@ -19,6 +19,16 @@ bool isReadable(const QString &text)
     return text.isEmpty() || (isPlausibleText(text) && !hasUnwritableCharacters(text));
 }
 
+/// False for a person with a field that nobody can have written: the row was read from a wrong
+/// place. Notes are left out, since they may be damaged in the middle.
+bool isWritten(const PersonRecord &person)
+{
+    return std::none_of(
+        std::begin(PersonFields), std::end(PersonFields), [&person](const PersonField &f) {
+            return f.field != &PersonRecord::note && hasUnwritableCharacters(person.*f.field);
+        });
+}
+
 QString entryKey(const MultivalueEntry &entry)
 {
     return QStringLiteral("%1|%2|").arg(entry.parentId).arg(entry.key) + entry.value;
@@ -107,14 +117,14 @@ PersonCollector::PersonCollector(const LiveAddressBook &live, const CarvedAddres
     int order = 0;
     for (const CarvedPerson &person : carved.persons) {
         ++order;
-        if (!person.isIncomplete) {
+        if (!person.isIncomplete && isWritten(person.person)) {
             add(person, order);
         }
     }
     order = 0;
     for (const CarvedPerson &person : carved.persons) {
         ++order;
-        if (person.isIncomplete) {
+        if (person.isIncomplete && isWritten(person.person)) {
             addIncomplete(person, order);
         }
     }
@@ -181,7 +191,7 @@ void PersonCollector::append(const CarvedPerson &carved, const CarvedRowid &rowi
 /// shares no text at all with this one: a former version would.
 CarvedRowid PersonCollector::believedRowid(const CarvedPerson &carved) const
 {
-    const qint64 rowid = carved.rowid.value;
+    const qint64 rowid = carved.rowid.believed();
     const auto live = m_live.persons.constFind(rowid);
     const bool isPossible = carved.rowid.isIntact || (rowid > 0 && rowid <= m_live.highestPersonId);
     const bool isOtherPerson = !carved.rowid.isIntact && live != m_live.persons.cend()
@@ -311,7 +321,7 @@ void ValueCollector::addValue(const CarvedMultivalue &carved)
 {
     // A concluded identifier of a live value would take that value's parts.
     const bool isBelieved = carved.uid.isIntact || !m_live.values.contains(carved.uid.value);
-    const qint64 uid = isBelieved ? carved.uid.value : 0;
+    const qint64 uid = isBelieved ? carved.uid.believed() : 0;
     const bool hasParts = carved.row.value.isEmpty();
     // A value with parts equals every other of its kind; its identifier tells whether it lives.
     if (hasParts ? m_live.values.contains(carved.uid.value) && hasLiveCopy(carved.row)
@@ -356,12 +366,12 @@ void ValueCollector::addEntry(const MultivalueEntry &entry)
 }
 
 /// The place of the value `uid`, which a live value takes when one of its parts was recovered; -1
-/// when there is none. A live value with a text of its own has no parts.
+/// when there is none. A value with a text of its own has no parts.
 int ValueCollector::valueOf(qint64 uid)
 {
     const auto known = m_byUid.constFind(uid);
     if (known != m_byUid.cend()) {
-        return *known;
+        return m_values[*known].value.value.isEmpty() ? *known : -1;
     }
     const auto live = m_live.values.constFind(uid);
     if (live == m_live.values.cend() || !live->value.isEmpty()) {

@@ -1,5 +1,6 @@
 #include "recoverers/communication/contactmatchers.h"
 
+#include "engine/fieldreader.h"
 #include "engine/serialtype.h"
 
 #include <QLoggingCategory>
@@ -33,6 +34,15 @@ QList<QByteArrayMatcher> matchersOf(const char (&signatures)[size][length])
         matchers.append(QByteArrayMatcher(signature, length - 1));
     }
     return matchers;
+}
+
+/// Overflow pages that were freed may be damaged in the middle. Keeps what stands in front of the
+/// damage; returns true when there is any.
+bool cutBeforeDamage(QString *text)
+{
+    const int damage = firstUnwritableCharacter(*text);
+    text->truncate(damage < 0 ? text->size() : damage);
+    return damage >= 0;
 }
 
 } // namespace
@@ -100,7 +110,7 @@ void ContactDbFile::ABPersonMatcher::extractRecord(const TableSchema &table,
 void ContactDbFile::ABPersonMatcher::readRow(const TableSchema &, const Row &row)
 {
     if (!m_isHeldNew) {
-        number(nullptr);
+        number(nullptr, row);
         return;
     }
     CarvedPerson carved;
@@ -117,10 +127,14 @@ void ContactDbFile::ABPersonMatcher::readRow(const TableSchema &, const Row &row
     if (isCut(row, fields)) {
         return;
     }
-    carved.isIncomplete = fields.isCovered() || fields.isCut();
+    const bool isNoteDamaged = row.isRebuilt && cutBeforeDamage(&carved.person.note);
+    carved.isIncomplete = fields.isCovered() || fields.isCut() || isNoteDamaged;
     carved.rowid = keptRowid();
     m_owner->m_carved.persons.push_back(carved);
-    number(&m_owner->m_carved.persons.back().rowid);
+    // A row that another one covers is not in sequence with its neighbours any more.
+    if (!carved.isIncomplete) {
+        number(&m_owner->m_carved.persons.back().rowid, row);
+    }
 }
 
 void ContactDbFile::ABPersonMatcher::startSecondSearch()
@@ -182,16 +196,18 @@ void ContactDbFile::ABMultivalueMatcher::readRow(const TableSchema &table, const
             carved.row.value = fields.uncoveredText();
         }
     }
-    // A row that is no value of any person still took a number. Half a telephone number helps
-    // nobody.
-    if (carved.row.recordId == 0 || carved.row.property == 0 || fields.isCut()
-        || fields.isCovered()) {
-        number(nullptr);
+    // Half a telephone number helps nobody.
+    if (fields.isCut() || fields.isCovered()) {
+        return;
+    }
+    // A row that is no value of any person still took a number.
+    if (carved.row.recordId == 0 || carved.row.property == 0) {
+        number(nullptr, row);
         return;
     }
     carved.uid = keptRowid();
     m_owner->m_carved.values.push_back(carved);
-    number(&m_owner->m_carved.values.back().uid);
+    number(&m_owner->m_carved.values.back().uid, row);
 }
 
 void ContactDbFile::ABMultivalueMatcher::inspectLiveCell(const QByteArray &region, int cellOffset)

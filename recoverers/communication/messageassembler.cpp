@@ -31,7 +31,7 @@ HandleBook::HandleBook(const LiveMessages &live, const CarvedMessages &carved)
     : m_live(live)
 {
     for (const CarvedHandle &handle : carved.handles) {
-        const qint64 rowid = handle.rowid.value;
+        const qint64 rowid = handle.rowid.believed();
         const bool wasGivenOut = rowid > 0
                                  && (handle.rowid.isIntact || live.highestHandleId == 0
                                      || rowid <= live.highestHandleId);

@@ -401,5 +401,5 @@ void SMSDbFile::Handle6Matcher::readRow(const TableSchema &, const Row &row)
     carved.rowid = keptRowid();
     carved.handle.normalizedId = normalizedAddress(carved.handle.id);
     m_owner->m_carved.handles.push_back(carved);
-    number(&m_owner->m_carved.handles.back().rowid);
+    number(&m_owner->m_carved.handles.back().rowid, row);
 }

@@ -9,7 +9,7 @@ void NumberedMatcher::trackRowid(const TableSchema &table, bool restart, bool is
         m_numbering.restart();
     }
     if (!isDeleted) {
-        m_numbering.addLive(m_rowid.value);
+        m_numbering.addLive(m_rowid.value, {typesStart(), localEnd()});
     }
 }
 

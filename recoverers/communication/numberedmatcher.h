@@ -27,8 +27,12 @@ protected:
     /// The identifier of the row that readRow() is called for.
     CarvedRowid keptRowid() const { return m_heldRowid; }
 
-    /// Takes a carved row, which must stay where it is, or null for a row that is not kept.
-    void number(CarvedRowid *row) { m_numbering.addCarved(row); }
+    /// Numbers the row that readRow() is called for. `rowid` must stay where it is; it is null for
+    /// a row of which nothing is kept.
+    void number(CarvedRowid *rowid, const Row &row)
+    {
+        m_numbering.addCarved(rowid, {row.typesStart, row.localEnd});
+    }
 
 private:
     CarvedRowid m_rowid;

@@ -1,11 +1,14 @@
 #include "recoverers/communication/rownumbering.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace {
 
-constexpr qint64 NoNumber = -1;
+/// The most bytes between the body of a row and the serial types of the next one when their cells
+/// lie side by side: payload size, rowid, header size, NULL, and up to 3 bytes of fragments.
+constexpr qint64 MaxDistance = 16;
+
+constexpr int NoEntry = -1;
 
 } // namespace
 
@@ -16,70 +19,125 @@ RowNumbering::RowNumbering(const QVector<qint64> &liveIds)
 
 void RowNumbering::restart()
 {
-    settle(0);
-    m_lastLive = 0;
+    settle();
+    m_entries.clear();
 }
 
-void RowNumbering::addCarved(CarvedRowid *row)
+void RowNumbering::addCarved(CarvedRowid *row, const Place &place)
 {
-    m_pending.append(row);
+    m_entries.append({row, place, row && row->isIntact ? row->value : 0});
 }
 
-void RowNumbering::addLive(qint64 rowid)
+void RowNumbering::addLive(qint64 rowid, const Place &place)
 {
-    if (rowid <= 0) {
-        m_pending.append(nullptr);
-        return;
+    m_entries.append({nullptr, place, std::max<qint64>(rowid, 0)});
+    if (rowid > 0) {
+        settle();
+        m_entries = {m_entries.last()};
     }
-    settle(rowid);
-    m_lastLive = rowid;
 }
 
-/// Numbers the pending rows upwards from the live row `behind` them (0: there is none), and forgets
-/// them.
-void RowNumbering::settle(qint64 behind)
+/// Numbers the rows between every two rows whose identifiers are known. Known identifiers descend
+/// towards the end of a page; one that does not lies in space that was used again and says nothing.
+void RowNumbering::settle()
 {
-    const QVector<qint64> bounds = upperBounds(behind);
-    qint64 number = behind != 0 ? behind : forcedStart();
-    for (int i = m_pending.size() - 1; i >= 0; --i) {
-        CarvedRowid *row = m_pending[i];
-        if (row && row->isIntact) {
-            number = std::max(number, row->value); // a lower one lies in space that was used again
+    int behind = NoEntry;
+    for (int i = m_entries.size() - 1; i >= 0; --i) {
+        const qint64 known = m_entries[i].known;
+        if (known == 0 || (behind != NoEntry && known <= m_entries[behind].known)) {
             continue;
         }
-        number += number != NoNumber;
-        if (row) {
-            row->value = number != NoNumber && number < bounds[i] ? number : 0;
+        if (behind == NoEntry) {
+            numberTail(i);
+        } else {
+            numberRun(i, behind);
         }
+        behind = i;
     }
-    m_pending.clear();
+    if (behind != NoEntry) {
+        numberRun(NoEntry, behind);
+    } else {
+        numberTail(NoEntry);
+    }
 }
 
-/// For every pending row the identifier that its own must stay below: that of the nearest row in
-/// front of it of which it is known.
-QVector<qint64> RowNumbering::upperBounds(qint64 behind) const
+/// Numbers the rows between two known ones, of which that in front may be missing.
+void RowNumbering::numberRun(int front, int behind)
 {
-    qint64 bound = m_lastLive > behind ? m_lastLive : std::numeric_limits<qint64>::max();
-    QVector<qint64> bounds;
-    bounds.reserve(m_pending.size());
-    for (const CarvedRowid *row : m_pending) {
-        bounds.append(bound);
-        if (row && row->isIntact && row->value > behind) {
-            bound = std::min(bound, row->value);
+    const qint64 lowest = m_entries[behind].known;
+    const qint64 highest = front != NoEntry ? m_entries[front].known : 0;
+    const int count = behind - front - 1;
+    const bool fits = front != NoEntry && highest - lowest - 1 == count;
+    bool isChained = true;
+    for (int i = behind - 1; i > front; --i) {
+        isChained = isChained && areSideBySide(i, i + 1);
+        const qint64 number = lowest + (behind - i);
+        CarvedRowid *row = m_entries[i].row;
+        if (row && !row->isIntact) {
+            row->value = front == NoEntry || number < highest ? number : 0;
+            row->isSure = row->value != 0 && (fits || (isChained && front == NoEntry));
         }
     }
-    return bounds;
+    if (fits || front == NoEntry) {
+        return;
+    }
+    // Some row is missing. Up to the place where it is missing the numbers are sure from either
+    // side; without a gap in between it can be anywhere.
+    QVector<int> gaps;
+    for (int i = front; i < behind; ++i) {
+        if (!areSideBySide(i, i + 1)) {
+            gaps.append(i);
+        }
+    }
+    if (gaps.isEmpty()) {
+        return;
+    }
+    for (int i = front + 1; i <= gaps.first(); ++i) {
+        CarvedRowid *row = m_entries[i].row;
+        if (row && !row->isIntact && highest - (i - front) > lowest) {
+            row->value = highest - (i - front);
+            row->isSure = true;
+        }
+    }
+    for (int i = gaps.last() + 1; i < behind; ++i) {
+        CarvedRowid *row = m_entries[i].row;
+        if (row && !row->isIntact) {
+            row->isSure = row->value != 0;
+        }
+    }
 }
 
-/// The number below that of the last pending row, for rows behind the last live one: known only if
-/// the live rows leave exactly as many identifiers free below the nearest known one as there are
-/// rows. Any other number would be a guess.
-qint64 RowNumbering::forcedStart() const
+/// Numbers the rows behind the last known one, downwards from it: they may be its neighbours, or
+/// exactly as many as the live rows leave identifiers free. Without either a number would be a
+/// guess, and there is nothing to guess from without a known row.
+void RowNumbering::numberTail(int front)
 {
-    const auto known = std::find_if(m_pending.crbegin(), m_pending.crend(),
-                                    [](const CarvedRowid *row) { return row && row->isIntact; });
-    const qint64 top = known != m_pending.crend() ? (*known)->value : m_lastLive;
-    const auto live = std::lower_bound(m_liveIds.cbegin(), m_liveIds.cend(), top);
-    const qint64 below = live == m_liveIds.cbegin() ? 0 : std::max<qint64>(*(live - 1), 0);
-    return top - below - 1 == known - m_pending.crbegin() ? below : NoNumber;
+    const qint64 highest = front != NoEntry ? m_entries[front].known : 0;
+    const qint64 below = highestLiveBelow(highest);
+    const bool fits = front != NoEntry && highest - below - 1 == m_entries.size() - front - 1;
+    bool isChained = front != NoEntry;
+    for (int i = front + 1; i < m_entries.size(); ++i) {
+        isChained = isChained && areSideBySide(i - 1, i);
+        const qint64 number = highest - (i - front);
+        CarvedRowid *row = m_entries[i].row;
+        if (row && !row->isIntact) {
+            row->isSure = number > below && (fits || isChained);
+            row->value = row->isSure ? number : 0;
+        }
+    }
+}
+
+bool RowNumbering::areSideBySide(int front, int behind) const
+{
+    if (front < 0) {
+        return false;
+    }
+    const qint64 distance = m_entries[behind].place.begin - m_entries[front].place.end;
+    return distance >= 0 && distance <= MaxDistance;
+}
+
+qint64 RowNumbering::highestLiveBelow(qint64 rowid) const
+{
+    const auto live = std::lower_bound(m_liveIds.cbegin(), m_liveIds.cend(), rowid);
+    return live == m_liveIds.cbegin() ? 0 : std::max<qint64>(*(live - 1), 0);
 }
