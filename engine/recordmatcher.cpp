@@ -183,9 +183,14 @@ QString RecordFields::text()
                            m_encoding);
 }
 
-qint64 RecordFields::integerBeforeLimit()
+qint64 RecordFields::uncoveredInteger()
 {
     return noteLimit() ? 0 : integer();
+}
+
+QString RecordFields::uncoveredText()
+{
+    return noteLimit() ? QString() : text();
 }
 
 QString RecordFields::textBeforeLimit()
@@ -206,6 +211,11 @@ bool RecordFields::isFieldCovered() const
 {
     const qint64 size = serialTypeSize(serialType());
     return m_limit != 0 && size > 0 && m_start + size > m_limit;
+}
+
+bool RecordFields::isFieldLost() const
+{
+    return isFieldCovered() || serialTypeSize(serialType()) > m_size - m_start;
 }
 
 bool RecordFields::noteLimit()

@@ -130,15 +130,21 @@ public:
     /// Another way to walk, for rows that a live cell may cover from some place on: every field is
     /// visited, and read by the functions below.
     bool nextOfAll();
-    /// As integer() and text(), but 0 for a number that does not end before the limit, and of a
-    /// text the part in front of it.
-    qint64 integerBeforeLimit();
+    /// As integer() and text(), but 0 or an empty text for a value that does not end before the
+    /// limit.
+    qint64 uncoveredInteger();
+    QString uncoveredText();
+    /// As text(), but of a text that does not end before the limit the part in front of it: for
+    /// prose, of which half is better than nothing.
     QString textBeforeLimit();
     /// True once a value was asked for that the limit covers, wholly or in part.
     bool isCovered() const { return m_isCovered; }
 
     /// True when the limit covers the current field, wholly or in part.
     bool isFieldCovered() const;
+
+    /// True when the current field cannot be read whole, for whatever reason.
+    bool isFieldLost() const;
 
     /// True once a value was asked for whose bytes are not all there: the row is cut, and a record
     /// of it would pass for a whole one.

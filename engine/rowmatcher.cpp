@@ -1,6 +1,7 @@
 #include "engine/rowmatcher.h"
 
 #include "engine/databaseheader.h"
+#include "engine/serialtype.h"
 #include "engine/spilledpayload.h"
 #include "engine/sqlitedbfile.h"
 #include "engine/varint.h"
@@ -83,6 +84,37 @@ void RowMatcher::decodeAround(const QByteArray &region, int anchorPos, int types
     m_anchorPos = anchorPos;
     m_typesLength = decodeHeaderAt(region, anchorPos, typesBefore, typesAfter, m_cellPrefix,
                                    CellPrefix, NoExpectedClass);
+}
+
+bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const
+{
+    const auto *begin = reinterpret_cast<const uchar *>(region.constData());
+    const qint64 types =
+        m_cellPrefix.size() == CellPrefix && m_cellPrefix[2] == 0 ? m_cellPrefix[1] - 2 : 0;
+    // The NULL of the rowid alias, the first of the types, stands just in front of the decoded
+    // ones.
+    const uchar *first = begin + bodyStart - m_typesLength;
+    if (types <= 0 || types >= m_typesLength) {
+        return false;
+    }
+    qint64 size = types + 2;
+    for (const uchar *pos = first; pos < first + types;) {
+        qint64 type = 0;
+        const int length = decodeVarint(pos, first + types, type);
+        if (length == 0 || serialTypeSize(type) < 0 || size > region.size()) {
+            return false;
+        }
+        size += serialTypeSize(type);
+        pos += length;
+    }
+    return recordStart() > 0 && endsInVarint(begin, begin + recordStart(), size);
+}
+
+void RowMatcher::dropLastTypes(int count, int length)
+{
+    serialTypes.resize(serialTypes.size() - count);
+    m_typesLength -= length;
+    bodyStart -= length;
 }
 
 qint64 RowMatcher::payloadSize() const

@@ -50,6 +50,15 @@ protected:
     /// anchor and `typesAfter` from it on.
     void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter);
 
+    /// True when the bytes in front of the candidate show it to be a whole cell of a record with
+    /// another number of columns: one that was written before the table got more. The types behind
+    /// its own are then bytes of its body.
+    bool isCellOfOtherLayout(const QByteArray &region) const;
+
+    /// Takes the last `count` serial types back: they were bytes of the body, which begins
+    /// `length` bytes earlier.
+    void dropLastTypes(int count, int length);
+
     /// Where the candidate's record begins in the region: at its rowid.
     int recordStart() const { return m_anchorPos - headerStart; }
     /// The size of the candidate's whole payload, by its serial types; 0 when they make no sense.

@@ -81,7 +81,7 @@ bool ContactDbFile::ABPersonMatcher::matchHeader(const TableSchema &table, const
         || !std::all_of(m_textColumns.cbegin(), m_textColumns.cend(),
                         [this](int column) { return isTextSerialType(columnType(column), true); })
         || !isUuidSerialType(columnType(m_externalUuid), true)
-        || !isBooleanSerialType(columnType(m_isPreferredName))) {
+        || !isBooleanSerialType(columnType(m_isPreferredName)) || isCellOfOtherLayout(region)) {
         return false;
     }
     keepRowid(region);
@@ -108,9 +108,10 @@ void ContactDbFile::ABPersonMatcher::readRow(const TableSchema &, const Row &row
     while (fields.nextOfAll()) {
         const int column = fields.index() + 1;
         if (const Field field = m_fields.at(column)) {
-            carved.person.*field = fields.textBeforeLimit();
+            carved.person.*field =
+                field == &PersonRecord::note ? fields.textBeforeLimit() : fields.uncoveredText();
         } else if (column == m_modificationDate) {
-            carved.person.modificationDate = qint32(fields.integerBeforeLimit());
+            carved.person.modificationDate = qint32(fields.uncoveredInteger());
         }
     }
     if (isCut(row, fields)) {
@@ -170,15 +171,15 @@ void ContactDbFile::ABMultivalueMatcher::readRow(const TableSchema &table, const
     while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("record_id")) {
-            carved.row.recordId = fields.integerBeforeLimit();
+            carved.row.recordId = fields.uncoveredInteger();
         } else if (column == QLatin1String("property")) {
-            carved.row.property = fields.integerBeforeLimit();
+            carved.row.property = fields.uncoveredInteger();
         } else if (column == QLatin1String("identifier")) {
-            carved.row.identifier = fields.integerBeforeLimit();
+            carved.row.identifier = fields.uncoveredInteger();
         } else if (column == QLatin1String("label")) {
-            carved.row.label = fields.integerBeforeLimit();
+            carved.row.label = fields.uncoveredInteger();
         } else if (column == QLatin1String("value")) {
-            carved.row.value = fields.textBeforeLimit();
+            carved.row.value = fields.uncoveredText();
         }
     }
     // A row that is no value of any person still took a number. Half a telephone number helps
@@ -245,11 +246,11 @@ void ContactDbFile::ABMultivalueEntryMatcher::extractRecord(const TableSchema &,
     RecordFields fields(payload, bodyStart, types, limit, m_owner->headerInfo().textEncoding);
     while (fields.nextOfAll()) {
         if (fields.index() == parent) {
-            entry.parentId = fields.integerBeforeLimit();
+            entry.parentId = fields.uncoveredInteger();
         } else if (fields.index() == m_key) {
-            entry.key = fields.integerBeforeLimit();
+            entry.key = fields.uncoveredInteger();
         } else if (fields.index() == m_key + 1) {
-            entry.value = fields.textBeforeLimit();
+            entry.value = fields.uncoveredText();
         }
     }
     if (!fields.isCut() && !fields.isCovered() && entry.parentId != 0 && !entry.value.isEmpty()

@@ -62,7 +62,7 @@ public:
 private:
     void add(const CarvedMessage &message, int found);
     bool isNew(const CarvedMessage &message);
-    int conversationOf(const CarvedMessage &message, const Handle *handle);
+    int conversationOf(const CarvedMessage &message, const Handle *handle, int found);
     MessageGroupRecord room(const QString &roomName) const;
 
     const LiveMessages &m_live;
@@ -115,7 +115,7 @@ void MessageJoiner::add(const CarvedMessage &message, int found)
     item.service = message.service;
     item.isFromMe = message.isFromMe;
     item.isSent = message.isSent;
-    m_conversations.addMessage(conversationOf(message, handle), item, {message.date, found});
+    m_conversations.addMessage(conversationOf(message, handle, found), item, {message.date, found});
 }
 
 bool MessageJoiner::isNew(const CarvedMessage &message)
@@ -137,9 +137,11 @@ bool MessageJoiner::isNew(const CarvedMessage &message)
     return !isKnown;
 }
 
-int MessageJoiner::conversationOf(const CarvedMessage &message, const Handle *handle)
+int MessageJoiner::conversationOf(const CarvedMessage &message, const Handle *handle, int found)
 {
-    const QString key = !message.roomName.isEmpty() ? QStringLiteral("room ") + message.roomName
+    // What cannot be placed stands alone: under anybody's name it would be a false statement.
+    const QString key = message.isPlaceLost ? QStringLiteral("message ") + QString::number(found)
+                        : !message.roomName.isEmpty() ? QStringLiteral("room ") + message.roomName
                         : handle ? QStringLiteral("address ") + handle->normalizedId
                                  : QStringLiteral("handle ") + QString::number(message.handleId);
     int place = m_conversations.find(key);
@@ -147,7 +149,7 @@ int MessageJoiner::conversationOf(const CarvedMessage &message, const Handle *ha
         MessageGroupRecord record;
         if (!message.roomName.isEmpty()) {
             record = room(message.roomName);
-        } else if (handle) {
+        } else if (handle && !message.isPlaceLost) {
             record.chatIdentifier = handle->id;
         }
         place = m_conversations.add(key, record);
@@ -205,8 +207,8 @@ private:
     bool isNew(const CarvedOldMessage &message);
     void addSms(const CarvedOldMessage &message, int found);
     void addMadrid(const CarvedOldMessage &message, int found);
-    int groupOf(const CarvedOldMessage &message);
-    int chatOf(const CarvedOldMessage &message);
+    int groupOf(const CarvedOldMessage &message, int found);
+    int chatOf(const CarvedOldMessage &message, int found);
     MessageGroupRecord group(qint64 groupId) const;
     MessageGroupRecord room(const QString &roomName) const;
 
@@ -285,7 +287,7 @@ void OldMessageJoiner::addSms(const CarvedOldMessage &message, int found)
     item.service = QStringLiteral("SMS");
     item.isFromMe = (message.flags & SmsIsFromMe) != 0;
     item.isSent = message.flags == SmsSent;
-    const int place = groupOf(message);
+    const int place = groupOf(message, found);
     m_conversations.addParticipant(place, {message.address, item.service, message.country});
     m_conversations.addMessage(place, item, {message.date, found});
 }
@@ -300,7 +302,7 @@ void OldMessageJoiner::addMadrid(const CarvedOldMessage &message, int found)
     item.service = QStringLiteral("iMessage");
     item.isFromMe = message.madridFlags != 0 && (message.madridFlags & MadridIsReceived) == 0;
     item.isSent = item.isFromMe;
-    const int place = chatOf(message);
+    const int place = chatOf(message, found);
     m_conversations.addParticipant(place, {message.madridHandle, item.service, message.country});
     // Unlike SMS, iMessages are dated from 2001 on. Unsigned, since a damaged date may be any
     // number.
@@ -308,8 +310,11 @@ void OldMessageJoiner::addMadrid(const CarvedOldMessage &message, int found)
     m_conversations.addMessage(place, item, {qint64(since1970), found});
 }
 
-int OldMessageJoiner::groupOf(const CarvedOldMessage &message)
+int OldMessageJoiner::groupOf(const CarvedOldMessage &message, int found)
 {
+    if (message.isPlaceLost) {
+        return m_conversations.add(QStringLiteral("message ") + QString::number(found), {});
+    }
     const bool isGroup =
         message.groupId > 0
         && (m_live.highestGroupId == 0 || message.groupId <= m_live.highestGroupId);
@@ -329,8 +334,11 @@ MessageGroupRecord OldMessageJoiner::group(qint64 groupId) const
     return record;
 }
 
-int OldMessageJoiner::chatOf(const CarvedOldMessage &message)
+int OldMessageJoiner::chatOf(const CarvedOldMessage &message, int found)
 {
+    if (message.isPlaceLost) {
+        return m_conversations.add(QStringLiteral("message ") + QString::number(found), {});
+    }
     const bool isRoom = !message.madridRoomName.isEmpty();
     const QString key = isRoom
                             ? QStringLiteral("room ") + message.madridRoomName

@@ -7,6 +7,7 @@
 #include "recoverers/communication/messagetext.h"
 
 #include <algorithm>
+#include <cctype>
 
 namespace {
 
@@ -26,6 +27,19 @@ bool isServiceType(qint64 st)
     return st == Text3Type || st == Text8Type;
 }
 
+/// True when a guid of 36 characters stands at `pos`.
+bool isGuidAt(const QByteArray &region, qint64 pos)
+{
+    constexpr char shape[] = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+    if (pos < 0 || pos + qint64(sizeof shape) - 1 > region.size()) {
+        return false;
+    }
+    const char *bytes = region.constData() + pos;
+    return std::equal(shape, shape + sizeof shape - 1, bytes, [](char expected, char byte) {
+        return expected == 'x' ? std::isxdigit(uchar(byte)) != 0 : byte == expected;
+    });
+}
+
 bool isServiceName(const QString &service)
 {
     return std::all_of(service.cbegin(), service.cend(), [](QChar c) { return c.isLetter(); });
@@ -41,6 +55,7 @@ void forgetFieldsBehindTheText(CarvedMessage *message)
     message->service.clear();
     message->roomName.clear();
     message->isIncomplete = true;
+    message->isPlaceLost = true;
 }
 
 /// Makes the best of a row whose guid is not one: it may have been read from a wrong place.
@@ -50,8 +65,7 @@ void repairMisreadRow(CarvedMessage *message)
         message->isTextCut = true;
         forgetFieldsBehindTheText(message);
     }
-    const bool isMisread = !isReadableGuid(message->guid) && isOnlyGuidCharacters(message->text);
-    if (isMisread || hasUnwritableCharacters(message->text)) {
+    if (!isReadableGuid(message->guid) || hasUnwritableCharacters(message->text)) {
         message->text.clear();
     }
 }
@@ -97,27 +111,30 @@ void SMSDbFile::Message5Matcher::readRow(const TableSchema &table, const Row &ro
     while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("address")) {
-            message.address = fields.textBeforeLimit();
+            message.address = fields.uncoveredText();
         } else if (column == QLatin1String("date")) {
-            message.date = fields.integerBeforeLimit();
+            message.date = fields.uncoveredInteger();
         } else if (column == QLatin1String("text")) {
             message.text = fields.textBeforeLimit();
         } else if (column == QLatin1String("flags")) {
-            message.flags = fields.integerBeforeLimit();
+            message.flags = fields.uncoveredInteger();
         } else if (column == QLatin1String("group_id")) {
-            message.groupId = fields.integerBeforeLimit();
+            message.groupId = fields.uncoveredInteger();
+            message.isPlaceLost = message.isPlaceLost || fields.isFieldLost();
         } else if (column == QLatin1String("subject")) {
             message.subject = fields.textBeforeLimit();
         } else if (column == QLatin1String("is_madrid")) {
-            message.isMadrid = fields.integerBeforeLimit() != 0;
+            message.isMadrid = fields.uncoveredInteger() != 0;
         } else if (column == QLatin1String("madrid_handle")) {
-            message.madridHandle = fields.textBeforeLimit();
+            message.madridHandle = fields.uncoveredText();
+            message.isPlaceLost = message.isPlaceLost || fields.isFieldLost();
         } else if (column == QLatin1String("madrid_roomname")) {
-            message.madridRoomName = fields.textBeforeLimit();
+            message.madridRoomName = fields.uncoveredText();
+            message.isPlaceLost = message.isPlaceLost || fields.isFieldLost();
         } else if (column == QLatin1String("madrid_flags")) {
-            message.madridFlags = fields.integerBeforeLimit();
+            message.madridFlags = fields.uncoveredInteger();
         } else if (column == QLatin1String("country")) {
-            message.country = fields.textBeforeLimit();
+            message.country = fields.uncoveredText();
         }
     }
     message.isIncomplete = fields.isCovered() || fields.isCut();
@@ -164,9 +181,9 @@ void SMSDbFile::MadridChatMatcher::readRow(const TableSchema &table, const Row &
     while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("chat_identifier")) {
-            chat.identifier = fields.textBeforeLimit();
+            chat.identifier = fields.uncoveredText();
         } else if (column == QLatin1String("room_name")) {
-            chat.roomName = fields.textBeforeLimit();
+            chat.roomName = fields.uncoveredText();
         }
     }
     if (!fields.isCut() && !fields.isCovered()) {
@@ -231,8 +248,29 @@ bool SMSDbFile::Message6Matcher::matchHeader(const TableSchema &table, const QBy
         || !isBooleanSerialType(columnType(m_type)) || !isServiceType(columnType(m_service))) {
         return false;
     }
+    alignToGuid(region, anchorPos);
     m_isNew = m_anchors.add(m_owner->regionOffset() + anchorPos);
     return true;
+}
+
+/// A row that was written before the table got more columns has fewer serial types, and the first
+/// bytes of its body were taken for the others. The body begins with the guid.
+void SMSDbFile::Message6Matcher::alignToGuid(const QByteArray &region, int anchorPos)
+{
+    if (isGuidAt(region, bodyStart)) {
+        return;
+    }
+    int length = 0;
+    for (int i = serialTypes.size() - 1; i > m_service; --i) {
+        length += varintLength(serialTypes[i]);
+        if (bodyStart - length <= anchorPos) {
+            return;
+        }
+        if (isGuidAt(region, bodyStart - length)) {
+            dropLastTypes(serialTypes.size() - i, length);
+            return;
+        }
+    }
 }
 
 void SMSDbFile::Message6Matcher::startSecondSearch()
@@ -280,7 +318,7 @@ void SMSDbFile::Message6Matcher::readField(RecordFields &fields, CarvedMessage *
     case NoField:
         break;
     case DateField:
-        message->date = fields.integerBeforeLimit();
+        message->date = fields.uncoveredInteger();
         break;
     case TextField:
         message->text = fields.textBeforeLimit();
@@ -290,22 +328,24 @@ void SMSDbFile::Message6Matcher::readField(RecordFields &fields, CarvedMessage *
         message->subject = fields.textBeforeLimit();
         break;
     case HandleField:
-        message->handleId = fields.integerBeforeLimit();
+        message->handleId = fields.uncoveredInteger();
+        message->isPlaceLost = message->isPlaceLost || fields.isFieldLost();
         break;
     case ServiceField:
-        message->service = fields.textBeforeLimit();
+        message->service = fields.uncoveredText();
         break;
     case RoomField:
-        message->roomName = fields.textBeforeLimit();
+        message->roomName = fields.uncoveredText();
+        message->isPlaceLost = message->isPlaceLost || fields.isFieldLost();
         break;
     case IsFromMeField:
-        message->isFromMe = fields.integerBeforeLimit() != 0;
+        message->isFromMe = fields.uncoveredInteger() != 0;
         break;
     case IsSentField:
-        message->isSent = fields.integerBeforeLimit() != 0;
+        message->isSent = fields.uncoveredInteger() != 0;
         break;
     case GuidField:
-        message->guid = fields.textBeforeLimit();
+        message->guid = fields.uncoveredText();
         break;
     }
 }
@@ -346,11 +386,11 @@ void SMSDbFile::Handle6Matcher::readRow(const TableSchema &, const Row &row)
     while (fields.nextOfAll()) {
         const int column = fields.index() + 1;
         if (column == m_id) {
-            carved.handle.id = fields.textBeforeLimit();
+            carved.handle.id = fields.uncoveredText();
         } else if (column == m_service) {
-            carved.handle.service = fields.textBeforeLimit();
+            carved.handle.service = fields.uncoveredText();
         } else if (column == m_country) {
-            carved.handle.country = fields.textBeforeLimit();
+            carved.handle.country = fields.uncoveredText();
         }
     }
     const bool isKnownService = carved.handle.service == QLatin1String("SMS")

@@ -88,18 +88,15 @@ void markByDate(LiveQuery &query, CarvedMessages *carved)
         const auto sameDate = byDate.equal_range(row.integer(0));
         for (auto it = sameDate.first; it != sameDate.second; ++it) {
             CarvedOldMessage &message = **it;
-            const bool isCopy = message.isIncomplete
-                                    ? row.text(1).startsWith(message.text)
-                                    : message.text == row.text(1) && message.address == row.text(2)
-                                          && message.madridHandle == row.text(3);
+            // The same words in the same second are the same message; without words the party
+            // counts.
+            const bool isSame = !message.text.isEmpty() || message.address == row.text(2);
+            const bool isCopy = message.isIncomplete ? row.text(1).startsWith(message.text)
+                                                     : isSame && message.text == row.text(1);
             message.isLiveCopy = message.isLiveCopy || isCopy;
         }
     };
-    // Before iOS 5 there were no iMessages.
-    if (!query.forEachRow(QStringLiteral("select date, text, address, madrid_handle from message"),
-                          mark)) {
-        query.forEachRow(QStringLiteral("select date, text, address, '' from message"), mark);
-    }
+    query.forEachRow(QStringLiteral("select date, text, address from message"), mark);
 }
 
 } // namespace

@@ -25,6 +25,7 @@ struct CarvedMessage
     bool isSent = false;
     bool isTextCut = false;    ///< the text could not be read to its end
     bool isIncomplete = false; ///< some field could not be read, or not to its end
+    bool isPlaceLost = false;  ///< it had a room or a handle that could not be read
     bool isLiveCopy = false;   ///< the same message still exists
 };
 
@@ -43,6 +44,7 @@ struct CarvedOldMessage
     qint64 madridFlags = 0;
     QString country;
     bool isIncomplete = false; ///< some field could not be read, or not to its end
+    bool isPlaceLost = false;  ///< it had a group, a room or a handle that could not be read
     bool isLiveCopy = false;
 };
 

@@ -47,9 +47,3 @@ bool takeGuidOutOfText(QString *guid, QString *text)
     *text = text->mid(behind);
     return true;
 }
-
-bool isOnlyGuidCharacters(const QString &text)
-{
-    static const QRegularExpression pattern(QStringLiteral("\\A[0-9A-F-]*\\z"));
-    return pattern.match(text).hasMatch();
-}

@@ -11,6 +11,3 @@ QString cleanedMessageText(const QString &text);
 /// bytes of a header, and the real guid runs on into the text. Puts `guid` and `text` right and
 /// returns true when that is so.
 bool takeGuidOutOfText(QString *guid, QString *text);
-
-/// True for a text that is no more than a piece of such a guid.
-bool isOnlyGuidCharacters(const QString &text);
