@@ -13,8 +13,6 @@
 
 namespace {
 
-using Strings = QStringList;
-
 /// A person of the device's own store, with one date for all.
 SamplePerson makePerson(const QString &first, const QString &last)
 {
@@ -43,9 +41,9 @@ SampleValue phone(const QString &number)
     return makeValue(3, QStringLiteral("_$!<Mobile>!$_"), number);
 }
 
-Strings texts(const QVector<PersonRecord> &contacts)
+QStringList texts(const QVector<PersonRecord> &contacts)
 {
-    Strings lines;
+    QStringList lines;
     for (const PersonRecord &contact : contacts) {
         lines << contactText(contact);
     }
@@ -53,9 +51,9 @@ Strings texts(const QVector<PersonRecord> &contacts)
 }
 
 /// The values of a kind, to compare those of the search index with the truth.
-Strings valuesOf(const PersonRecord &person, int property)
+QStringList valuesOf(const PersonRecord &person, int property)
 {
-    Strings values;
+    QStringList values;
     for (const PersonValue &value : person.values) {
         if (value.property == property) {
             values << value.value + value.label;
@@ -288,7 +286,7 @@ void TestContacts::joinsWhatBelongsTogether()
               [](const PersonRecord &a, const PersonRecord &b) { return a.first < b.first; });
     QVERIFY(found[1].rowId == 0 || found[1].rowId == 4);
     found[1].rowId = 4;
-    const Strings expected{
+    const QStringList expected{
         QStringLiteral("1 (655000000) Ann | Gone | 4 own label \"ann@example.com\""
                        " | 3 _$!<Mobile>!$_ \"111111\""),
         QStringLiteral("4 (655000000) Dora | Before"),
@@ -340,8 +338,8 @@ void TestContacts::scansAppend()
     QVERIFY(makeSample({ContactLayout::Ios8, ContactDeletion::Scattered}, 4096, &sample));
     SqliteRecovery recovery;
     recovery.scanRecoveryForType(ScanTypeContacts, path("sample.db"), nullptr);
-    const Strings contacts = texts(contactsOf(&recovery));
-    const Strings hidden = texts(hiddenContactsOf(&recovery));
+    const QStringList contacts = texts(contactsOf(&recovery));
+    const QStringList hidden = texts(hiddenContactsOf(&recovery));
     QVERIFY(contacts.size() > 10 && hidden.size() > 2);
     recovery.scanRecoveryForType(ScanTypeContacts, path("sample.db"), nullptr);
     QCOMPARE(texts(contactsOf(&recovery)), contacts + contacts);
@@ -405,7 +403,7 @@ void TestContacts::rowsInTheLogAreLive()
     const QString copy = path("copy.db");
     QVERIFY(writeFile(copy, readFile(path("wal.db"))));
     QCOMPARE(texts(scanContacts(copy)),
-             Strings{QStringLiteral("1 (655000000) Ann | Gone | 3 _$!<Mobile>!$_ \"111111\"")});
+             QStringList{QStringLiteral("1 (655000000) Ann | Gone | 3 _$!<Mobile>!$_ \"111111\"")});
     QVERIFY(writeFile(copy + QStringLiteral("-wal"), readFile(path("wal.db-wal"))));
     const QStringList before = folderState(m_dir.path());
     for (const PersonRecord &contact : scanContacts(copy)) {
@@ -417,11 +415,11 @@ void TestContacts::rowsInTheLogAreLive()
 void TestContacts::incompleteBooks_data()
 {
     QTest::addColumn<QString>("change");
-    QTest::addColumn<Strings>("found");
+    QTest::addColumn<QStringList>("found");
     const QString named = QStringLiteral("1 (655000000) Ann | Gone | 3 _$!<Mobile>!$_ \"111111\"");
     const QString unlabelled = QStringLiteral("1 (655000000) Ann | Gone | 3  \"111111\"");
     const QString unnamed = QStringLiteral("1 (0) 3 _$!<Mobile>!$_ \"111111\"");
-    const auto row = [](const char *name, const char *change, const Strings &found) {
+    const auto row = [](const char *name, const char *change, const QStringList &found) {
         QTest::newRow(name) << QString::fromLatin1(change) << found;
     };
     row("complete", "select 1", {named});
@@ -453,8 +451,8 @@ void TestContacts::incompleteBooks()
     bob.values = {phone(QStringLiteral("222222"))};
     QVERIFY(writer.insert(&ann) && writer.insert(&bob) && writer.remove(ann, true)
             && db.exec(change) && db.close());
-    const Strings contacts = texts(scanContacts(path("incomplete.db")));
-    QFETCH(Strings, found);
+    const QStringList contacts = texts(scanContacts(path("incomplete.db")));
+    QFETCH(QStringList, found);
     QVERIFY2(contacts == found, qPrintable(contacts.join(QLatin1Char('\n'))));
 }
 
