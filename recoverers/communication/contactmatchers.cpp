@@ -3,13 +3,11 @@
 #include "engine/fieldreader.h"
 #include "engine/serialtype.h"
 
-#include <QLoggingCategory>
+#include <QDebug>
 
 #include <algorithm>
 
 namespace {
-
-Q_LOGGING_CATEGORY(logCarving, "sqliterecovery.carving")
 
 // Columns of a person that must hold text or NULL.
 constexpr const char *TextColumns[] = {"first",         "last",           "middle",
@@ -212,7 +210,7 @@ void ContactDbFile::ABMultivalueMatcher::readRow(const TableSchema &table, const
 
 void ContactDbFile::ABMultivalueMatcher::inspectLiveCell(const QByteArray &region, int cellOffset)
 {
-    qCDebug(logCarving) << "live value at" << cellOffset << "of" << region.size();
+    qDebug() << "live value at" << cellOffset << "of" << region.size();
 }
 
 ContactDbFile::ABMultivalueEntryMatcher::ABMultivalueEntryMatcher(ContactDbFile *recoverer)
