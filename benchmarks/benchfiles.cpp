@@ -1,8 +1,8 @@
 #include "benchmarks/benchfiles.h"
 
 #include "api/sqliterecovery.h"
-#include "benchmarks/benchmatchers.h"
 #include "recoverers/communication/callhistorymatchers.h"
+#include "recoverers/communication/messagematchers.h"
 #include "samples/bulksamples.h"
 #include "samples/sampledatabase.h"
 
@@ -92,6 +92,33 @@ bool verifyCallRecords(const QString &path)
     return share > 0.95; // the others are mixtures where rows met
 }
 
+/// Every message that a scan finds must be one that was inserted and is no more.
+bool verifyMessageRecords(const QString &path)
+{
+    const qint64 live = countRows(path, QStringLiteral("message"), "count(*)");
+    const qint64 deleted = insertedRows(path, QStringLiteral("message")) - live;
+    SqliteRecovery recovery;
+    recovery.scanRecoveryForType(ScanTypeMessages, path, nullptr);
+    QHash<QString, int> found;
+    for (unsigned i = 0; i < recovery.getMessageGroupCount(); ++i) {
+        for (const MessageItem &message : recovery.getMessageGroup(i)->messages) {
+            ++found[message.guid];
+        }
+    }
+    SampleDatabase db;
+    if (!db.open(path)) {
+        return false;
+    }
+    int stillLive = 0;
+    for (auto guid = found.cbegin(); guid != found.cend(); ++guid) {
+        stillLive +=
+            db.scalar(QStringLiteral("SELECT 1 FROM message WHERE guid=?"), {guid.key()}).isValid();
+    }
+    std::printf("message: %d of %lld deleted messages recovered, %d that are still live\n",
+                found.size(), deleted, stillLive);
+    return stillLive == 0 && found.size() <= deleted && found.size() > deleted * 9 / 10;
+}
+
 } // namespace
 
 bool prepareFiles(const QString &folder, int mebibytes, BenchFiles *files)
@@ -120,9 +147,9 @@ bool verifyFiles(const BenchFiles &files)
 {
     return verifyCounts<CallHistoryDbFile::CallhistoryMatcher, CallHistoryDbFile>(
                files.calls, QStringLiteral("call"))
-           && verifyCounts<BenchMessageMatcher, BenchDbFile>(files.messages,
-                                                             QStringLiteral("message"))
-           && verifyCallRecords(files.calls);
+           && verifyCounts<SMSDbFile::Message6Matcher, SMSDbFile>(files.messages,
+                                                                  QStringLiteral("message"))
+           && verifyCallRecords(files.calls) && verifyMessageRecords(files.messages);
 }
 
 int carveCalls(const QString &path)
@@ -138,11 +165,30 @@ int carveCalls(const QString &path)
 
 int carveMessages(const QString &path)
 {
-    BenchDbFile file;
+    SMSDbFile file;
     if (!file.open(path)) {
         return -1;
     }
-    BenchMessageMatcher matcher(&file);
-    file.carveTable(*file.table(QStringLiteral("message")), matcher, 0, false);
+    const TableSchema messages = *file.table(QStringLiteral("message"));
+    SMSDbFile::Message6Matcher matcher(&file);
+    file.carveTable(messages, matcher, 0, false);
+    matcher.startSecondSearch();
+    const TableSchema fixed = SMSDbFile::fixedTable(messages);
+    file.carveTable(fixed, matcher, 0, false);
+    matcher.finish();
+    SMSDbFile::Handle6Matcher handles(&file);
+    file.carveTable(*file.table(QStringLiteral("handle")), handles, 0, false);
+    handles.finish();
     return matcher.deletedMatches;
+}
+
+int scanMessageFile(const QString &path)
+{
+    SqliteRecovery recovery;
+    recovery.scanRecoveryForType(ScanTypeMessages, path, nullptr);
+    int messages = 0;
+    for (unsigned i = 0; i < recovery.getMessageGroupCount(); ++i) {
+        messages += recovery.getMessageGroup(i)->messages.size();
+    }
+    return messages;
 }

@@ -22,4 +22,10 @@ bool verifyFiles(const BenchFiles &files);
 /// One pass of the engine over the table in the file. Returns the number of deleted matches, -1
 /// when the file cannot be opened.
 int carveCalls(const QString &path);
+
+/// The three passes of a scan for messages: the table under its own columns, then under those of
+/// iOS 14, then the handles. Returns as carveCalls().
 int carveMessages(const QString &path);
+
+/// A whole scan: the three passes, the live rows and the joining. Returns the number of messages.
+int scanMessageFile(const QString &path);

@@ -60,6 +60,9 @@ protected:
     /// `length` bytes earlier.
     void dropLastTypes(int count, int length);
 
+    /// True while a row is held back.
+    bool isHolding() const { return m_isHeld; }
+
     /// Where the candidate's record begins in the region: at its rowid.
     int recordStart() const { return m_anchorPos - headerStart; }
     qint64 typesStart() const { return bodyStart - m_typesLength; }

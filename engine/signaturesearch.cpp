@@ -10,7 +10,7 @@ RegionSignatures::RegionSignatures(const QList<QByteArrayMatcher> &signatures,
     for (const QByteArrayMatcher &matcher : signatures) {
         const QByteArray pattern = matcher.pattern();
         if (!pattern.isEmpty()) {
-            m_patterns.append({&matcher, pattern.size() == 1 ? uchar(pattern[0]) : -1, -1});
+            m_patterns.append({pattern, -1});
         }
     }
 }
@@ -39,12 +39,21 @@ int RegionSignatures::search(const Pattern &pattern, int pos) const
     if (pos >= m_region.size()) {
         return -1;
     }
-    if (pattern.single < 0) {
-        return pattern.matcher->indexIn(m_region, pos);
+    // The C library finds a single byte many times faster than a run of bytes, and patterns begin
+    // with bytes that are rare.
+    const QByteArray &bytes = pattern.bytes;
+    const char *begin = m_region.constData();
+    const char *end = begin + m_region.size() - bytes.size() + 1;
+    for (const char *at = begin + pos; at < end; ++at) {
+        at = static_cast<const char *>(std::memchr(at, bytes[0], size_t(end - at)));
+        if (!at) {
+            return -1;
+        }
+        if (std::equal(bytes.cbegin() + 1, bytes.cend(), at + 1)) {
+            return int(at - begin);
+        }
     }
-    const char *data = m_region.constData();
-    const void *hit = std::memchr(data + pos, pattern.single, size_t(m_region.size() - pos));
-    return hit ? int(static_cast<const char *>(hit) - data) : -1;
+    return -1;
 }
 
 int findNextSignature(RegionSignatures &patterns, int &pos)

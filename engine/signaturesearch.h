@@ -20,9 +20,8 @@ public:
 private:
     struct Pattern
     {
-        const QByteArrayMatcher *matcher;
-        int single; ///< the byte of a one-byte pattern, -1 for a longer one
-        int index;  ///< where it occurs next; -1 when not yet searched
+        QByteArray bytes;
+        int index; ///< where it occurs next; -1 when not yet searched
     };
 
     int search(const Pattern &pattern, int pos) const;

@@ -2,12 +2,17 @@
 
 #include <algorithm>
 
-bool MatchedAnchors::add(qint64 fileOffset)
+bool MatchedAnchors::isKnown(qint64 fileOffset)
 {
-    if (m_isSecond) {
-        return !std::binary_search(m_places.cbegin(), m_places.cend(), fileOffset);
+    // Both searches go through a region alike, so mostly it is the next one.
+    if (m_next >= m_places.size() || m_places[m_next] != fileOffset) {
+        const auto place = std::lower_bound(m_places.cbegin(), m_places.cend(), fileOffset);
+        if (place == m_places.cend() || *place != fileOffset) {
+            return false;
+        }
+        m_next = size_t(place - m_places.cbegin());
     }
-    m_places.push_back(fileOffset);
+    ++m_next;
     return true;
 }
 

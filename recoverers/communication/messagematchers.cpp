@@ -27,17 +27,18 @@ bool isServiceType(qint64 st)
     return st == Text3Type || st == Text8Type;
 }
 
-/// True when a guid of 36 characters stands at `pos`.
-bool isGuidAt(const QByteArray &region, qint64 pos)
+constexpr int GuidLength = 36;
+
+/// True when the dashes of a guid stand where they should in the 36 bytes at `bytes`.
+bool hasGuidDashes(const char *bytes)
 {
-    constexpr char shape[] = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
-    if (pos < 0 || pos + qint64(sizeof shape) - 1 > region.size()) {
-        return false;
-    }
-    const char *bytes = region.constData() + pos;
-    return std::equal(shape, shape + sizeof shape - 1, bytes, [](char expected, char byte) {
-        return expected == 'x' ? std::isxdigit(uchar(byte)) != 0 : byte == expected;
-    });
+    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
+}
+
+bool isGuid(const char *bytes)
+{
+    const auto isDigitOrDash = [](char c) { return c == '-' || std::isxdigit(uchar(c)) != 0; };
+    return hasGuidDashes(bytes) && std::all_of(bytes, bytes + GuidLength, isDigitOrDash);
 }
 
 bool isServiceName(const QString &service)
@@ -239,6 +240,11 @@ bool SMSDbFile::Message6Matcher::matchHeader(const TableSchema &table, const QBy
         || !isTextSerialType(textType, false)) {
         return false;
     }
+    // A row that was found before matters only where it may cover the one that is held back.
+    const qint64 place = m_owner->regionOffset() + anchorPos;
+    if (!isHolding() && m_anchors.isRepeated(place)) {
+        return false;
+    }
     const int columnCount = table.columns.size();
     decodeAround(region, anchorPos, m_guid - 1, columnCount - m_guid);
     if (serialTypes.size() != columnCount - 1 || !isTextSerialType(columnType(m_text), false)
@@ -249,7 +255,7 @@ bool SMSDbFile::Message6Matcher::matchHeader(const TableSchema &table, const QBy
         return false;
     }
     alignToGuid(region, anchorPos);
-    m_isNew = m_anchors.add(m_owner->regionOffset() + anchorPos);
+    m_isNew = m_anchors.add(place);
     return true;
 }
 
@@ -257,16 +263,19 @@ bool SMSDbFile::Message6Matcher::matchHeader(const TableSchema &table, const QBy
 /// bytes of its body were taken for the others. The body begins with the guid.
 void SMSDbFile::Message6Matcher::alignToGuid(const QByteArray &region, int anchorPos)
 {
-    if (isGuidAt(region, bodyStart)) {
+    const qint64 last = region.size() - GuidLength; // where a guid can begin
+    const char *bytes = region.constData();
+    if (bodyStart <= last && hasGuidDashes(bytes + bodyStart)) {
         return;
     }
     int length = 0;
     for (int i = serialTypes.size() - 1; i > m_service; --i) {
         length += varintLength(serialTypes[i]);
-        if (bodyStart - length <= anchorPos) {
+        const qint64 start = bodyStart - length;
+        if (start <= anchorPos) {
             return;
         }
-        if (isGuidAt(region, bodyStart - length)) {
+        if (start <= last && isGuid(bytes + start)) {
             dropLastTypes(serialTypes.size() - i, length);
             return;
         }

@@ -89,14 +89,20 @@ void SMSDbFile::carveNewGeneration(double span)
     }
 }
 
+TableSchema SMSDbFile::fixedTable(const TableSchema &messages)
+{
+    TableSchema table = messages;
+    table.columns = parseColumnList(QLatin1String(MessageColumns));
+    return table;
+}
+
 bool SMSDbFile::carveMessages(double span)
 {
     const TableSchema *messages = table(QStringLiteral("message"));
     if (!messages) {
         return true;
     }
-    TableSchema fixed = *messages;
-    fixed.columns = parseColumnList(QLatin1String(MessageColumns));
+    const TableSchema fixed = fixedTable(*messages);
     Message6Matcher matcher(this);
     bool goOn = carveTable(*messages, matcher, span, false);
     matcher.startSecondSearch();

@@ -17,6 +17,10 @@ public:
     explicit SMSDbFile(QObject *parent = nullptr);
     ~SMSDbFile() override;
 
+    /// The table "message" with the columns of iOS 14, for rows that were written under other
+    /// columns than it has now.
+    static TableSchema fixedTable(const TableSchema &messages);
+
     /// A scan that is stopped delivers what was found until then.
     int scanDeletedRecords(SqliteRecovery *resultHolder) override;
 
