@@ -101,7 +101,7 @@ QString partsText(const QCborArray &entries)
     bool hasCountry = false;
     const QVector<Part> parts = sortedParts(entries);
     for (const Part &part : parts) {
-        hasCountry = hasCountry || part.key == QLatin1String("Country");
+        hasCountry = hasCountry || (part.key == QLatin1String("Country") && !part.text.isEmpty());
         if (!hasCountry || part.key != QLatin1String("CountryCode")) {
             // A street may take several lines.
             texts.append(QString(part.text).replace(QLatin1Char('\n'), QStringLiteral(", ")));
