@@ -72,7 +72,7 @@ private:
     }
     void entry(qint64 parentId, qint64 key, const char *text)
     {
-        m_carved.entries.push_back({parentId, key, QString::fromUtf8(text)});
+        m_carved.entries.push_back({parentId, key, QString::fromUtf8(text), false});
     }
     QStringList assembled() const
     {
@@ -258,6 +258,8 @@ void TestContactAssembler::nothingEmptyNothingUnreadable()
     value(13, 7, "\x03\x06\x0F\x01", 1); // bytes of an index
     value(14, 7, "", 5);
     entry(14, 1, "\x01Main Stree"); // read one byte early
+    entry(14, 1, "lMain Stree");
+    m_carved.entries.back().isMisread = true;
     QCOMPARE(assembled(), list({"#6  ; 3 _$!<Mobile>!$_ 111"}));
 }
 

@@ -1,9 +1,7 @@
-#include "engine/signaturesearch.h"
 #include "recoverers/communication/contactmatchers.h"
 #include "samples/contactlayout.h"
-#include "tests/support/databaseimage.h"
+#include "tests/support/matcherharness.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
@@ -11,11 +9,6 @@ namespace {
 const QString PersonTable = QStringLiteral("abperson");
 const QString ValueTable = QStringLiteral("abmultivalue");
 const QString EntryTable = QStringLiteral("abmultivalueentry");
-
-QString text(int size)
-{
-    return QString(size, QLatin1Char('F'));
-}
 
 /// The statement of the table among those of iOS 8.
 QString statementOf(const QString &table)
@@ -52,51 +45,6 @@ private Q_SLOTS:
     void inspectedValueIsLogged();
 
 private:
-    bool open(const QString &table, const QString &statement)
-    {
-        DatabaseImage image(4096, 2);
-        image.schemaTable(table, 2, statement).leafPage(2, {});
-        const QString path = m_dir.filePath(table);
-        return image.save(path) && m_file.open(path) && m_file.table(table);
-    }
-    QStringList columnsOf(const QString &table)
-    {
-        QStringList names;
-        for (const ColumnDef &column : m_file.table(table)->columns) {
-            names.append(column.name);
-        }
-        return names;
-    }
-    /// How often the matcher takes a header in the row, which has the values of `row` in the
-    /// columns named there and NULL in all others.
-    template<typename Matcher>
-    int matches(const QString &table, const QVariantMap &row, int missingColumns = 0,
-                bool isWhole = true)
-    {
-        QVariantList values;
-        for (const QString &column : columnsOf(table)) {
-            values.append(row.value(column));
-        }
-        for (int i = 0; i < missingColumns; ++i) {
-            values.removeLast();
-        }
-        QByteArray cell = leafCell(7, record(values));
-        if (!isWhole) {
-            cell[0] = 0;
-        }
-        const QByteArray region = QByteArray(16, '\0') + cell + QByteArray(64, '\0');
-        Matcher matcher(&m_file);
-        if (!matcher.bindColumns(*m_file.table(table))) {
-            return -1;
-        }
-        RegionSignatures signatures(matcher.signatures, region);
-        int count = 0;
-        int pos = 0;
-        for (int hit = 0; (hit = findNextSignature(signatures, pos)) >= 0;) {
-            count += matcher.matchHeader(*m_file.table(table), region, hit);
-        }
-        return count;
-    }
     QVariantMap personRow() const
     {
         return {{QStringLiteral("first"), QStringLiteral("Anna")},
@@ -104,19 +52,19 @@ private:
                 {QStringLiteral("kind"), 0},
                 {QStringLiteral("creationdate"), 400000000},
                 {QStringLiteral("modificationdate"), 410000000},
-                {QStringLiteral("externaluuid"), text(36)},
+                {QStringLiteral("externaluuid"), letters(36)},
                 {QStringLiteral("storeid"), 0},
                 {QStringLiteral("firstsortlanguageindex"), 2147483647},
                 {QStringLiteral("lastsortlanguageindex"), 2147483647},
                 {QStringLiteral("personlink"), -1},
                 {QStringLiteral("ispreferredname"), 1},
-                {QStringLiteral("guid"), text(36)}};
+                {QStringLiteral("guid"), letters(36)}};
     }
     QVariantMap valueRow() const
     {
-        return {{QStringLiteral("record_id"), 5},    {QStringLiteral("property"), 3},
-                {QStringLiteral("identifier"), 0},   {QStringLiteral("label"), 2},
-                {QStringLiteral("value"), text(12)}, {QStringLiteral("guid"), text(36)}};
+        return {{QStringLiteral("record_id"), 5},       {QStringLiteral("property"), 3},
+                {QStringLiteral("identifier"), 0},      {QStringLiteral("label"), 2},
+                {QStringLiteral("value"), letters(12)}, {QStringLiteral("guid"), letters(36)}};
     }
     void addColumns()
     {
@@ -129,8 +77,7 @@ private:
         QTest::newRow(name) << QString::fromLatin1(column) << value << isTaken;
     }
 
-    QTemporaryDir m_dir;
-    ContactDbFile m_file;
+    MatcherHarness<ContactDbFile> m_harness;
 };
 
 void TestContactMatchers::persons_data()
@@ -146,7 +93,7 @@ void TestContactMatchers::persons_data()
             << QString::fromLatin1(column) << QVariant(QByteArray(4, 'x')) << false;
     }
     addRow("no identifier of a card", "externaluuid", QVariant(), true);
-    addRow("identifier of a synced card", "externaluuid", text(35), false);
+    addRow("identifier of a synced card", "externaluuid", letters(35), false);
     addRow("preferred name 0", "ispreferredname", 0, true);
     addRow("preferred name 2", "ispreferredname", 2, true);
     addRow("preferred name of two bytes", "ispreferredname", 300, false);
@@ -160,17 +107,17 @@ void TestContactMatchers::persons()
     QFETCH(QString, column);
     QFETCH(QVariant, value);
     QFETCH(bool, isTaken);
-    QVERIFY(open(PersonTable, statementOf(PersonTable)));
-    QVERIFY(columnsOf(PersonTable).contains(column));
+    QVERIFY(m_harness.open(PersonTable, statementOf(PersonTable)));
+    QVERIFY(m_harness.columns().contains(column));
     QVariantMap row = personRow();
     row[column] = value;
-    QCOMPARE(matches<ContactDbFile::ABPersonMatcher>(PersonTable, row), int(isTaken));
+    QCOMPARE(m_harness.matches<ContactDbFile::ABPersonMatcher>(m_harness.cell(row)), int(isTaken));
 }
 
 void TestContactMatchers::values_data()
 {
     addColumns();
-    addRow("as on a device", "value", text(9), true);
+    addRow("as on a device", "value", letters(9), true);
     addRow("person 1", "record_id", 1, true);
     addRow("person 300", "record_id", 300, true);
     addRow("person 0", "record_id", 0, false);
@@ -190,16 +137,17 @@ void TestContactMatchers::values()
     QFETCH(QString, column);
     QFETCH(QVariant, value);
     QFETCH(bool, isTaken);
-    QVERIFY(open(ValueTable, statementOf(ValueTable)));
+    QVERIFY(m_harness.open(ValueTable, statementOf(ValueTable)));
     QVariantMap row = valueRow();
     row[column] = value;
-    QCOMPARE(matches<ContactDbFile::ABMultivalueMatcher>(ValueTable, row), int(isTaken));
+    QCOMPARE(m_harness.matches<ContactDbFile::ABMultivalueMatcher>(m_harness.cell(row)),
+             int(isTaken));
 }
 
 void TestContactMatchers::entries_data()
 {
     addColumns();
-    addRow("as on a device", "value", text(9), true);
+    addRow("as on a device", "value", letters(9), true);
     addRow("parent 300", "parent_id", 300, true);
     addRow("parent 70000", "parent_id", 70000, false);
     addRow("key 1", "key", 1, true);
@@ -212,21 +160,23 @@ void TestContactMatchers::entries()
     QFETCH(QString, column);
     QFETCH(QVariant, value);
     QFETCH(bool, isTaken);
-    QVERIFY(open(EntryTable, statementOf(EntryTable)));
+    QVERIFY(m_harness.open(EntryTable, statementOf(EntryTable)));
     QVariantMap row{{QStringLiteral("parent_id"), 5},
                     {QStringLiteral("key"), 2},
-                    {QStringLiteral("value"), text(12)}};
+                    {QStringLiteral("value"), letters(12)}};
     row[column] = value;
-    QCOMPARE(matches<ContactDbFile::ABMultivalueEntryMatcher>(EntryTable, row), int(isTaken));
+    QCOMPARE(m_harness.matches<ContactDbFile::ABMultivalueEntryMatcher>(m_harness.cell(row)),
+             int(isTaken));
 }
 
 void TestContactMatchers::rowOfAnotherLayoutIsNotTakenWhileItsCellIsWhole()
 {
     // Two columns less: the first two bytes of the body would be taken for their types.
-    QVERIFY(open(PersonTable, statementOf(PersonTable)));
-    const QVariantMap row = personRow();
-    QCOMPARE(matches<ContactDbFile::ABPersonMatcher>(PersonTable, row, 2), 0);
-    QCOMPARE(matches<ContactDbFile::ABPersonMatcher>(PersonTable, row, 2, false), 1);
+    QVERIFY(m_harness.open(PersonTable, statementOf(PersonTable)));
+    QByteArray cell = m_harness.cell(personRow(), 2);
+    QCOMPARE(m_harness.matches<ContactDbFile::ABPersonMatcher>(cell), 0);
+    cell[0] = 0; // the payload size is overwritten
+    QCOMPARE(m_harness.matches<ContactDbFile::ABPersonMatcher>(cell), 1);
 }
 
 void TestContactMatchers::columnsThatCannotBeBound()
@@ -234,31 +184,34 @@ void TestContactMatchers::columnsThatCannotBeBound()
     QString withoutUuid = statementOf(PersonTable);
     QVERIFY(withoutUuid.contains(QLatin1String("ExternalUUID")));
     withoutUuid.replace(QLatin1String("ExternalUUID"), QLatin1String("Other"));
-    QVERIFY(open(PersonTable, withoutUuid));
-    QCOMPARE(matches<ContactDbFile::ABPersonMatcher>(PersonTable, personRow()), -1);
+    QVERIFY(m_harness.open(PersonTable, withoutUuid));
+    QCOMPARE(m_harness.matches<ContactDbFile::ABPersonMatcher>(m_harness.cell(personRow())), -1);
     // The property as first column has no person in front of it, as last one no label behind.
-    QVERIFY(open(ValueTable, QStringLiteral("CREATE TABLE ABMultiValue (uid INTEGER, property "
-                                            "INTEGER, a, b, c)")));
-    QCOMPARE(matches<ContactDbFile::ABMultivalueMatcher>(ValueTable, valueRow()), 0);
-    QVERIFY(open(ValueTable, QStringLiteral("CREATE TABLE ABMultiValue (uid INTEGER, record_id "
-                                            "INTEGER, property INTEGER)")));
-    QCOMPARE(matches<ContactDbFile::ABMultivalueMatcher>(ValueTable, valueRow()), 0);
-    QVERIFY(open(EntryTable, QStringLiteral("CREATE TABLE ABMultiValueEntry (parent_id, key)")));
-    QCOMPARE(matches<ContactDbFile::ABMultivalueEntryMatcher>(
-                 EntryTable, {{QStringLiteral("parent_id"), 5}, {QStringLiteral("key"), 5}}),
-             0);
+    QVERIFY(m_harness.open(ValueTable,
+                           QStringLiteral("CREATE TABLE ABMultiValue (uid INTEGER, property "
+                                          "INTEGER, a, b, c)")));
+    QCOMPARE(m_harness.matches<ContactDbFile::ABMultivalueMatcher>(m_harness.cell(valueRow())), 0);
+    QVERIFY(m_harness.open(ValueTable,
+                           QStringLiteral("CREATE TABLE ABMultiValue (uid INTEGER, record_id "
+                                          "INTEGER, property INTEGER)")));
+    QCOMPARE(m_harness.matches<ContactDbFile::ABMultivalueMatcher>(m_harness.cell(valueRow())), 0);
+    QVERIFY(m_harness.open(EntryTable,
+                           QStringLiteral("CREATE TABLE ABMultiValueEntry (parent_id, key)")));
+    const QByteArray entry =
+        m_harness.cell({{QStringLiteral("parent_id"), 5}, {QStringLiteral("key"), 5}});
+    QCOMPARE(m_harness.matches<ContactDbFile::ABMultivalueEntryMatcher>(entry), 0);
 }
 
 void TestContactMatchers::liveValuesAreNotInspected()
 {
-    ContactDbFile::ABMultivalueMatcher matcher(&m_file);
+    ContactDbFile::ABMultivalueMatcher matcher(&m_harness.file());
     QVERIFY(!matcher.wantsLiveCells());
 }
 
 void TestContactMatchers::inspectedValueIsLogged()
 {
     QTest::ignoreMessage(QtDebugMsg, "live value at 3 of 10");
-    ContactDbFile::ABMultivalueMatcher matcher(&m_file);
+    ContactDbFile::ABMultivalueMatcher matcher(&m_harness.file());
     matcher.inspectLiveCell(QByteArray(10, 'x'), 3);
 }
 

@@ -44,6 +44,9 @@ struct MultivalueEntry
     qint64 parentId = 0; ///< the value
     qint64 key = 0;
     QString value;
+    /// The parent takes more than the one byte that was read: the entry is not the one that it
+    /// seems to be.
+    bool isMisread = false;
 };
 
 /// What of an address book still exists; by row identifier unless said otherwise.

@@ -311,7 +311,7 @@ ValueCollector::ValueCollector(const LiveAddressBook &live, const CarvedAddressB
         }
     }
     for (const MultivalueEntry &entry : carved.entries) {
-        if (isReadable(entry.value)) {
+        if (!entry.isMisread && isReadable(entry.value)) {
             addEntry(entry);
         }
     }

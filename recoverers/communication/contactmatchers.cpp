@@ -255,8 +255,9 @@ void ContactDbFile::ABMultivalueEntryMatcher::extractRecord(const TableSchema &,
     constexpr qint64 OneByteInteger = 1;
     QVector<qint64> &types = serialTypes;
     const int parent = m_key - 1;
-    types[parent] = OneByteInteger;
     MultivalueEntry entry;
+    entry.isMisread = types[parent] != OneByteInteger;
+    types[parent] = OneByteInteger;
     RecordFields fields(payload, bodyStart, types, limit, m_owner->headerInfo().textEncoding);
     while (fields.nextOfAll()) {
         if (fields.index() == parent) {

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "engine/recordmatcher.h"
+#include "engine/signaturesearch.h"
+#include "engine/sqlitedbfile.h"
+#include "tests/support/databaseimage.h"
+
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QVariantMap>
+
+/// A recoverer over a database that holds one empty table, to try its matchers on single rows.
+template<typename DbFile> class MatcherHarness
+{
+public:
+    /// False when the recoverer cannot open a database with the table.
+    bool open(const QString &name, const QString &statement)
+    {
+        m_name = name;
+        DatabaseImage image(4096, 2);
+        image.schemaTable(name, 2, statement).leafPage(2, {});
+        const QString path = m_dir.filePath(name);
+        return image.save(path) && m_file.open(path) && m_file.table(name);
+    }
+
+    DbFile &file() { return m_file; }
+
+    QStringList columns()
+    {
+        QStringList names;
+        for (const ColumnDef &column : m_file.table(m_name)->columns) {
+            names.append(column.name);
+        }
+        return names;
+    }
+
+    /// A cell with the values of `row` in the columns named there and NULL in all others; the last
+    /// `missing` columns are left out, as in rows that are older than they are.
+    QByteArray cell(const QVariantMap &row, int missing = 0)
+    {
+        QVariantList values;
+        const QStringList names = columns();
+        for (const QString &column : names.mid(0, names.size() - missing)) {
+            values.append(row.value(column));
+        }
+        return leafCell(7, record(values));
+    }
+
+    /// How often the matcher takes a header in the cell; -1 when it cannot be bound.
+    template<typename Matcher> int matches(const QByteArray &cell)
+    {
+        const TableSchema &table = *m_file.table(m_name);
+        const QByteArray region = QByteArray(16, '\0') + cell + QByteArray(64, '\0');
+        Matcher matcher(&m_file);
+        if (!matcher.bindColumns(table)) {
+            return -1;
+        }
+        RegionSignatures signatures(matcher.signatures, region);
+        int count = 0;
+        int pos = 0;
+        for (int hit = 0; (hit = findNextSignature(signatures, pos)) >= 0;) {
+            count += matcher.matchHeader(table, region, hit);
+        }
+        return count;
+    }
+
+private:
+    QTemporaryDir m_dir;
+    QString m_name;
+    DbFile m_file;
+};
+
+/// `count` letters.
+inline QString letters(int count)
+{
+    return QString(count, QLatin1Char('F'));
+}
