@@ -8,6 +8,14 @@
 
 #include <algorithm>
 
+namespace {
+
+/// Overflow pages belong to one row each, and copies of a row are few. A hostile file, in which any
+/// number of rows claim the same pages, gets no more than so many times its own size.
+constexpr qint64 MostRebuilds = 16;
+
+} // namespace
+
 void RowMatcher::trackRowid(const TableSchema &table, bool restart, bool)
 {
     if (m_isHeld && !restart) {
@@ -50,7 +58,15 @@ QByteArray RowMatcher::readPayload(const QByteArray &region, QIODevice &device,
     const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
     m_localEnd = localEnd();
     m_isRebuilt = spills(payload, header);
-    return m_isRebuilt ? rebuildPayload(region, device, header, payload) : region;
+    if (!m_isRebuilt) {
+        return region;
+    }
+    if (m_rebuilt > MostRebuilds * device.size()) {
+        return region.left(int(std::max<qint64>(m_localEnd - OverflowPointerSize, 0)));
+    }
+    const QByteArray bytes = rebuildPayload(region, device, header, payload);
+    m_rebuilt += bytes.size();
+    return bytes;
 }
 
 void RowMatcher::extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,

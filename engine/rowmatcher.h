@@ -83,5 +83,6 @@ private:
     const TableSchema *m_table = nullptr; ///< of the held row
     qint64 m_localEnd = 0;
     bool m_isRebuilt = false;
+    qint64 m_rebuilt = 0; ///< bytes, of all rows
     int m_anchorPos = 0;
 };

@@ -33,7 +33,7 @@ void RowNumbering::addLive(qint64 rowid, const Place &place)
     m_entries.append({nullptr, place, std::max<qint64>(rowid, 0)});
     if (rowid > 0) {
         settle();
-        m_entries = {m_entries.last()};
+        m_entries.erase(m_entries.begin(), m_entries.end() - 1);
     }
 }
 
