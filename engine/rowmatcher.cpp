@@ -28,12 +28,12 @@ void RowMatcher::trackRowid(const TableSchema &table, bool restart, bool)
 /// in front of a record there is at least its payload size.
 void RowMatcher::coverHeldRow()
 {
-    const int start = recordStart();
-    if (start <= m_held.bodyStart || start >= m_held.localEnd) {
+    if (typesStart() < m_held.bodyStart || recordStart() >= m_held.localEnd) {
         return;
     }
-    const int cellStart = start - varintLength(payloadSize());
-    m_held.limit = m_held.limit == 0 ? cellStart : std::min(m_held.limit, cellStart);
+    const qint64 cellStart = recordStart() - varintLength(payloadSize());
+    const int covered = int(std::max(cellStart, m_held.bodyStart));
+    m_held.limit = m_held.limit == 0 ? covered : std::min(m_held.limit, covered);
 }
 
 void RowMatcher::readHeldRow(const TableSchema &table)
@@ -64,9 +64,8 @@ QByteArray RowMatcher::readPayload(const QByteArray &region, QIODevice &device,
     if (m_rebuilt > MostRebuilds * device.size()) {
         return region.left(int(std::max<qint64>(m_localEnd - OverflowPointerSize, 0)));
     }
-    const QByteArray bytes = rebuildPayload(region, device, header, payload);
-    m_rebuilt += bytes.size();
-    return bytes;
+    m_rebuilt += payload.size;
+    return rebuildPayload(region, device, header, payload);
 }
 
 void RowMatcher::extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
@@ -96,11 +95,11 @@ RecordFields RowMatcher::fieldsOf(const Row &row) const
 }
 
 void RowMatcher::decodeAround(const QByteArray &region, int anchorPos, int typesBefore,
-                              int typesAfter)
+                              int typesAfter, int lookBack)
 {
     m_anchorPos = anchorPos;
     m_typesLength = decodeHeaderAt(region, anchorPos, typesBefore, typesAfter, m_cellPrefix,
-                                   CellPrefix, NoExpectedClass);
+                                   lookBack, NoExpectedClass);
 }
 
 bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const

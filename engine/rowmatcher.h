@@ -47,9 +47,10 @@ protected:
         return fields.isCut() && !row.isRebuilt;
     }
 
-    /// As decodeHeaderAt() with the cell prefix of most tables, `typesBefore` types in front of the
-    /// anchor and `typesAfter` from it on.
-    void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter);
+    /// As decodeHeaderAt(), `typesBefore` types in front of the anchor and `typesAfter` from it on,
+    /// with the cell prefix of most tables.
+    void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter,
+                      int lookBack = CellPrefix);
 
     /// True when the bytes in front of the candidate show it to be a whole cell of a record with
     /// another number of columns: one that was written before the table got more. The types behind
