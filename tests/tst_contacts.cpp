@@ -358,15 +358,13 @@ void TestContacts::personsFromBeforeTheTableWasWidened()
     for (const QString &column : columns.mid(49)) {
         QVERIFY(db.exec(QStringLiteral("alter table ABPerson add column ") + column));
     }
-    QVERIFY(db.exec(QStringLiteral("delete from ABPerson where rowid=3;"
-                                   "delete from ABPerson where rowid=2"))
-            && db.close());
+    QVERIFY(db.exec(QStringLiteral("delete from ABPerson")) && db.close());
     QStringList names;
     for (const PersonRecord &found : scanContacts(path("widened.db"))) {
         names.append(QStringLiteral("%1 %2").arg(found.rowId).arg(found.first));
     }
     std::sort(names.begin(), names.end());
-    QCOMPARE(names.join(QStringLiteral(", ")), QStringLiteral("2 Ann2, 3 Ann3"));
+    QCOMPARE(names.join(QStringLiteral(", ")), QStringLiteral("1 Ann1, 2 Ann2, 3 Ann3"));
 }
 
 void TestContacts::hiddenContacts_data()
