@@ -161,7 +161,7 @@ void TestLiveQuery::computedBytesEnd()
     QVERIFY(db.close());
     const int count = names(path, SelectAll).size();
     QVERIFY2(count > 1 && count < 20, qPrintable(QString::number(count)));
-    QVERIFY(db.open(path) && db.exec(QStringLiteral("update t set a = 2000000000")) && db.close());
+    QVERIFY(db.open(path) && db.exec(QStringLiteral("update t set a = 3000000")) && db.close());
     QCOMPARE(names(path, SelectAll), QStringList());
 }
 
