@@ -87,11 +87,14 @@ public:
     unsigned getCallhistoryCount();
     const CallhistoryRecord *getCallhistory(unsigned index);
 
-    /// Reminders (ScanTypeCalendar).
+    /// Reminders (ScanTypeCalendar) in the order found in the file. What stood in a list of
+    /// reminders and has an end comes as an event as well: nothing tells which of the two it was.
     unsigned getReminderCount();
     const ReminderRecord *getReminder(unsigned index);
 
-    /// Calendar events (ScanTypeCalendar).
+    /// Calendar events (ScanTypeCalendar) in the order found in the file; then locations, each as
+    /// an event that has nothing else. Of events that differ only by some minutes the first is
+    /// kept.
     unsigned getCalendarCount();
     const CalendarRecord *getCalendar(unsigned index);
 
@@ -131,6 +134,7 @@ public:
 
 private:
     // The recoverers append what they find to the arrays.
+    friend class CalendarDbFile;
     friend class CallHistoryDbFile;
     friend class ContactDbFile;
     friend class HiddenContactDbFile;

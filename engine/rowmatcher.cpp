@@ -80,11 +80,11 @@ RecordFields RowMatcher::fieldsOf(const Row &row) const
 }
 
 void RowMatcher::decodeAround(const QByteArray &region, int anchorPos, int typesBefore,
-                              int typesAfter)
+                              int typesAfter, int expectedClass)
 {
     m_anchorPos = anchorPos;
     m_typesLength = decodeHeaderAt(region, anchorPos, typesBefore, typesAfter, m_cellPrefix,
-                                   CellPrefix, NoExpectedClass);
+                                   CellPrefix, expectedClass);
 }
 
 bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const

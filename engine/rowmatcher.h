@@ -49,7 +49,8 @@ protected:
 
     /// As decodeHeaderAt() with the cell prefix of most tables, `typesBefore` types in front of the
     /// anchor and `typesAfter` from it on.
-    void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter);
+    void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter,
+                      int expectedClass = NoExpectedClass);
 
     /// True when the bytes in front of the candidate show it to be a whole cell of a record with
     /// another number of columns: one that was written before the table got more. The types behind
