@@ -20,7 +20,11 @@ void RowMatcher::trackRowid(const TableSchema &table, bool restart, bool)
 /// in front of a record there is at least its payload size.
 void RowMatcher::coverHeldRow()
 {
-    const int start = recordStart();
+    // Where the candidate's own prefix is overwritten its identifier is taken for one byte: what is
+    // read backwards there may reach far into the row in front of it.
+    const qint64 stored = m_cellPrefix.size() == CellPrefix ? m_cellPrefix[1] - m_typesLength : 0;
+    const bool isPrefix = (stored == 2 || stored == 3) && m_cellPrefix[2] == 0;
+    const int start = isPrefix ? recordStart() : int(typesStart()) - CellPrefix;
     if (start <= m_held.bodyStart || start >= m_held.localEnd) {
         return;
     }
@@ -79,12 +83,42 @@ RecordFields RowMatcher::fieldsOf(const Row &row) const
                         owner->headerInfo().textEncoding);
 }
 
+RecordFields RowMatcher::proseFieldsOf(const Row &row) const
+{
+    const bool endsWithPayload = row.isRebuilt && row.limit == 0;
+    return RecordFields(row.payload, row.bodyStart, row.serialTypes,
+                        endsWithPayload ? row.payload.size() : row.limit,
+                        owner->headerInfo().textEncoding);
+}
+
+RowMatcher::Row RowMatcher::localPart(const Row &row)
+{
+    Row part = row;
+    part.payload.truncate(int(std::max<qint64>(row.localEnd - OverflowPointerSize, 0)));
+    return part;
+}
+
 void RowMatcher::decodeAround(const QByteArray &region, int anchorPos, int typesBefore,
                               int typesAfter, int expectedClass)
 {
     m_anchorPos = anchorPos;
     m_typesLength = decodeHeaderAt(region, anchorPos, typesBefore, typesAfter, m_cellPrefix,
                                    CellPrefix, expectedClass);
+}
+
+void RowMatcher::widenFirstType(const QByteArray &region)
+{
+    const auto *first = reinterpret_cast<const uchar *>(region.constData()) + typesStart();
+    if (serialTypes.isEmpty() || typesStart() < 2 || first[-1] < 0x81 || first[-2] != 0
+        || *first >= 0x80) {
+        return;
+    }
+    const qint64 type = qint64(first[-1] & 0x7f) << 7 | *first;
+    if (isTextSerialType(type, false)) {
+        serialTypes[0] = type;
+        ++m_typesLength;
+        ++headerStart;
+    }
 }
 
 bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const

@@ -40,6 +40,13 @@ protected:
     /// A walk over the fields of the row.
     RecordFields fieldsOf(const Row &row) const;
 
+    /// The same, but where overflow pages are lost, what is left of a text can be read as if
+    /// something covered the rest.
+    RecordFields proseFieldsOf(const Row &row) const;
+
+    /// The row without what was taken from overflow pages.
+    static Row localPart(const Row &row);
+
     /// True when the row cannot be read as far as its own types say. The bytes that overflow pages
     /// lost do not count: what is left of so long a row is worth having.
     static bool isCut(const Row &row, const RecordFields &fields)
@@ -51,6 +58,10 @@ protected:
     /// anchor and `typesAfter` from it on.
     void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter,
                       int expectedClass = NoExpectedClass);
+
+    /// For tables whose first column holds texts: takes a longer text's type as such, where the
+    /// byte in front of what was taken for the first type belongs to it and a NULL stands before.
+    void widenFirstType(const QByteArray &region);
 
     /// True when the bytes in front of the candidate show it to be a whole cell of a record with
     /// another number of columns: one that was written before the table got more. The types behind

@@ -2,6 +2,8 @@
 
 #include <QSet>
 
+#include <algorithm>
+
 namespace {
 
 /// So much of a row's body lies on its page, whatever follows on overflow pages.
@@ -36,20 +38,37 @@ QString toText(const SampleCalendarRow &row)
     return row.kind == SampleCalendarRow::Reminder ? toText(row.reminder) : toText(row.event);
 }
 
-/// What tells which row a record is though something is missing.
-QString coreOf(const CalendarRecord &event)
+/// What two kinds of records have in common.
+struct Contents
 {
-    return joined({QStringLiteral("event"), event.title, number(event.startDate)});
+    SampleCalendarRow::Kind kind;
+    QString title;
+    QString notes;
+    double startDate;
+};
+
+Contents contentsOf(const CalendarRecord &event)
+{
+    return {SampleCalendarRow::Event, event.title, event.notes, event.startDate};
 }
 
-QString coreOf(const ReminderRecord &reminder)
+Contents contentsOf(const ReminderRecord &reminder)
 {
-    return joined({QStringLiteral("reminder"), reminder.title, number(reminder.startDate)});
+    return {SampleCalendarRow::Reminder, reminder.title, reminder.notes, reminder.startDate};
 }
 
-QString coreOf(const SampleCalendarRow &row)
+Contents contentsOf(const SampleCalendarRow &row)
 {
-    return row.kind == SampleCalendarRow::Reminder ? coreOf(row.reminder) : coreOf(row.event);
+    return row.kind == SampleCalendarRow::Reminder ? contentsOf(row.reminder)
+                                                   : contentsOf(row.event);
+}
+
+/// True when all that there is of `part` is right: texts may break off, a date may be missing.
+bool isPartOf(const Contents &part, const Contents &whole)
+{
+    return part.kind == whole.kind && !part.title.isEmpty() && whole.title.startsWith(part.title)
+           && whole.notes.startsWith(part.notes)
+           && (part.startDate == 0 || part.startDate == whole.startDate);
 }
 
 bool isLocation(const CalendarRecord &event)
@@ -77,7 +96,7 @@ public:
     {
         for (const Record &record : records) {
             CalendarTally &tally = isLocation(record) ? m_result.locations : m_result.items;
-            classify(toText(record), coreOf(record), &tally);
+            classify(toText(record), contentsOf(record), &tally);
         }
     }
 
@@ -88,21 +107,28 @@ private:
     struct Rows
     {
         QSet<QString> texts;
-        QSet<QString> cores;
+        QVector<Contents> contents;
+
+        bool havePart(const Contents &part) const
+        {
+            return std::any_of(contents.cbegin(), contents.cend(),
+                               [&part](const Contents &whole) { return isPartOf(part, whole); });
+        }
     };
 
     static void collect(const QVector<SampleCalendarRow> &rows, Rows *collected)
     {
         for (const SampleCalendarRow &row : rows) {
             collected->texts.insert(toText(row));
-            collected->cores.insert(coreOf(row));
+            collected->contents.append(contentsOf(row));
         }
     }
 
-    void classify(const QString &text, const QString &core, CalendarTally *tally);
+    void classify(const QString &text, const Contents &contents, CalendarTally *tally);
     void note(const char *what, const QString &text)
     {
-        m_result.details.append(QLatin1String(what) + QLatin1String(": ") + text.left(160));
+        m_result.details.append(QLatin1String(what) + QLatin1String(": ")
+                                + text.left(160).simplified());
     }
 
     const QByteArray &m_file;
@@ -110,15 +136,15 @@ private:
     Rows m_former;
     Rows m_live;
     QSet<QString> m_foundTexts;
-    QSet<QString> m_foundCores;
+    QVector<Contents> m_found;
     CalendarResult m_result;
 };
 
-void Comparison::classify(const QString &text, const QString &core, CalendarTally *tally)
+void Comparison::classify(const QString &text, const Contents &contents, CalendarTally *tally)
 {
     const bool isAgain = m_foundTexts.contains(text);
     m_foundTexts.insert(text);
-    m_foundCores.insert(core);
+    m_found.append(contents);
     if (!isAgain && m_deleted.texts.contains(text)) {
         ++tally->recovered;
     } else if (!isAgain && m_former.texts.contains(text)) {
@@ -126,9 +152,12 @@ void Comparison::classify(const QString &text, const QString &core, CalendarTall
     } else if (m_live.texts.contains(text)) {
         ++tally->liveCopies;
         note("live copy", text);
-    } else if (!isAgain && (m_deleted.cores.contains(core) || m_former.cores.contains(core))) {
+    } else if (!isAgain && (m_deleted.havePart(contents) || m_former.havePart(contents))) {
         ++tally->incomplete;
         note("incomplete", text);
+    } else if (m_live.havePart(contents)) {
+        ++tally->liveCopies;
+        note("part of a live row", text);
     } else {
         ++tally->invented;
         note("invented", text);
@@ -151,7 +180,9 @@ void Comparison::addMissed(const QVector<SampleCalendarRow> &deleted)
         if (row.isRefused) {
             ++tally.refused;
         } else if (!m_foundTexts.contains(text)
-                   && (isPlace || !m_foundCores.contains(coreOf(row)))) {
+                   && std::none_of(m_found.cbegin(), m_found.cend(), [&row](const Contents &part) {
+                          return isPartOf(part, contentsOf(row));
+                      })) {
             const bool isWhole = m_file.contains(row.types + row.body.left(BytesOnThePage));
             ++(isWhole ? tally.missedWhole : tally.overwritten);
             note(isWhole ? "missed" : "overwritten", text);

@@ -3,8 +3,11 @@
 #include "engine/fieldreader.h"
 #include "recoverers/calendar_notes_safari/calendarrows.h"
 
+#include <QPair>
 #include <QSet>
 #include <QStringList>
+
+#include <algorithm>
 
 namespace {
 
@@ -56,6 +59,44 @@ public:
 private:
     QVector<Record> m_records;
     QSet<QString> m_keys;
+};
+
+/// Tells whether what is left of a row is part of a row that was found whole: rows that were moved
+/// or changed leave such pieces, and those say nothing new.
+template<typename Row> class WholeRows
+{
+public:
+    explicit WholeRows(const std::deque<Row> &rows)
+    {
+        for (const Row &row : rows) {
+            if (!row.isIncomplete) {
+                m_texts.append(textOf(row));
+                m_dated.insert({textOf(row), row.startDate});
+            }
+        }
+        std::sort(m_texts.begin(), m_texts.end());
+    }
+
+    bool havePart(const Row &row) const
+    {
+        const QString text = textOf(row);
+        if (row.startDate != 0) {
+            return m_dated.contains({text, row.startDate});
+        }
+        const auto whole = std::lower_bound(m_texts.cbegin(), m_texts.cend(), text);
+        return whole != m_texts.cend() && whole->startsWith(text);
+    }
+
+private:
+    /// The texts in the order of the columns, so that a piece of the row has a piece of the text.
+    static QString textOf(const Row &row)
+    {
+        return row.description.isEmpty() ? row.summary
+                                         : row.summary + QChar(QChar::Null) + row.description;
+    }
+
+    QVector<QString> m_texts; ///< ascending
+    QSet<QPair<QString, qint64>> m_dated;
 };
 
 class Assembly
@@ -132,7 +173,8 @@ CalendarRecord Assembly::eventOf(const CarvedCalendarItem &item) const
 
 void Assembly::add(const CarvedEvent &event)
 {
-    if (event.calendarId <= 0 || event.calendarId > m_live.highestCalendarId) {
+    const bool isKnown = event.calendarId > 0 && event.calendarId <= m_live.highestCalendarId;
+    if (!isKnown && !(event.isCalendarLost && m_live.highestCalendarId > 0)) {
         return;
     }
     CalendarRecord record;
@@ -159,11 +201,17 @@ void Assembly::addLocation(const QString &title)
 RecoveredCalendars assembleCalendars(const LiveCalendars &live, const CarvedCalendars &carved)
 {
     Assembly assembly(live);
+    const WholeRows<CarvedCalendarItem> items(carved.items);
     for (const CarvedCalendarItem &item : carved.items) {
-        assembly.add(item);
+        if (!item.isIncomplete || !items.havePart(item)) {
+            assembly.add(item);
+        }
     }
+    const WholeRows<CarvedEvent> events(carved.events);
     for (const CarvedEvent &event : carved.events) {
-        assembly.add(event);
+        if (!event.isIncomplete || !events.havePart(event)) {
+            assembly.add(event);
+        }
     }
     for (const QString &title : carved.locations) {
         assembly.addLocation(title);

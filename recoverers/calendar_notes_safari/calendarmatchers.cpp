@@ -31,10 +31,26 @@ SerialClass declaredClass(const QString &definition)
                                            : NullClass;
 }
 
-bool fits(qint64 type, SerialClass declared)
+QVector<SerialClass> declaredClasses(const TableSchema &table)
 {
-    const SerialClass kind = serialTypeClass(type);
-    return kind == NullClass || (declared == NullClass ? type <= 9 : kind == declared);
+    QVector<SerialClass> classes;
+    for (const ColumnDef &column : table.columns) {
+        classes.append(declaredClass(column.definition));
+    }
+    return classes;
+}
+
+/// True when the columns from `first` on can hold values of these types.
+bool fitColumns(const QVector<qint64> &types, const QVector<SerialClass> &declared, int first)
+{
+    for (int i = 0; i < types.size(); ++i) {
+        const SerialClass column = declared[first + i];
+        const SerialClass kind = serialTypeClass(types[i]);
+        if (kind != NullClass && (column == NullClass ? types[i] > 9 : kind != column)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 /// Keeps what stands in front of the first character that nobody writes; returns true when there
@@ -46,17 +62,45 @@ bool cutBeforeDamage(QString *text)
     return damage >= 0;
 }
 
-/// True when there was a date other than 0, which cannot be read any more.
-bool isLostDate(const RecordFields &fields)
+/// True when there was a number other than 0 and 1, which cannot be read any more.
+bool isLost(const RecordFields &fields)
 {
     return serialTypeSize(fields.serialType()) > 0 && fields.isFieldLost();
 }
 
-/// What is left of a row that other bytes overwrote from somewhere on is worth having only while
-/// it says something.
-bool saysNothing(const RecordFields &fields, const QString &summary)
+/// Where a row covers another one, bytes that are neither's may stand between them. No title has
+/// other white space than blanks.
+void cutBehindTitle(QString *title)
 {
-    return fields.isCovered() && summary.isEmpty();
+    const auto end = std::find_if(title->cbegin(), title->cend(),
+                                  [](QChar c) { return c.isSpace() && c != QLatin1Char(' '); });
+    title->truncate(int(end - title->cbegin()));
+}
+
+/// True when the identifier at the end of a row that was rebuilt across overflow pages is none: the
+/// pages hold the end of another row by now.
+template<typename Row> bool isOfAnotherRow(const Row &row, RecordFields *fields)
+{
+    if (!row.isRebuilt || fields->isFieldLost()) {
+        return false;
+    }
+    const QString identifier = fields->text();
+    return !std::all_of(identifier.cbegin(), identifier.cend(),
+                        [](QChar c) { return c.isLetterOrNumber() || c == QLatin1Char('-'); });
+}
+
+/// Completes what was read of a row. Returns false when it may be misread, or when what is left of
+/// it says nothing.
+template<typename Row, typename Carved>
+bool isWorthKeeping(const Row &row, const RecordFields &fields, bool isDamaged, Carved *carved)
+{
+    carved->isIncomplete = fields.isCovered() || fields.isCut() || isDamaged;
+    if (fields.isCovered()) {
+        cutBehindTitle(&carved->summary);
+    }
+    const bool saysNothing = fields.isCovered() && carved->summary.isEmpty();
+    const bool isTail = row.isRebuilt || fields.isCovered(); // what is damaged is the end of the row
+    return !saysNothing && (isTail || !(fields.isCut() || isDamaged));
 }
 
 } // namespace
@@ -78,10 +122,7 @@ bool CalendarDbFile::CalendarItemMatcher::bindColumns(const TableSchema &table)
     m_entityType = table.columnIndex(QLatin1String("entity_type"));
     m_priority = table.columnIndex(QLatin1String("priority"));
     m_summary = table.columnIndex(QLatin1String("summary"));
-    m_declared.clear();
-    for (const ColumnDef &column : table.columns) {
-        m_declared.append(declaredClass(column.definition));
-    }
+    m_declared = declaredClasses(table);
     return m_uuid >= 1 && m_uniqueIdentifier >= 1 && m_hidden >= 1 && m_hasRecurrences >= 1
            && m_hasAttendees >= 1 && m_entityType >= 1 && m_priority >= 1 && m_summary >= 1;
 }
@@ -148,7 +189,8 @@ void CalendarDbFile::CalendarItemMatcher::findHeaderEnd(const QByteArray &region
     m_behindAnchor.resize(count);
     const int whole =
         decodeVarints(begin + anchorPos, begin + region.size(), count, m_behindAnchor.data());
-    const bool isWhole = whole > 0 && (whole == stored || fitColumns(m_behindAnchor));
+    const bool isWhole =
+        whole > 0 && (whole == stored || fitColumns(m_behindAnchor, m_declared, m_uuid));
     takeHeader(region, anchorPos, isWhole ? whole : stored);
 }
 
@@ -175,7 +217,7 @@ bool CalendarDbFile::CalendarItemMatcher::takeHeader(const QByteArray &region, i
     }
     const bool isWhole = m_behindAnchor.size() == count;
     if (pos != end || m_behindAnchor.size() <= m_priority - m_uuid
-        || !(isWhole || fitColumns(m_behindAnchor))) {
+        || !(isWhole || fitColumns(m_behindAnchor, m_declared, m_uuid))) {
         return false;
     }
     m_typesLength = anchorPos - int(typesStart()) + length;
@@ -185,21 +227,19 @@ bool CalendarDbFile::CalendarItemMatcher::takeHeader(const QByteArray &region, i
     return true;
 }
 
-bool CalendarDbFile::CalendarItemMatcher::fitColumns(const QVector<qint64> &types) const
+void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &table, const Row &row)
 {
-    for (int i = 0; i < types.size(); ++i) {
-        if (!fits(types[i], m_declared[m_uuid + i])) {
-            return false;
-        }
+    if (!readItem(table, row)) {
+        readItem(table, localPart(row));
     }
-    return true;
 }
 
-void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &table, const Row &row)
+/// Returns false, and keeps nothing, when the overflow pages are another row's.
+bool CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, const Row &row)
 {
     CarvedCalendarItem item;
     bool isDamaged = false;
-    RecordFields fields = fieldsOf(row);
+    RecordFields fields = proseFieldsOf(row);
     while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("summary")) {
@@ -213,22 +253,23 @@ void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &table, cons
             item.startDate = fields.uncoveredInteger();
         } else if (column == QLatin1String("end_date")) {
             item.endDate = fields.uncoveredInteger();
-            item.hasEnd = item.endDate != 0 || isLostDate(fields);
+            item.hasEnd = item.endDate != 0 || isLost(fields);
         } else if (column == QLatin1String("all_day")) {
             item.allDay = qint32(fields.uncoveredInteger());
         } else if (column == QLatin1String("calendar_id")) {
             item.calendarId = fields.uncoveredInteger();
+        } else if (column == QLatin1String("uuid") && isOfAnotherRow(row, &fields)) {
+            return false;
         } else if (column == QLatin1String("priority")) {
             item.priority = qint32(fields.uncoveredInteger());
         } else if (column == QLatin1String("completion_date")) {
             item.completionDate = fields.uncoveredInteger();
         }
     }
-    const bool isReadable = !isCut(row, fields) && !hasUnwritableCharacters(item.summary)
-                            && (!isDamaged || row.isRebuilt);
-    if (isReadable && !saysNothing(fields, item.summary)) {
+    if (isWorthKeeping(row, fields, isDamaged, &item) && !hasUnwritableCharacters(item.summary)) {
         m_owner->m_carved.items.push_back(item);
     }
+    return true;
 }
 
 CalendarDbFile::EventItemMatcher::EventItemMatcher(CalendarDbFile *recoverer)
@@ -258,6 +299,7 @@ bool CalendarDbFile::EventItemMatcher::matchHeader(const TableSchema &table,
         return false;
     }
     decodeAround(region, anchorPos, m_uniqueIdentifier - 1, columnCount - m_uniqueIdentifier);
+    widenFirstType(region);
     return serialTypes.size() == columnCount - 1 && isTextSerialType(columnType(summary), true)
            && isTextSerialType(columnType(location), true)
            && isTextSerialType(columnType(description), true)
@@ -267,9 +309,17 @@ bool CalendarDbFile::EventItemMatcher::matchHeader(const TableSchema &table,
 
 void CalendarDbFile::EventItemMatcher::readRow(const TableSchema &table, const Row &row)
 {
+    if (!readEvent(table, row)) {
+        readEvent(table, localPart(row));
+    }
+}
+
+/// As readItem().
+bool CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const Row &row)
+{
     CarvedEvent event;
     bool isDamaged = false;
-    RecordFields fields = fieldsOf(row);
+    RecordFields fields = proseFieldsOf(row);
     while (fields.nextOfAll()) {
         const QString &column = table.columns[fields.index() + 1].name;
         if (column == QLatin1String("summary")) {
@@ -281,20 +331,22 @@ void CalendarDbFile::EventItemMatcher::readRow(const TableSchema &table, const R
             isDamaged = cutBeforeDamage(&event.description);
         } else if (column == QLatin1String("calendar_id")) {
             event.calendarId = fields.uncoveredInteger();
+            event.isCalendarLost = isLost(fields);
         } else if (column == QLatin1String("start_date")) {
             event.startDate = fields.uncoveredInteger();
         } else if (column == QLatin1String("end_date")) {
             event.endDate = fields.uncoveredInteger();
         } else if (column == QLatin1String("all_day")) {
             event.allDay = qint32(fields.uncoveredInteger());
+        } else if (column == QLatin1String("unique_identifier") && isOfAnotherRow(row, &fields)) {
+            return false;
         }
     }
-    const bool isReadable = !isCut(row, fields)
-                            && !hasUnwritableCharacters(event.summary + event.location)
-                            && (!isDamaged || row.isRebuilt);
-    if (isReadable && !saysNothing(fields, event.summary)) {
+    if (isWorthKeeping(row, fields, isDamaged, &event)
+        && !hasUnwritableCharacters(event.summary + event.location)) {
         m_owner->m_carved.events.push_back(event);
     }
+    return true;
 }
 
 CalendarDbFile::LocationMatcher::LocationMatcher(CalendarDbFile *recoverer)
@@ -317,6 +369,7 @@ bool CalendarDbFile::LocationMatcher::bindColumns(const TableSchema &table)
     m_addressBookId = table.columnIndex(QLatin1String("address_book_id"));
     m_radius = table.columnIndex(QLatin1String("radius"));
     m_alarmOwnerId = table.columnIndex(QLatin1String("alarm_owner_id"));
+    m_declared = declaredClasses(table);
     return m_itemOwnerId >= 1 && m_title >= 1 && m_latitude >= 1 && m_longitude >= 1
            && m_addressBookId >= 1 && m_radius >= 1 && m_alarmOwnerId >= 1;
 }
@@ -353,10 +406,11 @@ void CalendarDbFile::LocationMatcher::readRow(const TableSchema &, const Row &ro
             itemOwnerId = fields.uncoveredInteger();
         }
     }
-    // Of a row that other bytes cover the title may be whole, but its owner is not known to be one
-    // that there was.
-    if (!fields.isCut() && !fields.isCovered() && !title.isEmpty()
-        && !hasUnwritableCharacters(title) && itemOwnerId <= m_owner->m_live.highestItemId) {
+    // The signatures occur everywhere, so what the header test leaves open must fit as well. Of a
+    // row that other bytes cover the title may be whole, but its owner may be none that there was.
+    if (fitColumns(row.serialTypes, m_declared, 1) && !fields.isCut() && !fields.isCovered()
+        && !title.isEmpty() && !hasUnwritableCharacters(title)
+        && itemOwnerId <= m_owner->m_live.highestItemId) {
         m_owner->m_carved.locations.push_back(title);
     }
 }

@@ -21,9 +21,9 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
+    bool readItem(const TableSchema &table, const Row &row);
     void findHeaderEnd(const QByteArray &region, int anchorPos);
     bool takeHeader(const QByteArray &region, int anchorPos, int length);
-    bool fitColumns(const QVector<qint64> &types) const;
 
     CalendarDbFile *m_owner;
     int m_uuid = -1;
@@ -51,6 +51,8 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
+    bool readEvent(const TableSchema &table, const Row &row);
+
     CalendarDbFile *m_owner;
     int m_uniqueIdentifier = -1;
 };
@@ -79,4 +81,5 @@ private:
     int m_addressBookId = -1;
     int m_radius = -1;
     int m_alarmOwnerId = -1;
+    QVector<SerialClass> m_declared; ///< by column; NULL for columns of numbers
 };

@@ -41,6 +41,7 @@ struct CarvedCalendarItem
     qint32 allDay = 0;
     qint64 completionDate = 0;
     qint32 priority = 0;
+    bool isIncomplete = false; ///< some field could not be read, or not to its end
 };
 
 /// A row of the older table, which knows events only.
@@ -53,6 +54,8 @@ struct CarvedEvent
     qint64 startDate = 0;
     qint64 endDate = 0;
     qint32 allDay = 0;
+    bool isIncomplete = false;
+    bool isCalendarLost = false; ///< it had one, which cannot be read any more
 };
 
 /// The carved rows of a calendar database, in the order found.
