@@ -8,7 +8,7 @@ struct MessageParticipant
 {
     /// Telephone number or e-mail address as stored.
     QString id;
-    /// "SMS" or "iMessage".
+    /// As stored: "SMS", "iMessage", on recent systems also "RCS".
     QString service;
     /// Country in two letters, as stored; may be empty.
     QString country;
@@ -20,13 +20,16 @@ struct MessageItem
     /// The message's globally unique identifier; empty in databases of iOS 5 and earlier.
     QString guid;
     /// Date as stored, not converted: seconds since 1970 (text messages up to iOS 5), seconds since
-    /// 2001 (up to iOS 10) or nanoseconds since 2001 (since iOS 11).
+    /// 2001 (iMessages of iOS 5, all messages of iOS 6 to 10) or nanoseconds since 2001 (since iOS
+    /// 11); 0 when it could not be read.
     qint64 date = 0;
+    /// The text; of a row that is partly overwritten what was left in front.
     QString text;
     QString subject;
     /// The other party's number or address; empty when unknown.
     QString address;
-    /// "SMS" or "iMessage".
+    /// As stored; "SMS" or "iMessage" in databases of iOS 5 and earlier. Empty when it could not be
+    /// read.
     QString service;
     /// 1 when the device's owner wrote it, else 0.
     qint32 isFromMe = 0;
@@ -34,17 +37,20 @@ struct MessageItem
     qint32 isSent = 0;
 };
 
-/// One conversation with its recovered messages. A plain value.
+/// One conversation with its recovered messages. A plain value. Conversations come in the order of
+/// their first message.
 struct MessageGroupRecord
 {
-    /// Identifier of the conversation as stored.
+    /// Identifier of the conversation: the other party's number or address as stored, or the name of
+    /// the room. Empty when it is not known: the handle is nowhere known, the row does not tell it
+    /// any more (such a message stands alone), or it is a group of several of iOS 5 and earlier.
     QString chatIdentifier;
     /// Name of the room of a group conversation; else empty.
     QString roomName;
-    /// "SMS" or "iMessage".
+    /// The service of the first message.
     QString service;
-    /// The members other than the device's owner.
+    /// The members other than the device's owner, each once, as far as they are known.
     QList<MessageParticipant> participants;
-    /// The recovered messages by date, then in the order found.
+    /// The recovered messages by date, then in the order found; never empty.
     QList<MessageItem> messages;
 };

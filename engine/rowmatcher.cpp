@@ -8,6 +8,14 @@
 
 #include <algorithm>
 
+namespace {
+
+/// Overflow pages belong to one row each, and copies of a row are few. A hostile file, in which any
+/// number of rows claim the same pages, gets no more than so many times its own size.
+constexpr qint64 MostRebuilds = 16;
+
+} // namespace
+
 void RowMatcher::trackRowid(const TableSchema &table, bool restart, bool)
 {
     if (m_isHeld && !restart) {
@@ -24,12 +32,14 @@ void RowMatcher::coverHeldRow()
     // read backwards there may reach far into the row in front of it.
     const qint64 stored = m_cellPrefix.size() == CellPrefix ? m_cellPrefix[1] - m_typesLength : 0;
     const bool isPrefix = (stored == 2 || stored == 3) && m_cellPrefix[2] == 0;
-    const int start = isPrefix ? recordStart() : int(typesStart()) - CellPrefix;
-    if (start <= m_held.bodyStart || start >= m_held.localEnd) {
+    const qint64 start =
+        isPrefix ? recordStart() : std::max<qint64>(recordStart(), typesStart() - CellPrefix);
+    if (typesStart() < m_held.bodyStart || start >= m_held.localEnd) {
         return;
     }
-    const int cellStart = start - varintLength(payloadSize());
-    m_held.limit = m_held.limit == 0 ? cellStart : std::min(m_held.limit, cellStart);
+    const qint64 cellStart = start - varintLength(payloadSize());
+    const int covered = int(std::max(cellStart, m_held.bodyStart));
+    m_held.limit = m_held.limit == 0 ? covered : std::min(m_held.limit, covered);
 }
 
 void RowMatcher::readHeldRow(const TableSchema &table)
@@ -54,7 +64,14 @@ QByteArray RowMatcher::readPayload(const QByteArray &region, QIODevice &device,
     const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
     m_localEnd = localEnd();
     m_isRebuilt = spills(payload, header);
-    return m_isRebuilt ? rebuildPayload(region, device, header, payload) : region;
+    if (!m_isRebuilt) {
+        return region;
+    }
+    if (m_rebuilt > MostRebuilds * device.size()) {
+        return region.left(int(std::max<qint64>(m_localEnd - OverflowPointerSize, 0)));
+    }
+    m_rebuilt += payload.size;
+    return rebuildPayload(region, device, header, payload);
 }
 
 void RowMatcher::extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
@@ -99,11 +116,11 @@ RowMatcher::Row RowMatcher::localPart(const Row &row)
 }
 
 void RowMatcher::decodeAround(const QByteArray &region, int anchorPos, int typesBefore,
-                              int typesAfter, int expectedClass)
+                              int typesAfter, int lookBack, int expectedClass)
 {
     m_anchorPos = anchorPos;
     m_typesLength = decodeHeaderAt(region, anchorPos, typesBefore, typesAfter, m_cellPrefix,
-                                   CellPrefix, expectedClass);
+                                   lookBack, expectedClass);
 }
 
 void RowMatcher::widenFirstType(const QByteArray &region)

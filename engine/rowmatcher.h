@@ -54,10 +54,10 @@ protected:
         return fields.isCut() && !row.isRebuilt;
     }
 
-    /// As decodeHeaderAt() with the cell prefix of most tables, `typesBefore` types in front of the
-    /// anchor and `typesAfter` from it on.
+    /// As decodeHeaderAt(), `typesBefore` types in front of the anchor and `typesAfter` from it on,
+    /// with the cell prefix of most tables.
     void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter,
-                      int expectedClass = NoExpectedClass);
+                      int lookBack = CellPrefix, int expectedClass = NoExpectedClass);
 
     /// For tables whose first column holds texts: takes a longer text's type as such, where the
     /// byte in front of what was taken for the first type belongs to it and a NULL stands before.
@@ -95,5 +95,6 @@ private:
     const TableSchema *m_table = nullptr; ///< of the held row
     qint64 m_localEnd = 0;
     bool m_isRebuilt = false;
+    qint64 m_rebuilt = 0; ///< bytes, of all rows
     int m_anchorPos = 0;
 };

@@ -25,7 +25,7 @@ struct CandidatePayload
     CandidatePayload(qint64 bodyStart, int typesLength, const QVector<qint64> &serialTypes);
 
     qint64 start = 0; ///< place in the region
-    qint64 size = 0;  ///< 0 when the types give no sensible size
+    qint64 size = 0;  ///< 0 when the types give no sensible size, or one of more than 4 MiB
 };
 
 /// True when the payload has more bytes than its cell holds, so that it goes on elsewhere.
@@ -33,7 +33,6 @@ bool spills(const CandidatePayload &payload, const DatabaseHeader &header);
 
 /// Returns the region up to the end of the local part of a payload that spills, and behind it the
 /// bytes of its overflow pages. A chain that leaves the file or does not end where the payload ends
-/// has been used again for something else: then there is the local part alone. Rows of a device
-/// stay far below 4 MiB; of larger payloads the rest is not read.
+/// has been used again for something else: then there is the local part alone.
 QByteArray rebuildPayload(const QByteArray &region, QIODevice &device, const DatabaseHeader &header,
                           const CandidatePayload &payload);

@@ -46,6 +46,7 @@ private Q_SLOTS:
     void copiesOfLiveRowsAreNoDeletions_data();
     void copiesOfLiveRowsAreNoDeletions();
     void nobodyTwice();
+    void deletedDuplicates();
     void versionsOfOnePerson();
     void wrongIdentifiersAreForgotten();
     void incompletePersons();
@@ -204,6 +205,22 @@ void TestContactAssembler::nobodyTwice()
     value(11, 5, "111");
     value(0, 5, "111", 3, 1, false);
     QCOMPARE(assembled(), list({"#5 Anna Adler; 3 _$!<Mobile>!$_ 111", "#8 Anna Adler"}));
+}
+
+/// Two persons of one name, as people delete duplicates; their rows lost their identifiers.
+void TestContactAssembler::deletedDuplicates()
+{
+    live(7, named("Clara", "Castillo"));
+    m_live.persons[7].modificationDate = 50;
+    person(8, named("Clara", "Castillo"), false).person.modificationDate = 60; // her duplicate
+    person(9, named("Clara", "Castillo"), false).person.modificationDate = 50; // a copy of hers
+    person(10, named("Anna", "Adler"), false).person.modificationDate = 100;
+    person(11, named("Anna", "Adler"), false).person.modificationDate = 200;
+    person(12, named("Anna", "Adler"), false).person.modificationDate = 200; // a copy of 11
+    value(1, 10, "111");
+    value(2, 11, "222");
+    QCOMPARE(assembled(), list({"#8 Clara Castillo", "#10 Anna Adler; 3 _$!<Mobile>!$_ 111",
+                                "#11 Anna Adler; 3 _$!<Mobile>!$_ 222"}));
 }
 
 void TestContactAssembler::versionsOfOnePerson()

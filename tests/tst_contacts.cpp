@@ -93,6 +93,7 @@ private Q_SLOTS:
     void wholeBookComesBack_data();
     void wholeBookComesBack();
     void joinsWhatBelongsTogether();
+    void partsOfValuesBeyondOneByte();
     void hiddenContacts_data();
     void hiddenContacts();
     void scansAppend();
@@ -293,6 +294,39 @@ void TestContacts::joinsWhatBelongsTogether()
         QStringLiteral("2 (0) Bob | Stays | 3 _$!<Mobile>!$_ \"222333\""),
         QStringLiteral("3 (0) 3 _$!<Mobile>!$_ \"333333\"")};
     QCOMPARE(texts(found), expected);
+}
+
+/// Of a part's parent one byte is read: for value 577 that is value 2, and its text begins with the
+/// second byte. Such a part must not come under value 2.
+void TestContacts::partsOfValuesBeyondOneByte()
+{
+    SampleDatabase db;
+    QVERIFY(db.create(path("parts.db")));
+    ContactWriter writer(&db, ContactLayout::Ios8);
+    QVERIFY(writer.createTables());
+    SamplePerson ann = makePerson(QStringLiteral("Ann"), QStringLiteral("Gone"));
+    ann.values = {phone(QStringLiteral("111111"))};
+    QVERIFY(writer.insert(&ann));
+    QVERIFY(db.exec(QStringLiteral(
+        "delete from ABMultiValue; delete from ABMultiValueEntryKey;"
+        "insert into ABMultiValueEntryKey (rowid, value) values (1, 'Street'), (2, 'City');"
+        "insert into ABMultiValue values (2, 1, 5, 0, 1, NULL, 'g1');"
+        "insert into ABMultiValueEntry values (2, 2, 'Lyon');"
+        "insert into ABMultiValueEntry values (577, 1, 'Elm Street 2');"
+        "insert into ABMultiValueEntry values (577, 2, 'Leeds');"
+        "insert into ABMultiValueEntry values (2, 1, 'Rue 1');"
+        "delete from ABMultiValueEntry; delete from ABMultiValue; delete from ABPerson")));
+    QVERIFY(db.close());
+    const QVector<PersonRecord> found = scanContacts(path("parts.db"));
+    QCOMPARE(found.size(), 1);
+    QStringList parts;
+    for (const PersonValue &value : found[0].values) {
+        for (const PersonValueEntry &entry : value.entries) {
+            parts.append(entry.key + QLatin1Char('=') + entry.value);
+        }
+    }
+    std::sort(parts.begin(), parts.end());
+    QCOMPARE(parts, (QStringList{QStringLiteral("City=Lyon"), QStringLiteral("Street=Rue 1")}));
 }
 
 void TestContacts::hiddenContacts_data()

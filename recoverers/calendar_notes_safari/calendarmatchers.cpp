@@ -99,7 +99,8 @@ bool isWorthKeeping(const Row &row, const RecordFields &fields, bool isDamaged, 
         cutBehindTitle(&carved->summary);
     }
     const bool saysNothing = fields.isCovered() && carved->summary.isEmpty();
-    const bool isTail = row.isRebuilt || fields.isCovered(); // what is damaged is the end of the row
+    const bool isTail =
+        row.isRebuilt || fields.isCovered(); // what is damaged is the end of the row
     return !saysNothing && (isTail || !(fields.isCut() || isDamaged));
 }
 
@@ -136,7 +137,7 @@ bool CalendarDbFile::CalendarItemMatcher::matchHeader(const TableSchema &table,
         && (anchorPos == 0 || !isBooleanSerialType(uchar(region[anchorPos - 1])))) {
         return false;
     }
-    decodeAround(region, anchorPos, m_uuid - 1, columnCount - m_uuid,
+    decodeAround(region, anchorPos, m_uuid - 1, columnCount - m_uuid, CellPrefix,
                  m_summary == 1 ? int(TextClass) : NoExpectedClass);
     if (serialTypes.size() != columnCount - 1 || !isBooleanSerialType(columnType(m_hidden))
         || !isBooleanSerialType(columnType(m_hasAttendees))

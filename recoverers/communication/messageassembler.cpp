@@ -321,7 +321,9 @@ int OldMessageJoiner::groupOf(const CarvedOldMessage &message, int found)
     const QString key = isGroup ? QStringLiteral("group ") + QString::number(message.groupId)
                                 : QStringLiteral("address ") + normalizedAddress(message.address);
     const int known = m_conversations.find(key);
-    return known >= 0 ? known : m_conversations.add(key, group(isGroup ? message.groupId : 0));
+    return known >= 0
+               ? known
+               : m_conversations.add(key, isGroup ? group(message.groupId) : MessageGroupRecord());
 }
 
 MessageGroupRecord OldMessageJoiner::group(qint64 groupId) const

@@ -59,6 +59,17 @@ void forgetFieldsBehindTheText(CarvedMessage *message)
     message->isPlaceLost = true;
 }
 
+void forgetFieldsBehindTheText(CarvedOldMessage *message)
+{
+    message->groupId = 0;
+    message->subject.clear();
+    message->madridHandle.clear();
+    message->madridRoomName.clear();
+    message->madridFlags = 0;
+    message->isIncomplete = true;
+    message->isPlaceLost = true;
+}
+
 /// Makes the best of a row whose guid is not one: it may have been read from a wrong place.
 void repairMisreadRow(CarvedMessage *message)
 {
@@ -139,9 +150,11 @@ void SMSDbFile::Message5Matcher::readRow(const TableSchema &table, const Row &ro
         }
     }
     message.isIncomplete = fields.isCovered() || fields.isCut();
-    const bool isWritten = !hasUnwritableCharacters(message.text + message.address + message.subject
-                                                    + message.madridHandle);
-    if (isWritten && !isCut(row, fields)) {
+    const QString behindText = message.subject + message.madridHandle + message.madridRoomName;
+    if (hasUnwritableCharacters(behindText)) {
+        forgetFieldsBehindTheText(&message);
+    }
+    if (!hasUnwritableCharacters(message.text + message.address) && !isCut(row, fields)) {
         m_owner->m_carved.oldMessages.push_back(message);
     }
 }

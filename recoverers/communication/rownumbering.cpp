@@ -33,7 +33,7 @@ void RowNumbering::addLive(qint64 rowid, const Place &place)
     m_entries.append({nullptr, place, std::max<qint64>(rowid, 0)});
     if (rowid > 0) {
         settle();
-        m_entries = {m_entries.last()};
+        m_entries.erase(m_entries.begin(), m_entries.end() - 1);
     }
 }
 
@@ -78,7 +78,8 @@ void RowNumbering::numberRun(int front, int behind)
             row->isSure = row->value != 0 && (fits || (isChained && front == NoEntry));
         }
     }
-    if (fits || front == NoEntry) {
+    // With more rows than free numbers some row is not what it seems, and any can be that one.
+    if (fits || front == NoEntry || count > highest - lowest - 1) {
         return;
     }
     // Some row is missing. Up to the place where it is missing the numbers are sure from either
