@@ -108,10 +108,18 @@ RecordFields RowMatcher::proseFieldsOf(const Row &row) const
                         owner->headerInfo().textEncoding);
 }
 
-RowMatcher::Row RowMatcher::localPart(const Row &row)
+RowMatcher::Row RowMatcher::ownPart(const Row &row, int count)
 {
     Row part = row;
-    part.payload.truncate(int(std::max<qint64>(row.localEnd - OverflowPointerSize, 0)));
+    if (row.isRebuilt) {
+        part.payload.truncate(int(std::max<qint64>(row.localEnd - OverflowPointerSize, 0)));
+        return part;
+    }
+    qint64 end = row.bodyStart;
+    for (int i = 0; i < count; ++i) {
+        end += serialTypeSize(row.serialTypes[i]);
+    }
+    part.limit = int(std::min<qint64>(end, row.payload.size()));
     return part;
 }
 

@@ -44,8 +44,9 @@ protected:
     /// something covered the rest.
     RecordFields proseFieldsOf(const Row &row) const;
 
-    /// The row without what was taken from overflow pages.
-    static Row localPart(const Row &row);
+    /// What is left of a row of which a field turns out to be another row's: that without what was
+    /// taken from overflow pages, or, of a row on one page, its first `count` fields.
+    static Row ownPart(const Row &row, int count);
 
     /// True when the row cannot be read as far as its own types say. The bytes that overflow pages
     /// lost do not count: what is left of so long a row is worth having.

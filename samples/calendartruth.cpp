@@ -81,6 +81,14 @@ bool isLocation(const ReminderRecord &)
     return false;
 }
 
+/// True when the part of a long text that lies on the row's own page is right, and the text is not.
+bool isMixedWith(const Contents &found, const Contents &row)
+{
+    return found.kind == row.kind && found.title == row.title
+           && row.notes.toUtf8().size() > BytesOnThePage && found.notes != row.notes
+           && found.notes.left(BytesOnThePage / 3) == row.notes.left(BytesOnThePage / 3);
+}
+
 class Comparison
 {
 public:
@@ -109,10 +117,13 @@ private:
         QSet<QString> texts;
         QVector<Contents> contents;
 
-        bool havePart(const Contents &part) const
+        using Relation = bool (*)(const Contents &found, const Contents &row);
+
+        bool haveAny(const Contents &found, Relation relation) const
         {
-            return std::any_of(contents.cbegin(), contents.cend(),
-                               [&part](const Contents &whole) { return isPartOf(part, whole); });
+            return std::any_of(
+                contents.cbegin(), contents.cend(),
+                [&found, relation](const Contents &row) { return relation(found, row); });
         }
     };
 
@@ -152,12 +163,17 @@ void Comparison::classify(const QString &text, const Contents &contents, Calenda
     } else if (m_live.texts.contains(text)) {
         ++tally->liveCopies;
         note("live copy", text);
-    } else if (!isAgain && (m_deleted.havePart(contents) || m_former.havePart(contents))) {
+    } else if (!isAgain
+               && (m_deleted.haveAny(contents, isPartOf) || m_former.haveAny(contents, isPartOf))) {
         ++tally->incomplete;
         note("incomplete", text);
-    } else if (m_live.havePart(contents)) {
+    } else if (m_live.haveAny(contents, isPartOf)) {
         ++tally->liveCopies;
         note("part of a live row", text);
+    } else if (m_deleted.haveAny(contents, isMixedWith)
+               || m_former.haveAny(contents, isMixedWith)) {
+        ++tally->mixed;
+        note("mixed", text);
     } else {
         ++tally->invented;
         note("invented", text);
@@ -193,7 +209,7 @@ void Comparison::addMissed(const QVector<SampleCalendarRow> &deleted)
 QString tallyText(const CalendarTally &tally)
 {
     return QStringLiteral("deleted %1, refused %2, overwritten %3, missed %4, recovered %5, former "
-                          "%6, incomplete %7, live copies %8, invented %9")
+                          "%6, incomplete %7, live copies %8, mixed %9, invented %10")
         .arg(tally.deleted)
         .arg(tally.refused)
         .arg(tally.overwritten)
@@ -202,6 +218,7 @@ QString tallyText(const CalendarTally &tally)
         .arg(tally.former)
         .arg(tally.incomplete)
         .arg(tally.liveCopies)
+        .arg(tally.mixed)
         .arg(tally.invented);
 }
 
@@ -217,6 +234,7 @@ void CalendarTally::add(const CalendarTally &other)
     former += other.former;
     incomplete += other.incomplete;
     liveCopies += other.liveCopies;
+    mixed += other.mixed;
     invented += other.invented;
 }
 

@@ -24,9 +24,12 @@ struct CalendarTally
     int former = 0;     ///< versions of a row before it was changed
     int incomplete = 0; ///< deleted rows or former versions of which something is missing or wrong
     int liveCopies = 0; ///< rows that are not deleted at all
-    int invented = 0;   ///< all else
+    /// Rows whose end lay on overflow pages that another row took. Those pages are always full, so
+    /// that the ends of two rows lie at one place, and nothing tells whose it is.
+    int mixed = 0;
+    int invented = 0; ///< all else
 
-    int found() const { return recovered + former + incomplete + liveCopies + invented; }
+    int found() const { return recovered + former + incomplete + liveCopies + mixed + invented; }
     void add(const CalendarTally &other);
 };
 

@@ -77,16 +77,19 @@ void cutBehindTitle(QString *title)
     title->truncate(int(end - title->cbegin()));
 }
 
-/// True when the identifier at the end of a row that was rebuilt across overflow pages is none: the
-/// pages hold the end of another row by now.
-template<typename Row> bool isOfAnotherRow(const Row &row, RecordFields *fields)
+/// The same of a text that may have lines.
+void cutBehindText(QString *text)
 {
-    if (!row.isRebuilt || fields->isFieldLost()) {
-        return false;
+    while (!text->isEmpty() && text->back().isSpace()) {
+        text->chop(1);
     }
-    const QString identifier = fields->text();
-    return !std::all_of(identifier.cbegin(), identifier.cend(),
-                        [](QChar c) { return c.isLetterOrNumber() || c == QLatin1Char('-'); });
+}
+
+bool isIdentifier(const QString &text)
+{
+    return !text.isEmpty() && std::all_of(text.cbegin(), text.cend(), [](QChar c) {
+        return c.unicode() > 0x20 && c.unicode() < 0x7f;
+    });
 }
 
 /// Completes what was read of a row. Returns false when it may be misread, or when what is left of
@@ -97,6 +100,7 @@ bool isWorthKeeping(const Row &row, const RecordFields &fields, bool isDamaged, 
     carved->isIncomplete = fields.isCovered() || fields.isCut() || isDamaged;
     if (fields.isCovered()) {
         cutBehindTitle(&carved->summary);
+        cutBehindText(&carved->description);
     }
     const bool saysNothing = fields.isCovered() && carved->summary.isEmpty();
     const bool isTail =
@@ -230,13 +234,21 @@ bool CalendarDbFile::CalendarItemMatcher::takeHeader(const QByteArray &region, i
 
 void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &table, const Row &row)
 {
-    if (!readItem(table, row)) {
-        readItem(table, localPart(row));
+    RecordFields fields = fieldsOf(row);
+    bool isFrontSound = false;
+    while (fields.nextOfAll() && fields.index() < m_uuid - 1) {
+        if (fields.index() == m_uniqueIdentifier - 1) {
+            isFrontSound = !fields.isFieldLost() && isIdentifier(fields.text());
+        }
+    }
+    if (fields.isFieldLost() || isIdentifier(fields.text())) {
+        readItem(table, row);
+    } else {
+        readItem(table, ownPart(row, isFrontSound ? m_uuid - 1 : m_summary));
     }
 }
 
-/// Returns false, and keeps nothing, when the overflow pages are another row's.
-bool CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, const Row &row)
+void CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, const Row &row)
 {
     CarvedCalendarItem item;
     bool isDamaged = false;
@@ -259,8 +271,6 @@ bool CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, con
             item.allDay = qint32(fields.uncoveredInteger());
         } else if (column == QLatin1String("calendar_id")) {
             item.calendarId = fields.uncoveredInteger();
-        } else if (column == QLatin1String("uuid") && isOfAnotherRow(row, &fields)) {
-            return false;
         } else if (column == QLatin1String("priority")) {
             item.priority = qint32(fields.uncoveredInteger());
         } else if (column == QLatin1String("completion_date")) {
@@ -270,7 +280,6 @@ bool CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, con
     if (isWorthKeeping(row, fields, isDamaged, &item) && !hasUnwritableCharacters(item.summary)) {
         m_owner->m_carved.items.push_back(item);
     }
-    return true;
 }
 
 CalendarDbFile::EventItemMatcher::EventItemMatcher(CalendarDbFile *recoverer)
@@ -310,13 +319,14 @@ bool CalendarDbFile::EventItemMatcher::matchHeader(const TableSchema &table,
 
 void CalendarDbFile::EventItemMatcher::readRow(const TableSchema &table, const Row &row)
 {
-    if (!readEvent(table, row)) {
-        readEvent(table, localPart(row));
+    RecordFields fields = fieldsOf(row);
+    while (fields.nextOfAll() && fields.index() < m_uniqueIdentifier - 1) {
     }
+    const bool isSound = fields.isFieldLost() || isIdentifier(fields.text());
+    readEvent(table, isSound ? row : ownPart(row, 1));
 }
 
-/// As readItem().
-bool CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const Row &row)
+void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const Row &row)
 {
     CarvedEvent event;
     bool isDamaged = false;
@@ -339,15 +349,12 @@ bool CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const
             event.endDate = fields.uncoveredInteger();
         } else if (column == QLatin1String("all_day")) {
             event.allDay = qint32(fields.uncoveredInteger());
-        } else if (column == QLatin1String("unique_identifier") && isOfAnotherRow(row, &fields)) {
-            return false;
         }
     }
     if (isWorthKeeping(row, fields, isDamaged, &event)
         && !hasUnwritableCharacters(event.summary + event.location)) {
         m_owner->m_carved.events.push_back(event);
     }
-    return true;
 }
 
 CalendarDbFile::LocationMatcher::LocationMatcher(CalendarDbFile *recoverer)

@@ -21,7 +21,7 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
-    bool readItem(const TableSchema &table, const Row &row);
+    void readItem(const TableSchema &table, const Row &row);
     void findHeaderEnd(const QByteArray &region, int anchorPos);
     bool takeHeader(const QByteArray &region, int anchorPos, int length);
 
@@ -51,7 +51,7 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
-    bool readEvent(const TableSchema &table, const Row &row);
+    void readEvent(const TableSchema &table, const Row &row);
 
     CalendarDbFile *m_owner;
     int m_uniqueIdentifier = -1;
