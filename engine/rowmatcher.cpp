@@ -7,12 +7,28 @@
 #include "engine/varint.h"
 
 #include <algorithm>
+#include <cctype>
+#include <climits>
 
 namespace {
 
 /// Overflow pages belong to one row each, and copies of a row are few. A hostile file, in which any
 /// number of rows claim the same pages, gets no more than so many times its own size.
 constexpr qint64 MostRebuilds = 16;
+
+constexpr int GuidLength = 36;
+
+/// True when the dashes of a guid stand where they should in the 36 bytes at `bytes`.
+bool hasGuidDashes(const char *bytes)
+{
+    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
+}
+
+bool isGuid(const char *bytes)
+{
+    const auto isDigitOrDash = [](char c) { return c == '-' || std::isxdigit(uchar(c)) != 0; };
+    return hasGuidDashes(bytes) && std::all_of(bytes, bytes + GuidLength, isDigitOrDash);
+}
 
 } // namespace
 
@@ -170,11 +186,43 @@ bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const
     return recordStart() > 0 && endsInVarint(begin, begin + recordStart(), size);
 }
 
+void RowMatcher::alignToGuid(const QByteArray &region, qint64 offset, int columns)
+{
+    const qint64 last = region.size() - GuidLength; // where a guid can begin
+    const qint64 expected = bodyStart + offset;
+    if (offset < 0 || (expected <= last && hasGuidDashes(region.constData() + expected))) {
+        return;
+    }
+    int length = 0;
+    for (int i = serialTypes.size() - 1; i >= columns; --i) {
+        length += varintLength(serialTypes[i]);
+        if (bodyStart - length <= m_anchorPos) {
+            return;
+        }
+        const qint64 place = expected - length;
+        if (place <= last && isGuid(region.constData() + place)) {
+            dropLastTypes(serialTypes.size() - i, length);
+            return;
+        }
+    }
+}
+
 void RowMatcher::dropLastTypes(int count, int length)
 {
     serialTypes.resize(serialTypes.size() - count);
     m_typesLength -= length;
     bodyStart -= length;
+}
+
+qint64 RowMatcher::bodyOffset(int column) const
+{
+    qint64 offset = 0;
+    for (int i = 0; i < column - 1; ++i) {
+        // A header of types that are all absurd must not overflow.
+        offset =
+            std::min(offset + std::max<qint64>(serialTypeSize(serialTypes[i]), 0), qint64(INT_MAX));
+    }
+    return offset;
 }
 
 qint64 RowMatcher::localEnd() const

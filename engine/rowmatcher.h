@@ -69,9 +69,14 @@ protected:
     /// its own are then bytes of its body.
     bool isCellOfOtherLayout(const QByteArray &region) const;
 
-    /// Takes the last `count` serial types back: they were bytes of the body, which begins
-    /// `length` bytes earlier.
-    void dropLastTypes(int count, int length);
+    /// For rows that were written before the table got its last columns: they have fewer serial
+    /// types, and the first bytes of the body were taken for the others. Where a guid that stands
+    /// `offset` bytes behind the beginning of the body shows that, the surplus types are taken
+    /// back; those of the first `columns` columns never are.
+    void alignToGuid(const QByteArray &region, qint64 offset, int columns);
+
+    /// Where in the body the candidate's value of the column `column` begins.
+    qint64 bodyOffset(int column) const;
 
     /// True while a row is held back.
     bool isHolding() const { return m_isHeld; }
@@ -88,6 +93,7 @@ protected:
     int m_typesLength = 0;        ///< bytes of the candidate's serial types
 
 private:
+    void dropLastTypes(int count, int length);
     void readHeldRow(const TableSchema &table);
     void coverHeldRow();
 
