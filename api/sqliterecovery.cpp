@@ -2,6 +2,7 @@
 
 #include "api/backupfilename_p.h"
 #include "api/scanprogress.h"
+#include "recoverers/calendar_notes_safari/calendardbfile.h"
 #include "recoverers/communication/callhistorydbfile.h"
 #include "recoverers/communication/contactdbfile.h"
 #include "recoverers/communication/hiddencontactdbfile.h"
@@ -53,6 +54,8 @@ Recoverer makeRecoverer(int type)
         return std::make_unique<SMSDbFile>();
     case ScanTypeCallHistory:
         return std::make_unique<CallHistoryDbFile>();
+    case ScanTypeCalendar:
+        return std::make_unique<CalendarDbFile>();
     default:
         return nullptr;
     }

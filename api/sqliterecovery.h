@@ -27,8 +27,8 @@ class ScanProgress;
 /// its destruction; after the object was copied, records are to be asked for anew. A getXxx(index)
 /// returns null when index is not below getXxxCount().
 ///
-/// Kinds: this version recovers calls, contacts and messages. The scans of all other kinds are
-/// accepted and find nothing.
+/// Kinds: this version recovers calls, contacts, messages, events and reminders. The scans of all
+/// other kinds are accepted and find nothing.
 ///
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
 /// Where a write-ahead log that is not empty lies beside a database, both are copied for the time
@@ -90,11 +90,14 @@ public:
     unsigned getCallhistoryCount();
     const CallhistoryRecord *getCallhistory(unsigned index);
 
-    /// Reminders (ScanTypeCalendar).
+    /// Reminders (ScanTypeCalendar) in the order found in the file. What stood in a list of
+    /// reminders and has an end comes as an event as well: nothing tells which of the two it was.
     unsigned getReminderCount();
     const ReminderRecord *getReminder(unsigned index);
 
-    /// Calendar events (ScanTypeCalendar).
+    /// Calendar events (ScanTypeCalendar) in the order found in the file; then locations, each as
+    /// an event that has nothing else. Of events that differ only by some minutes the first is
+    /// kept.
     unsigned getCalendarCount();
     const CalendarRecord *getCalendar(unsigned index);
 
@@ -134,6 +137,7 @@ public:
 
 private:
     // The recoverers append what they find to the arrays.
+    friend class CalendarDbFile;
     friend class CallHistoryDbFile;
     friend class ContactDbFile;
     friend class HiddenContactDbFile;

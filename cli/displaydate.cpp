@@ -64,6 +64,15 @@ QString dayText(const QString &stored)
     return isDay ? date.toString(QStringLiteral("yyyy-MM-dd")) : dateText(seconds);
 }
 
+QString calendarDateText(double stored, bool isWholeDay)
+{
+    const double seconds = std::floor(stored) + SecondsFrom1970To2001;
+    if (stored == 0 || !(seconds >= FirstSecondOfYear1 && seconds <= LastSecondOfYear9999)) {
+        return stored == 0 ? QString() : QString::number(stored, 'f', 0);
+    }
+    return dateText(qint64(seconds)).left(isWholeDay ? 10 : -1);
+}
+
 QString durationText(qint64 seconds)
 {
     if (seconds < 0) {

@@ -13,5 +13,9 @@ QString messageDateText(qint64 stored);
 /// (UTC) where it is neither midnight nor noon.
 QString dayText(const QString &stored);
 
+/// A date of the calendar, which is stored in seconds since 2001: "2014-01-11 07:06:11" (UTC), only
+/// the day where an event lasts for whole days. Empty for 0, which stands for none.
+QString calendarDateText(double stored, bool isWholeDay);
+
 /// A length of time: "0:01:22".
 QString durationText(qint64 seconds);

@@ -44,6 +44,16 @@ const QVector<RecordKind> &allKinds()
         {ScanTypeContacts, "hiddenContact", "Hidden contacts", false, fieldsOf(personMap({})),
          QStringList(), countOf<&SqliteRecovery::getHiddenContactCount>,
          mapAt<&SqliteRecovery::getHiddenContact, personMap>, personRows},
+        {ScanTypeCalendar, "reminder", "Reminders", true, fieldsOf(reminderMap({})),
+         QStringList{QStringLiteral("Start (UTC)"), QStringLiteral("Completed (UTC)"),
+                     QStringLiteral("List"), QStringLiteral("Reminder")},
+         countOf<&SqliteRecovery::getReminderCount>,
+         mapAt<&SqliteRecovery::getReminder, reminderMap>, reminderRows},
+        {ScanTypeCalendar, "calendar", "Calendar events", true, fieldsOf(calendarMap({})),
+         QStringList{QStringLiteral("Start (UTC)"), QStringLiteral("End (UTC)"),
+                     QStringLiteral("Event"), QStringLiteral("Location")},
+         countOf<&SqliteRecovery::getCalendarCount>,
+         mapAt<&SqliteRecovery::getCalendar, calendarMap>, calendarRows},
     };
     return kinds;
 }

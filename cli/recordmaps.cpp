@@ -1,8 +1,10 @@
 #include "cli/recordmaps.h"
 
+#include "api/calendarrecord.h"
 #include "api/callhistoryrecord.h"
 #include "api/messagegrouprecord.h"
 #include "api/personrecord.h"
+#include "api/reminderrecord.h"
 
 #include <QCborArray>
 
@@ -89,6 +91,25 @@ QCborMap messageGroupMap(const MessageGroupRecord &group)
             {QStringLiteral("service"), group.service},
             {QStringLiteral("participants"), arrayOf(group.participants, participantMap)},
             {QStringLiteral("messages"), arrayOf(group.messages, messageMap)}};
+}
+
+QCborMap calendarMap(const CalendarRecord &event)
+{
+    return {
+        {QStringLiteral("title"), event.title},     {QStringLiteral("location"), event.location},
+        {QStringLiteral("notes"), event.notes},     {QStringLiteral("startDate"), event.startDate},
+        {QStringLiteral("endDate"), event.endDate}, {QStringLiteral("allDay"), event.allDay}};
+}
+
+QCborMap reminderMap(const ReminderRecord &reminder)
+{
+    return {{QStringLiteral("title"), reminder.title},
+            {QStringLiteral("location"), reminder.location},
+            {QStringLiteral("calendar"), reminder.calendar},
+            {QStringLiteral("notes"), reminder.notes},
+            {QStringLiteral("startDate"), reminder.startDate},
+            {QStringLiteral("completionDate"), reminder.completionDate},
+            {QStringLiteral("priority"), reminder.priority}};
 }
 
 QCborMap recordOfKind(const char *kind, const QCborMap &fields)

@@ -2,9 +2,11 @@
 
 #include <QCborMap>
 
+struct CalendarRecord;
 struct CallhistoryRecord;
 struct MessageGroupRecord;
 struct PersonRecord;
+struct ReminderRecord;
 
 // One record as a map of its fields in their order, as stored. A CBOR map keeps that order and
 // 64-bit integers exactly; a JSON object of Qt keeps neither.
@@ -12,6 +14,8 @@ struct PersonRecord;
 QCborMap callMap(const CallhistoryRecord &call);
 QCborMap personMap(const PersonRecord &person);
 QCborMap messageGroupMap(const MessageGroupRecord &group);
+QCborMap calendarMap(const CalendarRecord &event);
+QCborMap reminderMap(const ReminderRecord &reminder);
 
 /// The record as every output has it: the field "kind", then `fields`.
 QCborMap recordOfKind(const char *kind, const QCborMap &fields);

@@ -26,6 +26,11 @@ QCborArray listOf(const QCborMap &record, const char *field)
     return record.value(QLatin1String(field)).toArray();
 }
 
+double dateOf(const QCborMap &record, const char *field)
+{
+    return record.value(QLatin1String(field)).toDouble();
+}
+
 /// The texts that are not empty, with `separator` between two of them.
 QString joined(QStringList texts, const QString &separator)
 {
@@ -225,4 +230,19 @@ TextRows messageRows(const QCborMap &group)
         rows.append(messageRow(message.toMap(), group));
     }
     return rows;
+}
+
+TextRows calendarRows(const QCborMap &event)
+{
+    const bool isWholeDay = numberOf(event, "allDay") != 0;
+    return {{calendarDateText(dateOf(event, "startDate"), isWholeDay),
+             calendarDateText(dateOf(event, "endDate"), isWholeDay), textOf(event, "title"),
+             textOf(event, "location")}};
+}
+
+TextRows reminderRows(const QCborMap &reminder)
+{
+    return {{calendarDateText(dateOf(reminder, "startDate"), false),
+             calendarDateText(dateOf(reminder, "completionDate"), false),
+             textOf(reminder, "calendar"), textOf(reminder, "title")}};
 }

@@ -13,6 +13,12 @@ TextRows personRows(const QCborMap &person);
 /// One row for each message: date, conversation, direction, text.
 TextRows messageRows(const QCborMap &group);
 
+/// One row: start, end, title, location.
+TextRows calendarRows(const QCborMap &event);
+
+/// One row: start, completion, list, title.
+TextRows reminderRows(const QCborMap &reminder);
+
 /// How people call the person: by name, organization or nickname.
 QString personName(const QCborMap &person);
 

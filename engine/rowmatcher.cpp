@@ -44,10 +44,16 @@ void RowMatcher::trackRowid(const TableSchema &table, bool restart, bool)
 /// in front of a record there is at least its payload size.
 void RowMatcher::coverHeldRow()
 {
-    if (typesStart() < m_held.bodyStart || recordStart() >= m_held.localEnd) {
+    // Where the candidate's own prefix is overwritten its identifier is taken for one byte: what is
+    // read backwards there may reach far into the row in front of it.
+    const qint64 stored = m_cellPrefix.size() == CellPrefix ? m_cellPrefix[1] - m_typesLength : 0;
+    const bool isPrefix = (stored == 2 || stored == 3) && m_cellPrefix[2] == 0;
+    const qint64 start =
+        isPrefix ? recordStart() : std::max<qint64>(recordStart(), typesStart() - CellPrefix);
+    if (typesStart() < m_held.bodyStart || start >= m_held.localEnd) {
         return;
     }
-    const qint64 cellStart = recordStart() - varintLength(payloadSize());
+    const qint64 cellStart = start - varintLength(payloadSize());
     const int covered = int(std::max(cellStart, m_held.bodyStart));
     m_held.limit = m_held.limit == 0 ? covered : std::min(m_held.limit, covered);
 }
@@ -110,12 +116,50 @@ RecordFields RowMatcher::fieldsOf(const Row &row) const
                         owner->headerInfo().textEncoding);
 }
 
+RecordFields RowMatcher::proseFieldsOf(const Row &row) const
+{
+    const bool endsWithPayload = row.isRebuilt && row.limit == 0;
+    return RecordFields(row.payload, row.bodyStart, row.serialTypes,
+                        endsWithPayload ? row.payload.size() : row.limit,
+                        owner->headerInfo().textEncoding);
+}
+
+RowMatcher::Row RowMatcher::ownPart(const Row &row, int count)
+{
+    Row part = row;
+    if (row.isRebuilt) {
+        part.payload.truncate(int(std::max<qint64>(row.localEnd - OverflowPointerSize, 0)));
+        return part;
+    }
+    qint64 end = row.bodyStart;
+    for (int i = 0; i < count; ++i) {
+        end += serialTypeSize(row.serialTypes[i]);
+    }
+    part.limit = int(std::min<qint64>(end, row.payload.size()));
+    return part;
+}
+
 void RowMatcher::decodeAround(const QByteArray &region, int anchorPos, int typesBefore,
-                              int typesAfter, int lookBack)
+                              int typesAfter, int lookBack, int expectedClass)
 {
     m_anchorPos = anchorPos;
     m_typesLength = decodeHeaderAt(region, anchorPos, typesBefore, typesAfter, m_cellPrefix,
-                                   lookBack, NoExpectedClass);
+                                   lookBack, expectedClass);
+}
+
+void RowMatcher::widenFirstType(const QByteArray &region)
+{
+    const auto *first = reinterpret_cast<const uchar *>(region.constData()) + typesStart();
+    if (serialTypes.isEmpty() || typesStart() < 2 || first[-1] < 0x81 || first[-2] != 0
+        || *first >= 0x80) {
+        return;
+    }
+    const qint64 type = qint64(first[-1] & 0x7f) << 7 | *first;
+    if (isTextSerialType(type, false)) {
+        serialTypes[0] = type;
+        ++m_typesLength;
+        ++headerStart;
+    }
 }
 
 bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const

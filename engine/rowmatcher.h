@@ -40,6 +40,14 @@ protected:
     /// A walk over the fields of the row.
     RecordFields fieldsOf(const Row &row) const;
 
+    /// The same, but where overflow pages are lost, what is left of a text can be read as if
+    /// something covered the rest.
+    RecordFields proseFieldsOf(const Row &row) const;
+
+    /// What is left of a row of which a field turns out to be another row's: that without what was
+    /// taken from overflow pages, or, of a row on one page, its first `count` fields.
+    static Row ownPart(const Row &row, int count);
+
     /// True when the row cannot be read as far as its own types say. The bytes that overflow pages
     /// lost do not count: what is left of so long a row is worth having.
     static bool isCut(const Row &row, const RecordFields &fields)
@@ -50,7 +58,11 @@ protected:
     /// As decodeHeaderAt(), `typesBefore` types in front of the anchor and `typesAfter` from it on,
     /// with the cell prefix of most tables.
     void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter,
-                      int lookBack = CellPrefix);
+                      int lookBack = CellPrefix, int expectedClass = NoExpectedClass);
+
+    /// For tables whose first column holds texts: takes a longer text's type as such, where the
+    /// byte in front of what was taken for the first type belongs to it and a NULL stands before.
+    void widenFirstType(const QByteArray &region);
 
     /// True when the bytes in front of the candidate show it to be a whole cell of a record with
     /// another number of columns: one that was written before the table got more. The types behind

@@ -3,6 +3,7 @@
 
 #include "cli/recordmaps.h"
 #include "samples/bulksamples.h"
+#include "samples/calendarsamples.h"
 #include "samples/callsamples.h"
 #include "samples/contactsamples.h"
 #include "samples/messagesamples.h"
@@ -75,6 +76,29 @@ bool makeMessages(SampleDatabase *db, const MessagePlan &plan, Truth *truth)
     return ok;
 }
 
+QVector<QCborMap> mapsOf(const QVector<SampleCalendarRow> &rows)
+{
+    QVector<QCborMap> maps;
+    for (const SampleCalendarRow &row : rows) {
+        const bool isReminder = row.kind == SampleCalendarRow::Reminder;
+        const QCborMap map = isReminder ? recordOfKind("reminder", reminderMap(row.reminder))
+                                        : recordOfKind("calendar", calendarMap(row.event));
+        if (!maps.contains(map)) {
+            maps.append(map); // a place that many events had is one record
+        }
+    }
+    return maps;
+}
+
+bool makeCalendar(SampleDatabase *db, const CalendarPlan &plan, Truth *truth)
+{
+    CalendarSample sample;
+    const bool ok = makeCalendarSample(db, plan, &sample);
+    truth->deleted = mapsOf(sample.deleted);
+    truth->live = mapsOf(sample.live);
+    return ok;
+}
+
 QString backupName(const char *domainPath)
 {
     return QString::fromLatin1(
@@ -87,7 +111,7 @@ bool fail(const QString &message)
     return false;
 }
 
-/// The number of calls, persons or messages.
+/// The number of calls, persons, messages and so on.
 int countOf(const QVector<QCborMap> &records)
 {
     int count = 0;
@@ -137,6 +161,12 @@ bool makeBackup(const QString &path)
          [](SampleDatabase *db, Truth *truth) {
              return makeMessages(
                  db, {MessageLayout::Ios12, MessageDeletion::SingleMessages, 200, 3}, truth);
+         }},
+        {"HomeDomain-Library/Calendar/Calendar.sqlitedb", "events, reminders and places",
+         deviceOptions(CalendarLayout::Ios10),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeCalendar(db, {CalendarLayout::Ios10, CalendarDeletion::Scattered, 120, 2},
+                                 truth);
          }},
     };
     const QDir folder(path);

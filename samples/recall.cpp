@@ -2,6 +2,7 @@
 // else it finds. Of calls it also gives, for every miss and every invention, the reason that the
 // bytes of the file show. --verbose prints one line for each thing that is missing or wrong.
 
+#include "samples/calendarscan.h"
 #include "samples/callscan.h"
 #include "samples/contactscan.h"
 #include "samples/contacttruth.h"
@@ -78,6 +79,19 @@ bool measure(const MessagePlan &plan, const QString &path, MessageResult *result
     return true;
 }
 
+bool measure(const CalendarPlan &plan, const QString &path, CalendarResult *result)
+{
+    SampleDatabase db;
+    CalendarSample sample;
+    QFile file(path);
+    if (!db.create(path, deviceOptions(plan.layout)) || !makeCalendarSample(&db, plan, &sample)
+        || !db.close() || !file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    result->add(compareCalendars(sample, file.readAll(), scanCalendars(path)));
+    return true;
+}
+
 /// Every layout with every way of losing rows, each in several samples of `rows` rows.
 template<typename Plan, typename Result, typename Layouts, typename Deletions>
 bool measureAll(const Layouts &layouts, const Deletions &deletions, int rows, Run *run)
@@ -116,6 +130,12 @@ bool measureMessages(Run *run)
                                                   run);
 }
 
+bool measureCalendars(Run *run)
+{
+    return measureAll<CalendarPlan, CalendarResult>(allCalendarLayouts(), allCalendarDeletions(),
+                                                    200, run);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -128,9 +148,10 @@ int main(int argc, char *argv[])
     bool (*const measureKind)(Run *) = kind == QLatin1String("calls")      ? measureCalls
                                        : kind == QLatin1String("contacts") ? measureContacts
                                        : kind == QLatin1String("messages") ? measureMessages
+                                       : kind == QLatin1String("calendar") ? measureCalendars
                                                                            : nullptr;
     if (!measureKind || arguments.size() != 1) {
-        QTextStream(stderr) << "usage: recall calls|contacts|messages [--verbose]\n";
+        QTextStream(stderr) << "usage: recall calls|contacts|messages|calendar [--verbose]\n";
         return 2;
     }
     return measureKind(&run) ? 0 : 1;

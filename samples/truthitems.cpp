@@ -118,11 +118,27 @@ TruthItem messageItem(const QCborMap &message, const QCborMap &group)
     return {core + identity, core, shortened(messageRow(message, group))};
 }
 
+/// An event or a reminder; a location that was found alone is one as well.
+TruthItem calendarItem(const QCborMap &record, const QString &kind)
+{
+    const bool isEvent = kind == QLatin1String("calendar");
+    const bool isPlace = textOf(record, "title").isEmpty();
+    const QByteArray core =
+        kind.toUtf8() + keyOf(record, {isPlace ? "location" : "title", "startDate"});
+    const QByteArray identity = keyOf(record, {"location", "notes", "endDate", "allDay", "calendar",
+                                               "completionDate", "priority"});
+    return {core + identity, core,
+            shortened((isEvent ? calendarRows(record) : reminderRows(record)).first())};
+}
+
 QVector<TruthItem> itemsOf(const QCborMap &record)
 {
     const QString kind = textOf(record, "kind");
     if (kind == QLatin1String("call")) {
         return {callItem(record)};
+    }
+    if (kind == QLatin1String("calendar") || kind == QLatin1String("reminder")) {
+        return {calendarItem(record, kind)};
     }
     if (kind != QLatin1String("messageGroup")) {
         return personItems(record);

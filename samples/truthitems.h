@@ -6,7 +6,7 @@
 #include <QVector>
 
 /// The smallest thing that a scan recovers or misses: a call, the fields of a person, one value of
-/// a person, one message.
+/// a person, one message, an event, a reminder.
 struct TruthItem
 {
     /// Equal for items that are equal in all that a user sees, also in whom they belong to.

@@ -475,7 +475,7 @@ void TestCli::everyTypeRuns_data()
     row(ScanTypeContacts, "contacts", true);
     row(ScanTypeMessages, "messages", true);
     row(ScanTypeCallHistory, "call-history", true);
-    row(ScanTypeCalendar, "calendar", false);
+    row(ScanTypeCalendar, "calendar", true);
     row(ScanTypeNotes, "notes", false);
     row(ScanTypeBookmarks, "bookmarks", false);
     row(ScanTypeWhatsapp, "whatsapp", false);

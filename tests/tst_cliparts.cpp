@@ -145,6 +145,9 @@ private Q_SLOTS:
     void manyMessagesPrintInLinearTime();
     void messageDates_data();
     void messageDates();
+    void calendarDates_data();
+    void calendarDates();
+    void eventsAndRemindersAsText();
     void days_data();
     void days();
     void printableTextIsHarmless_data();
@@ -249,6 +252,20 @@ void TestCliParts::jsonOfPersonsAndMessages_data()
                       R"("address":"+4915","service":"","isFromMe":0,"isSent":1}]})");
     group.messages.clear();
     group.participants.clear();
+    QTest::newRow("event")
+        << recordOfKind("calendar",
+                        calendarMap({QStringLiteral("Dentist"), QStringLiteral("Room 4"),
+                                     QStringLiteral("Bring \"it\""), 400000000, -1e9, 1}))
+        << QByteArray(R"({"kind":"calendar","title":"Dentist","location":"Room 4",)"
+                      R"("notes":"Bring \"it\"","startDate":400000000,"endDate":-1000000000,)"
+                      R"("allDay":1})");
+    QTest::newRow("reminder")
+        << recordOfKind("reminder",
+                        reminderMap({QStringLiteral("Milk"), QString(), QStringLiteral("Shopping"),
+                                     QString(), 0, 1e15, 9}))
+        << QByteArray(R"({"kind":"reminder","title":"Milk","location":"","calendar":"Shopping",)"
+                      R"("notes":"","startDate":0,"completionDate":1000000000000000,)"
+                      R"("priority":9})");
     QTest::newRow("empty lists") << messageGroupMap(group)
                                  << QByteArray(
                                         R"({"chatIdentifier":"chat1","roomName":"","service":"",)"
@@ -433,6 +450,48 @@ void TestCliParts::messageDates()
 {
     QFETCH(qint64, stored);
     QTEST(messageDateText(stored), "shown");
+}
+
+void TestCliParts::calendarDates_data()
+{
+    QTest::addColumn<double>("stored");
+    QTest::addColumn<bool>("isWholeDay");
+    QTest::addColumn<QString>("shown");
+    const auto row = [](const char *name, double stored, bool isWholeDay, const char *shown) {
+        QTest::newRow(name) << stored << isWholeDay << QString::fromLatin1(shown);
+    };
+    row("none", 0, false, "");
+    row("none, whole day", 0, true, "");
+    row("first second", 1, false, "2001-01-01 00:00:01");
+    row("2012", 356400000, false, "2012-04-18 00:00:00");
+    row("whole day", 356403600, true, "2012-04-18");
+    row("before 2001", -86400, false, "2000-12-31 00:00:00");
+    row("as large as one since 1970", 1342361000, false, "2043-07-16 14:03:20");
+    row("beyond the calendar", 1e15, false, "1000000000000000");
+    row("far before it", -1e18, true, "-1000000000000000000");
+}
+
+void TestCliParts::calendarDates()
+{
+    QFETCH(double, stored);
+    QFETCH(bool, isWholeDay);
+    QTEST(calendarDateText(stored, isWholeDay), "shown");
+}
+
+void TestCliParts::eventsAndRemindersAsText()
+{
+    QCborMap event = calendarMap(
+        {QStringLiteral("Dentist"), QStringLiteral("Room 4"), QString(), 356400000, 356403600, 0});
+    QCOMPARE(calendarRows(event),
+             TextRows{(QStringList{QStringLiteral("2012-04-18 00:00:00"),
+                                   QStringLiteral("2012-04-18 01:00:00"), QStringLiteral("Dentist"),
+                                   QStringLiteral("Room 4")})});
+    event[QStringLiteral("allDay")] = 1;
+    QCOMPARE(calendarRows(event).first().at(1), QStringLiteral("2012-04-18"));
+    QCOMPARE(reminderRows(reminderMap({QStringLiteral("Milk"), QString(),
+                                       QStringLiteral("Shopping"), QString(), 0, 356400000, 9})),
+             TextRows{(QStringList{QString(), QStringLiteral("2012-04-18 00:00:00"),
+                                   QStringLiteral("Shopping"), QStringLiteral("Milk")})});
 }
 
 void TestCliParts::days_data()

@@ -29,6 +29,12 @@ QByteArray messages(const QByteArray &chat, const QByteArray &text)
            + R"(","messages":[{"date":684000000123456789,"text":")" + text + R"("}]})";
 }
 
+QByteArray calendarEvent(const QByteArray &title, const QByteArray &location, const QByteArray &end)
+{
+    return R"({"kind":"calendar","title":")" + title + R"(","location":")" + location
+           + R"(","notes":"","startDate":0,"endDate":)" + end + R"(,"allDay":0})";
+}
+
 } // namespace
 
 class TestCompareTruth : public QObject
@@ -104,6 +110,14 @@ void TestCompareTruth::results_data()
         "recovered 0, incomplete 1, missed 0");
     row("cut text of a message with an identifier", messages("a", R"(hi","guid":"G)"), none,
         messages("a", R"(h","guid":"G)"), "recovered 0, incomplete 1, missed 0");
+    row("event", calendarEvent("a", "b", "5"), none, calendarEvent("a", "b", "5"),
+        "recovered 1, missed 0");
+    row("end of an event lost", calendarEvent("a", "b", "5"), none, calendarEvent("a", "b", "0"),
+        "recovered 0, incomplete 1, missed 0");
+    row("event for reminder", calendarEvent("a", "", "0").replace("calendar", "reminder"), none,
+        calendarEvent("a", "", "0"), "missed 1, copies of live data 0, invented 1");
+    row("places", calendarEvent("", "b", "0"), none, calendarEvent("", "c", "0"),
+        "missed 1, copies of live data 0, invented 1");
     row("another text", messages("a", "hi"), none, messages("a", "h"),
         "missed 1, copies of live data 0, invented 1");
 }

@@ -1,0 +1,496 @@
+#include "samples/calendarscan.h"
+#include "samples/sampledatabase.h"
+#include "tests/support/folderstate.h"
+#include "tests/support/scanprobe.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList titlesOf(const FoundCalendars &found)
+{
+    QStringList titles;
+    for (const CalendarRecord &event : found.events) {
+        titles.append(event.title.isEmpty() ? QLatin1Char('@') + event.location : event.title);
+    }
+    for (const ReminderRecord &reminder : found.reminders) {
+        titles.append(QLatin1Char('!') + reminder.title);
+    }
+    return titles;
+}
+
+QString report(const CalendarResult &result)
+{
+    return result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'));
+}
+
+const QString BackupName = QStringLiteral("2041457d5fe04d39d0ab481178355df6781e6858");
+const QString DeleteAll = QStringLiteral("DELETE FROM CalendarItem; DELETE FROM Location;");
+
+} // namespace
+
+/// Events and reminders as SQLite itself deletes them, in every layout, through the public
+/// interface.
+class TestCalendar : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void samplesHoldWhatTheySay_data();
+    void samplesHoldWhatTheySay();
+    void everyLayoutAndDeletion_data() { samplesHoldWhatTheySay_data(); }
+    void everyLayoutAndDeletion();
+    void wholeTableComesBack_data();
+    void wholeTableComesBack();
+    void rowsFromBeforeTheTableWasWidened_data();
+    void rowsFromBeforeTheTableWasWidened();
+    void longTypesBehindTheAnchor_data();
+    void longTypesBehindTheAnchor();
+    void longTitleOfAnOldEvent();
+    void locationsWithoutAnOwnerThereWas();
+    void overflowPages_data();
+    void overflowPages();
+    void missingTables_data();
+    void missingTables();
+    void scansAppendAndStop();
+    void progressIsSharedBetweenTheTables();
+    void evidenceStaysAsItWas();
+    void truncation();
+
+private:
+    QString path() const { return m_dir.filePath(QStringLiteral("Calendar.sqlitedb")); }
+    bool makeSample(const CalendarPlan &plan, const SampleOptions &options, CalendarSample *sample)
+    {
+        SampleDatabase db;
+        const bool made =
+            db.create(path(), options) && makeCalendarSample(&db, plan, sample) && db.close();
+        if (!made) {
+            qWarning() << db.errorText();
+        }
+        return made;
+    }
+    /// Makes the tables of the layout with two calendars and a list of reminders.
+    bool makeTables(SampleDatabase *db, CalendarLayout layout)
+    {
+        return db->create(path(), deviceOptions(layout)) && db->exec(calendarTables(layout))
+               && db->exec(QStringLiteral("INSERT INTO Calendar (title, supported_entity_types) "
+                                          "VALUES ('Home', 4), ('Work', NULL), "
+                                          "('DEFAULT_TASK_CALENDAR_NAME', 8);"));
+    }
+    /// `more` are columns and values beside those that every event has.
+    bool insertEvent(SampleDatabase *db, const QString &title, const QVariantMap &more = {})
+    {
+        QVariantMap row = {
+            {QStringLiteral("summary"), title},
+            {QStringLiteral("location_id"), 0},
+            {QStringLiteral("start_date"), 400000000},
+            {QStringLiteral("end_date"), 400003600},
+            {QStringLiteral("all_day"), 0},
+            {QStringLiteral("calendar_id"), 2},
+            {QStringLiteral("hidden"), 0},
+            {QStringLiteral("has_recurrences"), 0},
+            {QStringLiteral("has_attendees"), 0},
+            {QStringLiteral("UUID"), QStringLiteral("0B6C7F0E-1D9C-4B52-8D55-3C6B7A9D1E2F")},
+            {QStringLiteral("entity_type"), 2},
+            {QStringLiteral("priority"), 0}};
+        for (auto field = more.cbegin(); field != more.cend(); ++field) {
+            row[field.key()] = field.value();
+        }
+        return db->run(QStringLiteral("INSERT INTO CalendarItem (%1) VALUES (?%2)")
+                           .arg(QStringList(row.keys()).join(QLatin1Char(',')),
+                                QStringLiteral(",?").repeated(row.size() - 1)),
+                       row.values());
+    }
+    FoundCalendars scan() const { return scanCalendars(path()); }
+    CalendarResult compare(const CalendarSample &sample) const
+    {
+        return compareCalendars(sample, contents(path()), scan());
+    }
+    QTemporaryDir m_dir;
+};
+
+void TestCalendar::samplesHoldWhatTheySay_data()
+{
+    QTest::addColumn<int>("layout");
+    QTest::addColumn<int>("deletion");
+    for (const CalendarLayout layout : allCalendarLayouts()) {
+        for (const CalendarDeletion deletion : allCalendarDeletions()) {
+            QTest::addRow("%s, %s", qPrintable(layoutName(layout)),
+                          qPrintable(deletionName(deletion)))
+                << int(layout) << int(deletion);
+        }
+    }
+}
+
+void TestCalendar::samplesHoldWhatTheySay()
+{
+    QFETCH(int, layout);
+    QFETCH(int, deletion);
+    const CalendarPlan plan{CalendarLayout(layout), CalendarDeletion(deletion), 120, 5};
+    CalendarSample sample;
+    QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
+    SampleDatabase db;
+    QVERIFY(db.open(path()));
+    QCOMPARE(db.scalar(QStringLiteral("PRAGMA integrity_check")).toString(), QStringLiteral("ok"));
+    const QString count = QStringLiteral("SELECT count(*) FROM %1").arg(itemTable(plan.layout));
+    int items = 0;
+    for (const SampleCalendarRow &row : qAsConst(sample.live)) {
+        items += row.kind != SampleCalendarRow::Location;
+        if (row.kind == SampleCalendarRow::Event) {
+            QVERIFY(db.scalar(count + QStringLiteral(" WHERE summary=? AND end_date=?"),
+                              {row.event.title, row.event.endDate})
+                        .toInt()
+                    > 0);
+        }
+    }
+    QCOMPARE(db.scalar(count).toInt(), items);
+    QVERIFY(sample.deleted.size() >= plan.items / 6);
+    QCOMPARE(sample.former.isEmpty(), plan.deletion != CalendarDeletion::Edited);
+}
+
+void TestCalendar::everyLayoutAndDeletion()
+{
+    QFETCH(int, layout);
+    QFETCH(int, deletion);
+    const CalendarPlan plan{CalendarLayout(layout), CalendarDeletion(deletion), 200, 11};
+    CalendarSample sample;
+    QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
+    const CalendarResult result = compare(sample);
+    for (const CalendarTally &tally : {result.items, result.locations}) {
+        QVERIFY2(tally.invented == 0, qPrintable(report(result)));
+        QVERIFY2(tally.mixed <= 1, qPrintable(report(result)));
+        // A freeblock of 128 to 255 bytes with a successor hides its row where the first type
+        // follows it directly.
+        QVERIFY2(tally.missedWhole <= 3, qPrintable(report(result)));
+        const int fitting = tally.deleted - tally.refused;
+        // Pages that became free are soon used again.
+        const int part = plan.deletion == CalendarDeletion::Contiguous ? 2 : 7;
+        QVERIFY2(tally.recovered * 10 >= fitting * part, qPrintable(report(result)));
+    }
+    QVERIFY2(result.items.incomplete <= plan.items / 20, qPrintable(report(result)));
+    QVERIFY2(result.items.liveCopies <= plan.items / 4, qPrintable(report(result)));
+}
+
+void TestCalendar::wholeTableComesBack_data()
+{
+    QTest::addColumn<int>("layout");
+    QTest::addColumn<int>("pageSize");
+    for (const CalendarLayout layout : allCalendarLayouts()) {
+        for (const int pageSize : {1024, 4096, 16384}) {
+            QTest::addRow("%s, pages of %d bytes", qPrintable(layoutName(layout)), pageSize)
+                << int(layout) << pageSize;
+        }
+    }
+}
+
+void TestCalendar::wholeTableComesBack()
+{
+    QFETCH(int, layout);
+    QFETCH(int, pageSize);
+    const CalendarPlan plan{CalendarLayout(layout), CalendarDeletion::WholeTable, 150, 3};
+    CalendarSample sample;
+    SampleOptions options;
+    options.pageSize = pageSize;
+    QVERIFY(makeSample(plan, options, &sample));
+    const CalendarResult result = compare(sample);
+    const CalendarTally &items = result.items;
+    QVERIFY2(items.missedWhole + items.overwritten <= 1, qPrintable(report(result)));
+    QVERIFY2(items.recovered >= (items.deleted - items.refused) * 97 / 100,
+             qPrintable(report(result)));
+    QVERIFY2(items.liveCopies + items.mixed + items.invented <= 1, qPrintable(report(result)));
+}
+
+void TestCalendar::rowsFromBeforeTheTableWasWidened_data()
+{
+    QTest::addColumn<QString>("columns");
+    QTest::addColumn<bool>("wholeTable");
+    for (const bool wholeTable : {true, false}) {
+        const char *how = wholeTable ? "whole table" : "scattered";
+        QTest::addRow("numbers, %s", how) << QStringLiteral("a REAL,b INTEGER") << wholeTable;
+        QTest::addRow("many, %s", how)
+            << QStringLiteral("a TEXT,b INTEGER,c INTEGER,d BLOB,e REAL,f INTEGER") << wholeTable;
+    }
+}
+
+void TestCalendar::rowsFromBeforeTheTableWasWidened()
+{
+    QFETCH(QString, columns);
+    QFETCH(bool, wholeTable);
+    const CalendarPlan plan{CalendarLayout::Ios9,
+                            wholeTable ? CalendarDeletion::WholeTable : CalendarDeletion::Scattered,
+                            150, 9};
+    CalendarSample sample;
+    QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
+    const int before = compare(sample).items.recovered;
+    SampleDatabase db;
+    QVERIFY(db.open(path()));
+    const QStringList definitions = columns.split(QLatin1Char(','));
+    for (const QString &definition : definitions) {
+        QVERIFY(db.exec(QStringLiteral("ALTER TABLE CalendarItem ADD COLUMN ") + definition));
+    }
+    QVERIFY(db.close());
+    const CalendarResult result = compare(sample);
+    QVERIFY2(result.items.recovered >= before * 97 / 100, qPrintable(report(result)));
+    QVERIFY2(result.items.invented == 0, qPrintable(report(result)));
+}
+
+void TestCalendar::longTypesBehindTheAnchor_data()
+{
+    QTest::addColumn<QVariantMap>("more");
+    const QString url = QStringLiteral("https://meet.example.org/") + QString(60, QLatin1Char('7'));
+    const QVariant data = QByteArray(100, 'd');
+    const auto row = [](const char *name, const QVariantMap &more) { QTest::newRow(name) << more; };
+    row("none", {});
+    row("bytes", {{QStringLiteral("structured_data"), data}});
+    row("bytes twice", {{QStringLiteral("structured_data"), data},
+                        {QStringLiteral("local_structured_data"), data}});
+    row("a short text and bytes", {{QStringLiteral("action"), QStringLiteral("remind me")},
+                                   {QStringLiteral("app_link"), QByteArray(20, 'a')}});
+    row("the last column", {{QStringLiteral("conference_url"), url}});
+}
+
+void TestCalendar::longTypesBehindTheAnchor()
+{
+    QFETCH(QVariantMap, more);
+    SampleDatabase db;
+    QVERIFY(makeTables(&db, CalendarLayout::Ios11));
+    QVERIFY(insertEvent(&db, QStringLiteral("Dentist"), more));
+    QVERIFY(insertEvent(&db, QStringLiteral("Alone behind the other one"), more));
+    QVERIFY(insertEvent(&db, QStringLiteral("Stays")));
+    QVERIFY(db.exec(QStringLiteral("DELETE FROM CalendarItem WHERE summary <> 'Stays'")));
+    QVERIFY(db.close());
+    const FoundCalendars found = scan();
+    QStringList titles = titlesOf(found);
+    titles.sort();
+    QCOMPARE(titles, (QStringList{QStringLiteral("Alone behind the other one"),
+                                  QStringLiteral("Dentist")}));
+    QCOMPARE(found.events.at(0).startDate, 400000000.0);
+    QCOMPARE(found.events.at(1).endDate, 400003600.0);
+}
+
+void TestCalendar::longTitleOfAnOldEvent()
+{
+    const QString title = QString(70, QLatin1Char('T'));
+    SampleDatabase db;
+    QVERIFY(makeTables(&db, CalendarLayout::Ios5));
+    // The size of the freed cell has a low byte of 128 or more, whatever its notes are.
+    for (int size = 1; size < 200; size += 9) {
+        const QString notes = QString::number(size) + QString(size, QLatin1Char('n'));
+        QVERIFY(db.run(QStringLiteral("INSERT INTO Event (ROWID, summary, description, start_date, "
+                                      "end_date, all_day, calendar_id, unique_identifier) VALUES "
+                                      "(?,?,?,?,?,0,1,'0B6C7F0E-1D9C-4B52-8D55-3C6B7A9D1E2F')"),
+                       {size + 200, title, notes, 300000000, 300003600}));
+        QVERIFY(db.run(QStringLiteral("INSERT INTO Event (summary, description) VALUES (?,?)"),
+                       {QStringLiteral("between"), QString(300, QLatin1Char('b'))}));
+    }
+    QVERIFY(db.exec(QStringLiteral("DELETE FROM Event WHERE start_date = 300000000")));
+    QVERIFY(db.close());
+    const QStringList titles = titlesOf(scan());
+    QVERIFY(titles.size() >= 12); // what the splitting of pages left
+    QCOMPARE(titles.count(title), titles.size());
+}
+
+void TestCalendar::locationsWithoutAnOwnerThereWas()
+{
+    SampleDatabase db;
+    QVERIFY(makeTables(&db, CalendarLayout::Ios7));
+    QVERIFY(insertEvent(&db, QStringLiteral("Dentist"), {{QStringLiteral("location_id"), 1}}));
+    const auto insert = [&db](const char *title, int owner) {
+        return db.run(QStringLiteral("INSERT INTO Location (title, latitude, longitude, radius, "
+                                     "item_owner_id, alarm_owner_id) VALUES (?,52.5,13.5,0,?,0)"),
+                      {QString::fromLatin1(title), owner});
+    };
+    QVERIFY(insert("Stays", 1) && insert("Room 4", 1) && insert("Nowhere", 2));
+    QVERIFY(insert("\x7f\x7f\x7f", 1) && insert("", 1) && insert("Gate B7", 0));
+    QVERIFY(db.exec(QStringLiteral("DELETE FROM Location WHERE ROWID > 1;"
+                                   "DELETE FROM CalendarItem"))
+            && db.close());
+    const FoundCalendars found = scan();
+    QStringList titles = titlesOf(found);
+    titles.sort();
+    QCOMPARE(titles, (QStringList{QStringLiteral("@Gate B7"), QStringLiteral("@Room 4"),
+                                  QStringLiteral("Dentist")}));
+    QCOMPARE(found.events.at(0).location, QStringLiteral("Stays"));
+}
+
+void TestCalendar::overflowPages_data()
+{
+    QTest::addColumn<quint32>("next");
+    QTest::addColumn<bool>("isWhole");
+    QTest::newRow("sound") << 0u << true;
+    QTest::newRow("beyond the file") << 999999u << false;
+    QTest::newRow("page 1") << 1u << false;
+    QTest::newRow("a cycle") << 0xffffffffu << false; // stands for the chain's own first page
+}
+
+void TestCalendar::overflowPages()
+{
+    QFETCH(quint32, next);
+    QFETCH(bool, isWhole);
+    QString notes;
+    while (notes.size() < 9000) {
+        notes += QString::number(notes.size()) + QLatin1Char(' ');
+    }
+    SampleDatabase db;
+    QVERIFY(db.create(path()) && db.exec(calendarTables(CalendarLayout::Ios6))
+            && db.exec(QStringLiteral("INSERT INTO Calendar (title) VALUES ('a'), ('b')"))
+            && insertEvent(&db, QStringLiteral("Dentist"), {{QStringLiteral("description"), notes}})
+            && db.close());
+    // Freed by hand: the cell's pointer goes, and nothing else is touched.
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QByteArray bytes = file.readAll();
+    const int row = bytes.indexOf("Dentist");
+    const int page = row / 4096 * 4096;
+    bytes.replace(page + 3, 2, QByteArray(2, '\0'));
+    if (next != 0) {
+        const int first = bytes.indexOf(notes.mid(notes.size() / 2, 20).toLatin1()) / 4096;
+        const quint32 target = next == 0xffffffffu ? quint32(first) + 1 : next;
+        bytes[first * 4096] = char(target >> 24);
+        bytes[first * 4096 + 1] = char(target >> 16);
+        bytes[first * 4096 + 2] = char(target >> 8);
+        bytes[first * 4096 + 3] = char(target);
+    }
+    QVERIFY(file.seek(0) && file.write(bytes) == bytes.size());
+    file.close();
+    const FoundCalendars found = scan();
+    QCOMPARE(titlesOf(found), QStringList(QStringLiteral("Dentist")));
+    const QString &text = found.events.at(0).notes;
+    QVERIFY(notes.startsWith(text));
+    QCOMPARE(text.size() == notes.size(), isWhole);
+    QVERIFY(text.size() > 100);
+}
+
+void TestCalendar::missingTables_data()
+{
+    QTest::addColumn<QString>("statement");
+    QTest::addColumn<QStringList>("titles");
+    const auto row = [](const char *name, const char *statement, const QStringList &titles) {
+        QTest::newRow(name) << QString::fromLatin1(statement) << titles;
+    };
+    const QString event = QStringLiteral("Dentist");
+    const QString reminder = QStringLiteral("!Milk");
+    const QString place = QStringLiteral("@Room 4");
+    row("none", "", {event, place, reminder});
+    row("no locations", "DROP TABLE Location", {event, reminder});
+    // With the table goes the number of its items, and then no place is known to have had one.
+    row("no items", "DROP TABLE CalendarItem", {});
+    row("no calendars", "DROP TABLE Calendar", {place});
+    row("no sequence of calendars", "DELETE FROM sqlite_sequence WHERE name='Calendar'", {place});
+    row("no sequence of items", "DELETE FROM sqlite_sequence WHERE name='CalendarItem'",
+        {event, reminder});
+    row("no column of a matcher", "ALTER TABLE Location RENAME COLUMN radius TO spread",
+        {event, reminder});
+}
+
+void TestCalendar::missingTables()
+{
+    QFETCH(QString, statement);
+    QFETCH(QStringList, titles);
+    SampleDatabase db;
+    QVERIFY(makeTables(&db, CalendarLayout::Ios6));
+    QVERIFY(insertEvent(&db, QStringLiteral("Dentist")));
+    QVERIFY(insertEvent(
+        &db, QStringLiteral("Milk"),
+        {{QStringLiteral("end_date"), QVariant()}, {QStringLiteral("calendar_id"), 3}}));
+    QVERIFY(db.exec(QStringLiteral("INSERT INTO Location (title, radius, item_owner_id, "
+                                   "alarm_owner_id) VALUES ('Room 4', 0, 1, 0)")));
+    QVERIFY(db.exec(DeleteAll + statement) && db.close());
+    QStringList found = titlesOf(scan());
+    found.sort();
+    titles.sort();
+    QCOMPARE(found, titles);
+}
+
+void TestCalendar::scansAppendAndStop()
+{
+    CalendarSample sample;
+    const CalendarPlan plan;
+    QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
+    const FoundCalendars once = scan();
+    QVERIFY(once.events.size() > 20 && once.reminders.size() > 5);
+    SqliteRecovery recovery;
+    QCOMPARE(recovery.scanRecoveryForType(ScanTypeCalendar, path(), nullptr), 0);
+    QCOMPARE(recovery.scanRecoveryForType(ScanTypeCalendar, path(), nullptr), 0);
+    QCOMPARE(recovery.getCalendarCount(), 2 * unsigned(once.events.size()));
+    QCOMPARE(recovery.getReminderCount(), 2 * unsigned(once.reminders.size()));
+    QCOMPARE(recovery.getCalendar(unsigned(once.events.size()))->title, once.events.at(0).title);
+    SqliteRecovery stopped;
+    ScanProbe stopping;
+    stopping.stopAfter = 3;
+    QCOMPARE(stopped.scanRecoveryForType(ScanTypeCalendar, path(), &stopping), 0);
+    QCOMPARE(stopping.reports, 3);
+    QCOMPARE(stopping.doneCalls, 1);
+    QVERIFY(stopped.getCalendarCount() + stopped.getReminderCount()
+            < unsigned(once.events.size() + once.reminders.size()));
+}
+
+void TestCalendar::progressIsSharedBetweenTheTables()
+{
+    for (const bool both : {false, true}) {
+        SampleDatabase db;
+        QVERIFY(makeTables(&db, CalendarLayout::Ios7));
+        QVERIFY(!both || db.exec(QStringLiteral("CREATE TABLE Event (ROWID INTEGER PRIMARY KEY)")));
+        QVERIFY(db.close());
+        ScanProbe probe;
+        SqliteRecovery recovery;
+        recovery.scanRecoveryForType(ScanTypeCalendar, path(), &probe);
+        // A table that cannot be searched gives its whole share; locations have none. Page 1 is
+        // never searched.
+        QVERIFY2(probe.total > 90 && probe.total <= 100, qPrintable(QString::number(probe.total)));
+    }
+}
+
+void TestCalendar::evidenceStaysAsItWas()
+{
+    // The log holds the list of the deleted reminder.
+    SampleDatabase db;
+    QVERIFY(makeTables(&db, CalendarLayout::Ios11));
+    QVERIFY(insertEvent(
+        &db, QStringLiteral("Milk"),
+        {{QStringLiteral("end_date"), QVariant()}, {QStringLiteral("calendar_id"), 4}}));
+    QVERIFY(db.exec(DeleteAll));
+    QVERIFY(db.exec(QStringLiteral("PRAGMA journal_mode=WAL;"
+                                   "INSERT INTO Calendar (title, supported_entity_types) VALUES "
+                                   "('Shopping', 8)")));
+    const QString folder = m_dir.filePath(QStringLiteral("evidence"));
+    QVERIFY(QDir().mkpath(folder));
+    const QString file = folder + QLatin1Char('/') + BackupName;
+    QVERIFY(QFile::copy(path(), file));
+    QVERIFY(QFile::copy(path() + QLatin1String("-wal"), file + QLatin1String("-wal")));
+    QVERIFY(db.close());
+    const QStringList before = folderState(folder);
+    SqliteRecovery recovery;
+    QCOMPARE(recovery.scanRecovery(folder), 0);
+    QCOMPARE(folderState(folder), before);
+    QCOMPARE(recovery.getReminderCount(), 1u);
+    QCOMPARE(recovery.getReminder(0)->calendar, QStringLiteral("Shopping"));
+}
+
+void TestCalendar::truncation()
+{
+    CalendarSample sample;
+    const CalendarPlan plan{CalendarLayout::Ios10, CalendarDeletion::Scattered, 30, 2};
+    QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
+    const QByteArray whole = contents(path());
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    int most = 0;
+    for (qint64 length = file.size(); length >= 0; length -= 977) {
+        QVERIFY(file.resize(length));
+        const CalendarResult result = compareCalendars(sample, whole, scan());
+        most = std::max(most, result.items.found());
+        QVERIFY2(result.items.invented + result.locations.invented == 0,
+                 qPrintable(report(result)));
+    }
+    QVERIFY(most >= 5);
+}
+
+QTEST_APPLESS_MAIN(TestCalendar)
+#include "tst_calendar.moc"
