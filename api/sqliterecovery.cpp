@@ -2,6 +2,8 @@
 
 #include "api/backupfilename_p.h"
 #include "api/scanprogress.h"
+#include "recoverers/calendar_notes_safari/ios9notedbfile.h"
+#include "recoverers/calendar_notes_safari/notedbfile.h"
 #include "recoverers/communication/callhistorydbfile.h"
 #include "recoverers/communication/contactdbfile.h"
 #include "recoverers/communication/hiddencontactdbfile.h"
@@ -53,6 +55,10 @@ Recoverer makeRecoverer(int type)
         return std::make_unique<SMSDbFile>();
     case ScanTypeCallHistory:
         return std::make_unique<CallHistoryDbFile>();
+    case ScanTypeNotes:
+        return std::make_unique<NoteDbFile>();
+    case ScanTypeIos9Notes:
+        return std::make_unique<Ios9NoteDbFile>();
     default:
         return nullptr;
     }

@@ -55,6 +55,12 @@ void RowMatcher::finish()
 QByteArray RowMatcher::readPayload(const QByteArray &region, QIODevice &device,
                                    const DatabaseHeader &header, qint64, int)
 {
+    return payloadOf(region, device, header, BrokenChain());
+}
+
+QByteArray RowMatcher::payloadOf(const QByteArray &region, QIODevice &device,
+                                 const DatabaseHeader &header, const BrokenChain &broken)
+{
     const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
     m_localEnd = localEnd();
     m_isRebuilt = spills(payload, header);
@@ -64,7 +70,7 @@ QByteArray RowMatcher::readPayload(const QByteArray &region, QIODevice &device,
     if (m_rebuilt > MostRebuilds * device.size()) {
         return region.left(int(std::max<qint64>(m_localEnd - OverflowPointerSize, 0)));
     }
-    const QByteArray bytes = rebuildPayload(region, device, header, payload);
+    const QByteArray bytes = rebuildPayload(region, device, header, payload, broken);
     m_rebuilt += bytes.size();
     return bytes;
 }
@@ -125,6 +131,18 @@ bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const
         pos += length;
     }
     return recordStart() > 0 && endsInVarint(begin, begin + recordStart(), size);
+}
+
+bool RowMatcher::isHeaderOfOtherSize(const QByteArray &region) const
+{
+    constexpr int mostInOneByte = 127;
+    // The types, the NULL of the rowid alias and the size itself.
+    const int size = m_typesLength + 3;
+    const qint64 start = typesStart();
+    if (size - 1 <= mostInOneByte || start < 2 || region[int(start - 1)] != 0) {
+        return false;
+    }
+    return region[int(start - 2)] != char(size & mostInOneByte);
 }
 
 void RowMatcher::dropLastTypes(int count, int length)

@@ -2,6 +2,8 @@
 
 #include "engine/recordmatcher.h"
 
+struct BrokenChain;
+
 /// Base of matchers that read whole rows, which other bytes may cover or which may go on elsewhere:
 ///
 /// - A payload that spills is rebuilt across its overflow pages; otherwise its last fields would be
@@ -37,6 +39,10 @@ protected:
     /// Reads and keeps the row. Called once for every deleted match, in the order found.
     virtual void readRow(const TableSchema &table, const Row &row) = 0;
 
+    /// As readPayload(), with a rule for overflow chains that are broken.
+    QByteArray payloadOf(const QByteArray &region, QIODevice &device, const DatabaseHeader &header,
+                         const BrokenChain &broken);
+
     /// A walk over the fields of the row.
     RecordFields fieldsOf(const Row &row) const;
 
@@ -55,6 +61,10 @@ protected:
     /// another number of columns: one that was written before the table got more. The types behind
     /// its own are then bytes of its body.
     bool isCellOfOtherLayout(const QByteArray &region) const;
+
+    /// True when the stored header size, of which a freeblock header leaves the second byte, is
+    /// another one than that of the decoded types: the candidate has another number of columns.
+    bool isHeaderOfOtherSize(const QByteArray &region) const;
 
     /// Takes the last `count` serial types back: they were bytes of the body, which begins
     /// `length` bytes earlier.
