@@ -7,6 +7,8 @@
 #include "samples/contacttruth.h"
 #include "samples/messagescan.h"
 #include "samples/messagetruth.h"
+#include "samples/notescan.h"
+#include "samples/notetruth.h"
 #include "samples/recallreport.h"
 #include "samples/sampledatabase.h"
 
@@ -78,6 +80,19 @@ bool measure(const MessagePlan &plan, const QString &path, MessageResult *result
     return true;
 }
 
+bool measure(const NotePlan &plan, const QString &path, NoteResult *result)
+{
+    SampleDatabase db;
+    NoteSample sample;
+    QFile file(path);
+    if (!db.create(path, deviceOptions(plan.layout)) || !makeNoteSample(&db, plan, &sample)
+        || !db.close() || !file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    result->add(compareNotes(sample, file.readAll(), scanNotes(plan.layout, path)));
+    return true;
+}
+
 /// Every layout with every way of losing rows, each in several samples of `rows` rows.
 template<typename Plan, typename Result, typename Layouts, typename Deletions>
 bool measureAll(const Layouts &layouts, const Deletions &deletions, int rows, Run *run)
@@ -116,6 +131,11 @@ bool measureMessages(Run *run)
                                                   run);
 }
 
+bool measureNotes(Run *run)
+{
+    return measureAll<NotePlan, NoteResult>(allNoteLayouts(), allNoteDeletions(), 120, run);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -128,9 +148,10 @@ int main(int argc, char *argv[])
     bool (*const measureKind)(Run *) = kind == QLatin1String("calls")      ? measureCalls
                                        : kind == QLatin1String("contacts") ? measureContacts
                                        : kind == QLatin1String("messages") ? measureMessages
+                                       : kind == QLatin1String("notes")    ? measureNotes
                                                                            : nullptr;
     if (!measureKind || arguments.size() != 1) {
-        QTextStream(stderr) << "usage: recall calls|contacts|messages [--verbose]\n";
+        QTextStream(stderr) << "usage: recall calls|contacts|messages|notes [--verbose]\n";
         return 2;
     }
     return measureKind(&run) ? 0 : 1;

@@ -16,7 +16,6 @@ struct PlainBody
     QString title;
     QString text;
     bool isCopy = false; ///< equals the body of a note that still exists
-    bool isTaken = false;
 };
 
 /// True when all that is left of the row also stands in the other one.
@@ -53,17 +52,20 @@ bool isKnown(const NoteRow &note, const KnownNotes &known,
                        [&](const NoteRow *other) { return isSame(note, *other); });
 }
 
+/// The rows of notes that are no copies of others: SQLite leaves such copies where it moves a row.
 QVector<NoteRow> deletedNotes(const LiveNotes &live, const QVector<NoteRow> &carved)
 {
     const KnownNotes liveNotes = knownNotes(live.notes);
     const KnownNotes carvedNotes = knownNotes(carved);
     QVector<NoteRow> deleted;
+    deleted.reserve(carved.size()); // so that the pointers to its rows stay valid
+    KnownNotes kept;
     for (const NoteRow &note : carved) {
-        const bool isRepeated = note.isIncomplete ? isKnown(note, liveNotes, isPartOf)
-                                                        || isKnown(note, carvedNotes, isPartOf)
-                                                  : isKnown(note, liveNotes, isEqual);
-        if (!isRepeated) {
+        const auto isSame = note.isIncomplete ? isPartOf : isEqual;
+        const KnownNotes &others = note.isIncomplete ? carvedNotes : kept;
+        if (!isKnown(note, liveNotes, isSame) && !isKnown(note, others, isSame)) {
             deleted.append(note);
+            kept.insert(note.date, &deleted.last());
         }
     }
     return deleted;
@@ -142,23 +144,43 @@ public:
         }
     }
 
-    /// Takes the first body with the title out of the pool; null when there is none.
-    const PlainBody *take(const QString &title)
+    /// Takes the first body with the note's title out of the pool; null when there is none. Where
+    /// several have the title, one that goes on as the note's summary does comes before the first.
+    const PlainBody *take(const NoteRow &note)
     {
-        const auto found = m_byTitle.find(title);
+        const auto found = m_byTitle.find(note.title);
         if (found == m_byTitle.end() || found->isEmpty()) {
             return nullptr;
         }
-        PlainBody &body = m_bodies[found->takeLast()];
-        body.isTaken = true;
+        const auto fits = std::find_if(found->crbegin(), found->crend(), [&](int place) {
+            return goesOnAs(m_bodies[place], note.summary);
+        });
+        const int index = int(std::distance(fits, found->crend())) - 1;
+        PlainBody &body = m_bodies[found->takeAt(index < 0 ? found->size() - 1 : index)];
+        m_takenTexts.insert(body.text);
         return &body;
     }
 
-    const QVector<PlainBody> &bodies() const { return m_bodies; }
+    /// The bodies that are still there, without copies of those that were taken.
+    QVector<PlainBody> rest() const
+    {
+        QVector<PlainBody> bodies;
+        std::copy_if(m_bodies.cbegin(), m_bodies.cend(), std::back_inserter(bodies),
+                     [this](const PlainBody &body) { return !m_takenTexts.contains(body.text); });
+        return bodies;
+    }
 
 private:
+    /// True when the first line behind the title begins with the summary.
+    static bool goesOnAs(const PlainBody &body, const QString &summary)
+    {
+        const QStringList lines = body.text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        return summary.isEmpty() ? lines.size() <= 1 : lines.value(1).startsWith(summary);
+    }
+
     QVector<PlainBody> m_bodies;
     QHash<QString, QVector<int>> m_byTitle;
+    QSet<QString> m_takenTexts;
 };
 
 /// Collects notes, each one once.
@@ -197,13 +219,14 @@ QVector<NoteRecord> assembleNotes(const LiveNotes &live, const CarvedNotes &carv
                           note.summary.isEmpty() ? note.title : note.summary};
         // A title that is lost is no title: it must not take a body without text.
         const bool isTitleLost = note.isIncomplete && note.title.isEmpty();
-        if (const PlainBody *body = isTitleLost ? nullptr : pool.take(note.title)) {
+        if (const PlainBody *body = isTitleLost ? nullptr : pool.take(note)) {
             record.content = body->text;
         }
         list.add(record);
     }
-    for (const PlainBody &body : pool.bodies()) {
-        if (!body.isTaken && !body.isCopy) {
+    const QVector<PlainBody> rest = pool.rest();
+    for (const PlainBody &body : rest) {
+        if (!body.isCopy) {
             list.add({0, body.title, body.text});
         }
     }
