@@ -4,12 +4,14 @@
 
 struct CallhistoryRecord;
 struct MessageGroupRecord;
+struct NoteRecord;
 struct PersonRecord;
 
 // One record as a map of its fields in their order, as stored. A CBOR map keeps that order and
 // 64-bit integers exactly; a JSON object of Qt keeps neither.
 
 QCborMap callMap(const CallhistoryRecord &call);
+QCborMap noteMap(const NoteRecord &note);
 QCborMap personMap(const PersonRecord &person);
 QCborMap messageGroupMap(const MessageGroupRecord &group);
 

@@ -13,6 +13,9 @@ TextRows personRows(const QCborMap &person);
 /// One row for each message: date, conversation, direction, text.
 TextRows messageRows(const QCborMap &group);
 
+/// One row: date of the last change, title, and the text behind the title.
+TextRows noteRows(const QCborMap &note);
+
 /// How people call the person: by name, organization or nickname.
 QString personName(const QCborMap &person);
 

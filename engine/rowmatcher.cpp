@@ -19,9 +19,18 @@ constexpr qint64 MostRebuilds = 16;
 void RowMatcher::trackRowid(const TableSchema &table, bool restart, bool)
 {
     if (m_isHeld && !restart) {
+        m_isHeld = !coversHeldHeader();
         coverHeldRow();
     }
     readHeldRow(table);
+}
+
+/// True when the candidate at hand is a whole cell that begins among the held row's types, which
+/// are then partly its own.
+bool RowMatcher::coversHeldHeader() const
+{
+    return hasCellPrefix() && recordStart() > m_held.typesStart
+           && recordStart() <= m_held.bodyStart;
 }
 
 /// Notes from where on the candidate at hand covers the held row. Cells side by side do not touch:

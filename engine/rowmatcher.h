@@ -66,6 +66,13 @@ protected:
     /// another one than that of the decoded types: the candidate has another number of columns.
     bool isHeaderOfOtherSize(const QByteArray &region) const;
 
+    /// True when header size and NULL stand in front of the types as in a whole cell.
+    bool hasCellPrefix() const
+    {
+        return m_cellPrefix.size() == CellPrefix && m_cellPrefix[2] == 0
+               && m_cellPrefix[1] == m_typesLength + 2;
+    }
+
     /// Takes the last `count` serial types back: they were bytes of the body, which begins
     /// `length` bytes earlier.
     void dropLastTypes(int count, int length);
@@ -86,6 +93,7 @@ protected:
 
 private:
     void readHeldRow(const TableSchema &table);
+    bool coversHeldHeader() const;
     void coverHeldRow();
 
     Row m_held;

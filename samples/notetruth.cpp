@@ -151,15 +151,24 @@ bool isFound(const SampleNote &note, NoteLayout layout, const QVector<NoteRecord
     });
 }
 
+/// Pictures and signs alone make no plausible title.
+bool isRefused(const SampleNote &note, NoteLayout layout)
+{
+    const QString text = note.title + note.summary();
+    const bool isReadable = std::any_of(
+        text.cbegin(), text.cend(), [](QChar c) { return c.isLetterOrNumber() || c.isPunct(); });
+    return !isTaken(layout) || (isNoteStore(layout) && !isReadable);
+}
+
 /// The counters in the order of their names.
 constexpr int NoteResult::*counters[] = {
-    &NoteResult::deleted,     &NoteResult::recovered,  &NoteResult::former,
-    &NoteResult::shortened,   &NoteResult::bodyOnly,   &NoteResult::otherText,
-    &NoteResult::liveCopies,  &NoteResult::twice,      &NoteResult::invented,
-    &NoteResult::overwritten, &NoteResult::missedWhole};
-constexpr const char *counterNames[] = {"deleted",   "recovered",   "former",      "shortened",
-                                        "body only", "other text",  "live copies", "twice",
-                                        "invented",  "overwritten", "missed whole"};
+    &NoteResult::deleted,    &NoteResult::recovered,   &NoteResult::former,
+    &NoteResult::shortened,  &NoteResult::bodyOnly,    &NoteResult::otherText,
+    &NoteResult::liveCopies, &NoteResult::twice,       &NoteResult::invented,
+    &NoteResult::refused,    &NoteResult::overwritten, &NoteResult::missedWhole};
+constexpr const char *counterNames[] = {"deleted",   "recovered",  "former",      "shortened",
+                                        "body only", "other text", "live copies", "twice",
+                                        "invented",  "refused",    "overwritten", "missed whole"};
 
 } // namespace
 
@@ -193,6 +202,10 @@ NoteResult compareNotes(const NoteSample &sample, const QByteArray &file,
     result.deleted = sample.deleted.size();
     for (const SampleNote &note : sample.deleted) {
         if (!isFound(note, sample.layout, found)) {
+            if (isRefused(note, sample.layout)) {
+                ++result.refused;
+                continue;
+            }
             const bool isWhole = isWholeInFile(note, file);
             ++(isWhole ? result.missedWhole : result.overwritten);
             result.details << (isWhole ? QStringLiteral("missed although whole: ")

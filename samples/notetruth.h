@@ -8,6 +8,7 @@
 struct NoteResult
 {
     int deleted = 0;
+    int refused = 0; ///< missed: no header test takes their rows, or no text is plausible
     int overwritten =
         0; ///< deleted notes that were missed and of which no row is whole in the file
     int missedWhole = 0; ///< the same although one is

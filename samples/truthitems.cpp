@@ -118,11 +118,21 @@ TruthItem messageItem(const QCborMap &message, const QCborMap &group)
     return {core + identity, core, shortened(messageRow(message, group))};
 }
 
+/// Of a note whose row is lost the text remains.
+TruthItem noteItem(const QCborMap &note)
+{
+    const QByteArray core = "note" + keyOf(note, {"title"});
+    return {core + keyOf(note, {"date", "content"}), core, shortened(noteRows(note).first())};
+}
+
 QVector<TruthItem> itemsOf(const QCborMap &record)
 {
     const QString kind = textOf(record, "kind");
     if (kind == QLatin1String("call")) {
         return {callItem(record)};
+    }
+    if (kind == QLatin1String("note") || kind == QLatin1String("ios9Note")) {
+        return {noteItem(record)};
     }
     if (kind != QLatin1String("messageGroup")) {
         return personItems(record);

@@ -71,23 +71,28 @@ QVector<NoteRow> deletedNotes(const LiveNotes &live, const QVector<NoteRow> &car
     return deleted;
 }
 
-bool isAmong(const NoteBody &body, const QStringList &sorted)
+/// Ascending.
+QStringList contentsOf(const QVector<NoteBody> &bodies)
 {
-    const auto found = std::lower_bound(sorted.cbegin(), sorted.cend(), body.content);
-    return found != sorted.cend()
-           && (body.isCut ? found->startsWith(body.content) : *found == body.content);
+    QStringList contents;
+    for (const NoteBody &body : bodies) {
+        contents.append(body.content);
+    }
+    std::sort(contents.begin(), contents.end());
+    return contents;
 }
 
-QStringList wholeBodies(const QVector<NoteBody> &bodies)
+/// True when one of the contents begins with the body's and goes on.
+bool isBeginningOfOne(const NoteBody &body, const QStringList &sorted)
 {
-    QStringList whole;
-    for (const NoteBody &body : bodies) {
-        if (!body.isCut) {
-            whole.append(body.content);
-        }
-    }
-    std::sort(whole.begin(), whole.end());
-    return whole;
+    const auto next = std::upper_bound(sorted.cbegin(), sorted.cend(), body.content);
+    return next != sorted.cend() && next->startsWith(body.content);
+}
+
+bool isAmong(const NoteBody &body, const QStringList &sorted)
+{
+    return std::binary_search(sorted.cbegin(), sorted.cend(), body.content)
+           || (body.isCut && isBeginningOfOne(body, sorted));
 }
 
 QString titleOf(const QString &text)
@@ -110,14 +115,14 @@ bool isPartOfTitle(const PlainBody &body, const QVector<NoteRow> &notes)
 QVector<PlainBody> plainBodies(const LiveNotes &live, const CarvedNotes &carved,
                                const std::function<bool()> &mayGoOn)
 {
-    const QStringList whole = wholeBodies(carved.bodies);
+    const QStringList contents = contentsOf(carved.bodies);
     QVector<PlainBody> bodies;
     QVector<PlainBody> copies;
     for (const NoteBody &body : carved.bodies) {
         if (!mayGoOn()) {
             break;
         }
-        if (body.isCut && isAmong(body, whole)) {
+        if (body.isCut && isBeginningOfOne(body, contents)) {
             continue;
         }
         PlainBody plain;

@@ -111,7 +111,7 @@ void HtmlReducer::addTag()
     }
     const QString name = m_html.mid(m_pos + isClosing, end - m_pos - isClosing).toLower();
     const bool isOther = first == QLatin1Char('!') || first == QLatin1Char('?');
-    if (name.isEmpty() && !isOther && !isClosing) {
+    if (!first.isLetter() && !isOther && !isClosing) {
         m_out += QLatin1String("&lt;"); // a sign in a sentence
         return;
     }
@@ -139,7 +139,8 @@ void HtmlReducer::open(const QString &name, const QString &attributes)
 {
     const QString nesting = nestingElement(name);
     if (isLineElement(name)) {
-        addElement(name);
+        // Of what is nested too deep the lines are enough.
+        addElement(m_ignored > 0 ? QStringLiteral("br") : name);
     } else if (isHiddenElement(name)) {
         skipHidden(name);
     } else if (!nesting.isEmpty()) {
@@ -171,7 +172,7 @@ void HtmlReducer::close(const QString &name)
 {
     const QString nesting = name == QLatin1String("span") ? name : nestingElement(name);
     if (nesting.isEmpty()) {
-        if (isLineElement(name)) {
+        if (isLineElement(name) && m_ignored == 0) {
             addElement(QLatin1Char('/') + name);
         }
         return;

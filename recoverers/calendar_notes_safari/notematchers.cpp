@@ -103,9 +103,14 @@ bool NoteDbFile::NotebodyMatcher::matchHeader(const TableSchema &table, const QB
 {
     const int columnCount = table.columns.size();
     decodeAround(region, anchorPos, m_entity - 1, columnCount - m_entity);
-    return serialTypes.size() == columnCount - 1 && isTextSerialType(columnType(m_content), false)
-           && isNullSerialType(columnType(m_contentReference))
-           && isNullSerialType(columnType(m_representation)) && !isCellOfOtherLayout(region);
+    if (serialTypes.size() != columnCount - 1 || !isTextSerialType(columnType(m_content), false)
+        || !isNullSerialType(columnType(m_contentReference))
+        || !isNullSerialType(columnType(m_representation)) || isCellOfOtherLayout(region)) {
+        return false;
+    }
+    // A few bytes of any header look like these types. Text of a body that is none shows it, but an
+    // empty one must have more than its types to be believed.
+    return serialTypeSize(columnType(m_content)) > 0 || hasCellPrefix();
 }
 
 QByteArray NoteDbFile::NotebodyMatcher::readPayload(const QByteArray &region, QIODevice &device,
