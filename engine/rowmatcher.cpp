@@ -7,12 +7,28 @@
 #include "engine/varint.h"
 
 #include <algorithm>
+#include <cctype>
+#include <climits>
 
 namespace {
 
 /// Overflow pages belong to one row each, and copies of a row are few. A hostile file, in which any
 /// number of rows claim the same pages, gets no more than so many times its own size.
 constexpr qint64 MostRebuilds = 16;
+
+constexpr int GuidLength = 36;
+
+/// True when the dashes of a guid stand where they should in the 36 bytes at `bytes`.
+bool hasGuidDashes(const char *bytes)
+{
+    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
+}
+
+bool isGuid(const char *bytes)
+{
+    const auto isDigitOrDash = [](char c) { return c == '-' || std::isxdigit(uchar(c)) != 0; };
+    return hasGuidDashes(bytes) && std::all_of(bytes, bytes + GuidLength, isDigitOrDash);
+}
 
 } // namespace
 
@@ -37,12 +53,12 @@ bool RowMatcher::coversHeldHeader() const
 /// in front of a record there is at least its payload size.
 void RowMatcher::coverHeldRow()
 {
-    const int start = recordStart();
-    if (start <= m_held.bodyStart || start >= m_held.localEnd) {
+    if (typesStart() < m_held.bodyStart || recordStart() >= m_held.localEnd) {
         return;
     }
-    const int cellStart = start - varintLength(payloadSize());
-    m_held.limit = m_held.limit == 0 ? cellStart : std::min(m_held.limit, cellStart);
+    const qint64 cellStart = recordStart() - varintLength(payloadSize());
+    const int covered = int(std::max(cellStart, m_held.bodyStart));
+    m_held.limit = m_held.limit == 0 ? covered : std::min(m_held.limit, covered);
 }
 
 void RowMatcher::readHeldRow(const TableSchema &table)
@@ -79,9 +95,8 @@ QByteArray RowMatcher::payloadOf(const QByteArray &region, QIODevice &device,
     if (m_rebuilt > MostRebuilds * device.size()) {
         return region.left(int(std::max<qint64>(m_localEnd - OverflowPointerSize, 0)));
     }
-    const QByteArray bytes = rebuildPayload(region, device, header, payload, broken);
-    m_rebuilt += bytes.size();
-    return bytes;
+    m_rebuilt += payload.size;
+    return rebuildPayload(region, device, header, payload, broken);
 }
 
 void RowMatcher::extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
@@ -111,11 +126,11 @@ RecordFields RowMatcher::fieldsOf(const Row &row) const
 }
 
 void RowMatcher::decodeAround(const QByteArray &region, int anchorPos, int typesBefore,
-                              int typesAfter)
+                              int typesAfter, int lookBack)
 {
     m_anchorPos = anchorPos;
     m_typesLength = decodeHeaderAt(region, anchorPos, typesBefore, typesAfter, m_cellPrefix,
-                                   CellPrefix, NoExpectedClass);
+                                   lookBack, NoExpectedClass);
 }
 
 bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const
@@ -154,11 +169,43 @@ bool RowMatcher::isHeaderOfOtherSize(const QByteArray &region) const
     return region[int(start - 2)] != char(size & mostInOneByte);
 }
 
+void RowMatcher::alignToGuid(const QByteArray &region, qint64 offset, int columns)
+{
+    const qint64 last = region.size() - GuidLength; // where a guid can begin
+    const qint64 expected = bodyStart + offset;
+    if (offset < 0 || (expected <= last && hasGuidDashes(region.constData() + expected))) {
+        return;
+    }
+    int length = 0;
+    for (int i = serialTypes.size() - 1; i >= columns; --i) {
+        length += varintLength(serialTypes[i]);
+        if (bodyStart - length <= m_anchorPos) {
+            return;
+        }
+        const qint64 place = expected - length;
+        if (place <= last && isGuid(region.constData() + place)) {
+            dropLastTypes(serialTypes.size() - i, length);
+            return;
+        }
+    }
+}
+
 void RowMatcher::dropLastTypes(int count, int length)
 {
     serialTypes.resize(serialTypes.size() - count);
     m_typesLength -= length;
     bodyStart -= length;
+}
+
+qint64 RowMatcher::bodyOffset(int column) const
+{
+    qint64 offset = 0;
+    for (int i = 0; i < column - 1; ++i) {
+        // A header of types that are all absurd must not overflow.
+        offset =
+            std::min(offset + std::max<qint64>(serialTypeSize(serialTypes[i]), 0), qint64(INT_MAX));
+    }
+    return offset;
 }
 
 qint64 RowMatcher::localEnd() const

@@ -53,9 +53,10 @@ protected:
         return fields.isCut() && !row.isRebuilt;
     }
 
-    /// As decodeHeaderAt() with the cell prefix of most tables, `typesBefore` types in front of the
-    /// anchor and `typesAfter` from it on.
-    void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter);
+    /// As decodeHeaderAt(), `typesBefore` types in front of the anchor and `typesAfter` from it on,
+    /// with the cell prefix of most tables.
+    void decodeAround(const QByteArray &region, int anchorPos, int typesBefore, int typesAfter,
+                      int lookBack = CellPrefix);
 
     /// True when the bytes in front of the candidate show it to be a whole cell of a record with
     /// another number of columns: one that was written before the table got more. The types behind
@@ -69,13 +70,20 @@ protected:
     /// True when header size and NULL stand in front of the types as in a whole cell.
     bool hasCellPrefix() const
     {
+        constexpr int mostInOneByte = 127;
+        const int size = m_typesLength + 2; // with the NULL and one byte for itself
         return m_cellPrefix.size() == CellPrefix && m_cellPrefix[2] == 0
-               && m_cellPrefix[1] == m_typesLength + 2;
+               && m_cellPrefix[1] == size + (size > mostInOneByte ? 1 : 0);
     }
 
-    /// Takes the last `count` serial types back: they were bytes of the body, which begins
-    /// `length` bytes earlier.
-    void dropLastTypes(int count, int length);
+    /// For rows that were written before the table got its last columns: they have fewer serial
+    /// types, and the first bytes of the body were taken for the others. Where a guid that stands
+    /// `offset` bytes behind the beginning of the body shows that, the surplus types are taken
+    /// back; those of the first `columns` columns never are.
+    void alignToGuid(const QByteArray &region, qint64 offset, int columns);
+
+    /// Where in the body the candidate's value of the column `column` begins.
+    qint64 bodyOffset(int column) const;
 
     /// True while a row is held back.
     bool isHolding() const { return m_isHeld; }
@@ -92,6 +100,7 @@ protected:
     int m_typesLength = 0;        ///< bytes of the candidate's serial types
 
 private:
+    void dropLastTypes(int count, int length);
     void readHeldRow(const TableSchema &table);
     bool coversHeldHeader() const;
     void coverHeldRow();

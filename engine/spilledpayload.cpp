@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr qint64 MaxRebuilt = 4 * 1024 * 1024;
+constexpr qint64 MaxRebuilt = 4 * 1024 * 1024; ///< rows of a device stay far below
 constexpr qint64 MaxOneByteVarint = 127;
 
 bool readOverflowPage(QIODevice &device, quint32 pageNo, const DatabaseHeader &header,
@@ -115,7 +115,7 @@ CandidatePayload::CandidatePayload(qint64 bodyStart, int typesLength,
     qint64 body = 0;
     for (const qint64 type : serialTypes) {
         const qint64 length = serialTypeSize(type);
-        if (length < 0 || length > MaxRebuilt || body > MaxRebuilt) {
+        if (length < 0 || length > MaxRebuilt - body) {
             return;
         }
         body += length;

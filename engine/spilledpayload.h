@@ -30,7 +30,7 @@ struct CandidatePayload
     CandidatePayload(qint64 bodyStart, int typesLength, const QVector<qint64> &serialTypes);
 
     qint64 start = 0; ///< place in the region
-    qint64 size = 0;  ///< 0 when the types give no sensible size
+    qint64 size = 0;  ///< 0 when the types give no sensible size, or one of more than 4 MiB
 };
 
 /// True when the payload has more bytes than its cell holds, so that it goes on elsewhere.
@@ -52,8 +52,7 @@ struct BrokenChain
 /// bytes of its overflow pages. A chain that leaves the file or does not end where the payload ends
 /// has been used again for something else: then there is what `broken` says. Gathering ends in
 /// front of a page that was met before or is in use; a page whose link shows it to be the last of
-/// another chain, or not the last of this one, is not gathered either. Rows of a device stay far
-/// below 4 MiB; of larger payloads the rest is not read.
+/// another chain, or not the last of this one, is not gathered either.
 QByteArray rebuildPayload(const QByteArray &region, QIODevice &device, const DatabaseHeader &header,
                           const CandidatePayload &payload,
                           const BrokenChain &broken = BrokenChain());

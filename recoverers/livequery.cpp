@@ -1,10 +1,15 @@
 #include "recoverers/livequery.h"
 
+#include "engine/fieldreader.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QUrl>
 
 #include <sqlite3.h>
+
+#include <algorithm>
+#include <climits>
 
 namespace {
 
@@ -12,6 +17,10 @@ namespace {
 /// what a sound database of a device takes, and still an end.
 constexpr int StepsPerCheck = 100000;
 constexpr int MaxChecks = 2000;
+
+/// Rows can share bytes of a hostile file, and computed columns can make bytes of nothing.
+constexpr qint64 BytesPerByteOfFile = 4;
+constexpr qint64 SmallestLimit = 1024 * 1024;
 
 int stopWhenTooLong(void *checksLeft)
 {
@@ -43,6 +52,20 @@ void distrust(sqlite3 *database)
     sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+}
+
+/// The bytes of the current row, about.
+qint64 rowSize(sqlite3_stmt *statement)
+{
+    constexpr int bytesOfNumber = 8;
+    qint64 size = 0;
+    for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+        const int type = sqlite3_column_type(statement, column);
+        const bool isLong = type == SQLITE_TEXT || type == SQLITE_BLOB;
+        size += isLong ? sqlite3_column_bytes(statement, column) : bytesOfNumber;
+    }
+    return size;
 }
 
 } // namespace
@@ -55,7 +78,8 @@ qint64 LiveRow::integer(int column) const
 QString LiveRow::text(int column) const
 {
     const auto *bytes = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
-    return QString::fromUtf8(bytes, sqlite3_column_bytes(m_statement, column));
+    constexpr int utf8 = 1; // whatever the database stores, SQLite converts
+    return decodeText(bytes, sqlite3_column_bytes(m_statement, column), utf8);
 }
 
 LiveQuery::LiveQuery(const QString &dbPath)
@@ -87,7 +111,15 @@ void LiveQuery::open(const QString &dbPath, int flags, const char *uriOptions)
         return;
     }
     distrust(m_database);
+    setLimits(QFileInfo(absolute).size() + QFileInfo(logPath(absolute)).size());
     sqlite3_progress_handler(m_database, StepsPerCheck, &stopWhenTooLong, &m_checksLeft);
+}
+
+void LiveQuery::setLimits(qint64 fileSize)
+{
+    const qint64 longest = std::max(fileSize, SmallestLimit);
+    sqlite3_limit(m_database, SQLITE_LIMIT_LENGTH, int(std::min<qint64>(longest, INT_MAX)));
+    m_mostBytes = BytesPerByteOfFile * longest;
 }
 
 bool LiveQuery::forEachRow(const QString &sql, const std::function<void(const LiveRow &)> &row)
@@ -101,7 +133,9 @@ bool LiveQuery::forEachRow(const QString &sql, const std::function<void(const Li
     }
     const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)> statement(prepared,
                                                                            &sqlite3_finalize);
-    while (sqlite3_step(prepared) == SQLITE_ROW) {
+    qint64 bytesLeft = m_mostBytes;
+    while (bytesLeft > 0 && sqlite3_step(prepared) == SQLITE_ROW) {
+        bytesLeft -= rowSize(prepared);
         row(LiveRow(prepared));
     }
     return true;

@@ -46,6 +46,7 @@ private Q_SLOTS:
     void copiesOfLiveRowsAreNoDeletions_data();
     void copiesOfLiveRowsAreNoDeletions();
     void nobodyTwice();
+    void deletedDuplicates();
     void versionsOfOnePerson();
     void wrongIdentifiersAreForgotten();
     void incompletePersons();
@@ -136,11 +137,12 @@ void TestContactAssembler::partsOfLiveValues()
     m_live.values.insert(20, {7, 5, 0, 2, QString()});
     m_live.values.insert(21, {7, 3, 0, 1, QStringLiteral("111")});
     m_live.entries.append({20, 2, QStringLiteral("Lyon")});
-    entry(20, 2, "Lyon");    // still there
-    entry(20, 1, "Rue 1");   // removed from the address
-    entry(20, 1, "Rue 1");   // a copy
-    entry(21, 1, "Rue 2");   // a telephone number has no parts
-    entry(99, 1, "Nowhere"); // nobody's
+    value(20, 7, "", 5, 1, false); // concluded, and wrong: that number is the live one's
+    entry(20, 2, "Lyon");          // still there
+    entry(20, 1, "Rue 1");         // removed from the address
+    entry(20, 1, "Rue 1");         // a copy
+    entry(21, 1, "Rue 2");         // a telephone number has no parts
+    entry(99, 1, "Nowhere");       // nobody's
     QCOMPARE(assembled(), list({"#7 Clara Castillo; 5 Cabin  Street=Rue 1"}));
 }
 
@@ -206,6 +208,22 @@ void TestContactAssembler::nobodyTwice()
     QCOMPARE(assembled(), list({"#5 Anna Adler; 3 _$!<Mobile>!$_ 111", "#8 Anna Adler"}));
 }
 
+/// Two persons of one name, as people delete duplicates; their rows lost their identifiers.
+void TestContactAssembler::deletedDuplicates()
+{
+    live(7, named("Clara", "Castillo"));
+    m_live.persons[7].modificationDate = 50;
+    person(8, named("Clara", "Castillo"), false).person.modificationDate = 60; // her duplicate
+    person(9, named("Clara", "Castillo"), false).person.modificationDate = 50; // a copy of hers
+    person(10, named("Anna", "Adler"), false).person.modificationDate = 100;
+    person(11, named("Anna", "Adler"), false).person.modificationDate = 200;
+    person(12, named("Anna", "Adler"), false).person.modificationDate = 200; // a copy of 11
+    value(1, 10, "111");
+    value(2, 11, "222");
+    QCOMPARE(assembled(), list({"#8 Clara Castillo", "#10 Anna Adler; 3 _$!<Mobile>!$_ 111",
+                                "#11 Anna Adler; 3 _$!<Mobile>!$_ 222"}));
+}
+
 void TestContactAssembler::versionsOfOnePerson()
 {
     person(5, named("Anna", "Adler")).person.modificationDate = 100;
@@ -253,6 +271,7 @@ void TestContactAssembler::nothingEmptyNothingUnreadable()
     live(7, named("Clara", "Castillo"));
     person(5, PersonRecord());
     person(6, PersonRecord());
+    person(8, named("An\x03na", "Adler"));
     value(11, 6, "111");
     value(12, 7, "", 5);                 // an address whose parts are lost
     value(13, 7, "\x03\x06\x0F\x01", 1); // bytes of an index

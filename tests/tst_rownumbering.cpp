@@ -42,6 +42,8 @@ void TestRowNumbering::numbers_data()
     row("between two live rows, one is missing anywhere", "L11 ? ? L7", {7, 11}, "9? 8?");
     row("between two live rows, those in the gap are missing", "L20 ? . ? L7", {7, 20}, "19 8");
     row("between two live rows, gaps on both sides", "L20 . ? . L7", {7, 20}, "8?");
+    row("between two live rows, more than there were, with gaps", "L12 ? . ? . ? L10", {10, 12},
+        "0 0 11?");
     row("between a live and an intact row", "i20 ? . ? L7", {7}, "20 19 8");
     row("gap behind a row with nothing in front", "? . ? L7", {7}, "9? 8");
     row("live row in front that was written earlier", "L3 . ? ? L7", {3, 7}, "9 8");
@@ -101,7 +103,7 @@ void TestRowNumbering::numberingIsLinear()
         numbering.addCarved(&row, {0, 0});
     }
     numbering.restart();
-    QVERIFY(timer.elapsed() < 5000); // a quadratic pass takes minutes
+    QVERIFY(timer.elapsed() < 20000); // a quadratic pass takes minutes
     QCOMPARE(carved.front().value, 0);
 }
 

@@ -47,6 +47,13 @@ void readPersons(LiveQuery &query, QMap<qint64, PersonRecord> *persons)
             }
             persons->insert(person.rowId, person);
         });
+    query.forEachRow(QStringLiteral("select rowid, modificationdate from abperson"),
+                     [persons](const LiveRow &row) {
+                         const auto person = persons->find(row.integer(0));
+                         if (person != persons->end()) {
+                             person->modificationDate = qint32(row.integer(1));
+                         }
+                     });
     query.forEachRow(QStringLiteral("select rowid, alternatebirthday from abperson where "
                                     "alternatebirthday is not null"),
                      [persons](const LiveRow &row) {
@@ -84,7 +91,7 @@ QString contentKey(const PersonRecord &person)
 {
     QString key;
     for (const PersonField &field : PersonFields) {
-        key += person.*field.field + QLatin1Char('|');
+        key += person.*field.field + QChar(0x1F); // a separator that nobody writes
     }
     return key;
 }

@@ -54,7 +54,7 @@ struct LiveAddressBook
 {
     QHash<qint64, QString> entryKeys;
     QHash<qint64, QString> labels;
-    QMap<qint64, PersonRecord> persons; ///< without values and modification dates
+    QMap<qint64, PersonRecord> persons; ///< without values
     QMap<qint64, Multivalue> values;
     QVector<MultivalueEntry> entries;
     qint64 highestPersonId = 0;  ///< the highest identifier ever given to a person

@@ -13,6 +13,8 @@ bool sharesText(const PersonRecord &a, const PersonRecord &b)
     });
 }
 
+constexpr int MaxNamesakes = 20; ///< to compare with; a hostile file may hold any number of them
+
 /// False for texts that nobody can have written: bytes of something else that happened to fit.
 bool isReadable(const QString &text)
 {
@@ -81,12 +83,6 @@ private:
         bool isIntact; ///< the row identifier is
         int order;
     };
-    /// The persons of one content, as places in m_found.
-    struct Namesakes
-    {
-        QHash<qint64, int> byRowid; ///< those whose identifier is intact
-        int unsure = -1;            ///< the one whose identifier is not
-    };
     void add(const CarvedPerson &carved, int order);
     void addIncomplete(const CarvedPerson &carved, int order);
     void append(const CarvedPerson &carved, const CarvedRowid &rowid, int order);
@@ -95,15 +91,17 @@ private:
     CarvedRowid believedRowid(const CarvedPerson &carved) const;
     bool isCopyOfLive(const CarvedPerson &carved, const CarvedRowid &rowid,
                       const QString &content) const;
-    bool isKnown(const CarvedRowid &rowid, const QString &content);
+    bool isKnown(const CarvedPerson &carved, const CarvedRowid &rowid, const QString &content);
+    bool isSamePerson(const Found &known, const CarvedPerson &carved,
+                      const CarvedRowid &rowid) const;
     bool isBetterOwner(const Found &found, const Found &known) const;
 
     const LiveAddressBook &m_live;
-    QSet<QString> m_liveContents;
+    QHash<QString, QSet<qint32>> m_liveContents; ///< their dates of change
     QMultiHash<QString, const PersonRecord *> m_liveNames;
     QVector<Found> m_found;
-    QHash<QString, Namesakes> m_byContent;
-    QHash<QString, QVector<int>> m_byName; ///< places in m_found
+    QHash<QString, QVector<int>> m_byContent; ///< places in m_found
+    QHash<QString, QVector<int>> m_byName;
     QHash<qint64, int> m_owners;
 };
 
@@ -111,7 +109,7 @@ PersonCollector::PersonCollector(const LiveAddressBook &live, const CarvedAddres
     : m_live(live)
 {
     for (const PersonRecord &person : live.persons) {
-        m_liveContents.insert(contentKey(person));
+        m_liveContents[contentKey(person)].insert(person.modificationDate);
         m_liveNames.insert(nameKey(person), &person);
     }
     int order = 0;
@@ -147,7 +145,7 @@ void PersonCollector::add(const CarvedPerson &carved, int order)
 {
     const CarvedRowid rowid = believedRowid(carved);
     const QString content = contentKey(carved.person);
-    if (!isCopyOfLive(carved, rowid, content) && !isKnown(rowid, content)) {
+    if (!isCopyOfLive(carved, rowid, content) && !isKnown(carved, rowid, content)) {
         append(carved, rowid, order);
     }
 }
@@ -156,7 +154,6 @@ void PersonCollector::add(const CarvedPerson &carved, int order)
 /// there.
 void PersonCollector::addIncomplete(const CarvedPerson &carved, int order)
 {
-    constexpr int MaxNamesakes = 20; // a hostile file may hold any number of them
     const QString name = nameKey(carved.person);
     const auto live = m_liveNames.equal_range(name);
     int compared = 0;
@@ -176,12 +173,7 @@ void PersonCollector::addIncomplete(const CarvedPerson &carved, int order)
 
 void PersonCollector::append(const CarvedPerson &carved, const CarvedRowid &rowid, int order)
 {
-    Namesakes &namesakes = m_byContent[contentKey(carved.person)];
-    if (rowid.isIntact) {
-        namesakes.byRowid.insert(rowid.value, m_found.size());
-    } else {
-        namesakes.unsure = m_found.size();
-    }
+    m_byContent[contentKey(carved.person)].append(m_found.size());
     m_byName[nameKey(carved.person)].append(m_found.size());
     m_found.append({carved.person, rowid.isIntact, order});
     m_found.last().person.rowId = rowid.value;
@@ -200,39 +192,57 @@ CarvedRowid PersonCollector::believedRowid(const CarvedPerson &carved) const
 }
 
 /// True when every field equals a live person's. A row that is known to be of a person who is gone
-/// is no copy, even if somebody of equal names still exists: people delete duplicates.
+/// is no copy, even if somebody of equal names still exists: people delete duplicates. Against an
+/// identifier that was merely concluded stands an equal date of change; where there is no date, the
+/// database's own list of deleted persons decides.
 bool PersonCollector::isCopyOfLive(const CarvedPerson &carved, const CarvedRowid &rowid,
                                    const QString &content) const
 {
-    if (!hasText(carved.person) || !m_liveContents.contains(content)) {
+    const auto dates = m_liveContents.constFind(content);
+    if (!hasText(carved.person) || dates == m_liveContents.cend()) {
         return false;
     }
     const auto live = m_live.persons.constFind(rowid.value);
-    if (live != m_live.persons.cend()) {
-        return !rowid.isIntact || contentKey(*live) == content;
+    if (rowid.isIntact) {
+        return live != m_live.persons.cend() && contentKey(*live) == content;
     }
-    return !rowid.isIntact && !m_live.deletedPersons.contains(rowid.value);
-}
-
-/// True when the same person was added before. Only two intact identifiers tell persons of equal
-/// names apart; otherwise the better identifier is kept.
-bool PersonCollector::isKnown(const CarvedRowid &rowid, const QString &content)
-{
-    Namesakes &namesakes = m_byContent[content];
-    if (rowid.isIntact && !namesakes.byRowid.contains(rowid.value) && namesakes.unsure >= 0) {
-        Found &found = m_found[namesakes.unsure];
-        found.person.rowId = rowid.value;
-        found.isIntact = true;
-        namesakes.byRowid.insert(rowid.value, namesakes.unsure);
-        namesakes.unsure = -1;
+    if (rowid.value == 0 || live != m_live.persons.cend()) {
         return true;
     }
-    if (!rowid.isIntact && namesakes.unsure >= 0 && rowid.value != 0) {
-        qint64 &known = m_found[namesakes.unsure].person.rowId;
-        known = known == 0 ? rowid.value : known;
+    const qint32 date = carved.person.modificationDate;
+    return date != 0 ? dates->contains(date) : !m_live.deletedPersons.contains(rowid.value);
+}
+
+/// True when the same person was added before; the better identifier is kept.
+bool PersonCollector::isKnown(const CarvedPerson &carved, const CarvedRowid &rowid,
+                              const QString &content)
+{
+    const QVector<int> places = m_byContent.value(content).mid(0, MaxNamesakes);
+    for (const int place : places) {
+        Found &known = m_found[place];
+        if (!isSamePerson(known, carved, rowid)) {
+            continue;
+        }
+        if (rowid.isIntact || known.person.rowId == 0) {
+            known.person.rowId = rowid.value;
+            known.isIntact = rowid.isIntact;
+        }
+        return true;
     }
-    return rowid.isIntact ? namesakes.byRowid.contains(rowid.value)
-                          : namesakes.unsure >= 0 || !namesakes.byRowid.isEmpty();
+    return places.size() == MaxNamesakes;
+}
+
+/// Persons of equal names are two when their identifiers differ. A copy of a row has its date of
+/// change; where that is the same, an identifier that was merely concluded tells nothing.
+bool PersonCollector::isSamePerson(const Found &known, const CarvedPerson &carved,
+                                   const CarvedRowid &rowid) const
+{
+    const qint64 knownId = known.person.rowId;
+    if (rowid.value == 0 || knownId == 0 || rowid.value == knownId) {
+        return true;
+    }
+    const bool isProven = rowid.isIntact && known.isIntact;
+    return !isProven && known.person.modificationDate == carved.person.modificationDate;
 }
 
 void PersonCollector::findOwners()
@@ -432,7 +442,9 @@ QVector<PersonRecord> assembleContacts(const LiveAddressBook &live, const Carved
         const auto person = live.persons.constFind(value.recordId);
         const auto owner = owners.constFind(value.recordId);
         if (person != live.persons.cend()) {
-            livePersons.add(*person, value.value);
+            PersonRecord names = *person;
+            names.modificationDate = 0; // tells nothing of the values, which are older
+            livePersons.add(names, value.value);
         } else if (owner != owners.cend()) {
             persons[*owner].values.append(value.value);
         } else if (value.recordId >= 1 && value.recordId <= live.highestPersonId) {

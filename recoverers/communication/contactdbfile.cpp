@@ -93,5 +93,7 @@ bool ContactDbFile::carveEntries(double span)
     // Parts have two-byte signatures, which occur everywhere: they are looked for only where this
     // table's rows can be.
     ABMultivalueEntryMatcher matcher(this);
-    return carveTable(*entries, matcher, span, true);
+    const bool goOn = carveTable(*entries, matcher, span, true);
+    matcher.finish();
+    return goOn;
 }

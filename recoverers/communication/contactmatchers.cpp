@@ -89,7 +89,13 @@ bool ContactDbFile::ABPersonMatcher::matchHeader(const TableSchema &table, const
         || !std::all_of(m_textColumns.cbegin(), m_textColumns.cend(),
                         [this](int column) { return isTextSerialType(columnType(column), true); })
         || !isUuidSerialType(columnType(m_externalUuid), true)
-        || !isBooleanSerialType(columnType(m_isPreferredName)) || isCellOfOtherLayout(region)) {
+        || !isBooleanSerialType(columnType(m_isPreferredName))) {
+        return false;
+    }
+    if (columnType(m_externalUuid) != 0) {
+        alignToGuid(region, bodyOffset(m_externalUuid), m_isPreferredName);
+    }
+    if (isCellOfOtherLayout(region)) {
         return false;
     }
     keepRowid(region);
@@ -236,29 +242,21 @@ bool ContactDbFile::ABMultivalueEntryMatcher::matchHeader(const TableSchema &tab
     if (value >= columnCount) {
         return false;
     }
-    decodeHeaderAt(region, anchorPos, m_key - 1, columnCount, m_cellPrefix, NoCellPrefix,
-                   NoExpectedClass);
+    decodeAround(region, anchorPos, m_key - 1, columnCount, NoCellPrefix);
     return serialTypes.size() == columnCount && isTextSerialType(serialTypes[value], false);
 }
 
-void ContactDbFile::ABMultivalueEntryMatcher::extractRecord(const TableSchema &,
-                                                            const QByteArray &payload,
-                                                            bool isDeleted, int limit)
+void ContactDbFile::ABMultivalueEntryMatcher::readRow(const TableSchema &, const Row &row)
 {
-    if (!isDeleted) {
-        ++liveMatches;
-        return;
-    }
-    ++deletedMatches;
     // The parent is read as one byte whatever its type says: only small identifiers are believed,
     // and what follows a longer one is read one byte early.
     constexpr qint64 OneByteInteger = 1;
-    QVector<qint64> &types = serialTypes;
     const int parent = m_key - 1;
+    Row read = row;
+    read.serialTypes[parent] = OneByteInteger;
     MultivalueEntry entry;
-    entry.isMisread = types[parent] != OneByteInteger;
-    types[parent] = OneByteInteger;
-    RecordFields fields(payload, bodyStart, types, limit, m_owner->headerInfo().textEncoding);
+    entry.isMisread = row.serialTypes[parent] != OneByteInteger;
+    RecordFields fields = fieldsOf(read);
     while (fields.nextOfAll()) {
         if (fields.index() == parent) {
             entry.parentId = fields.uncoveredInteger();

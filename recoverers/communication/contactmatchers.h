@@ -59,18 +59,18 @@ private:
 };
 
 /// Matches rows of the table "abmultivalueentry".
-class ContactDbFile::ABMultivalueEntryMatcher : public RecordMatcher
+class ContactDbFile::ABMultivalueEntryMatcher : public RowMatcher
 {
 public:
     explicit ABMultivalueEntryMatcher(ContactDbFile *recoverer);
 
     bool bindColumns(const TableSchema &table) override;
     bool matchHeader(const TableSchema &table, const QByteArray &region, int anchorPos) override;
-    void extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
-                       int limit) override;
+
+protected:
+    void readRow(const TableSchema &table, const Row &row) override;
 
 private:
     ContactDbFile *m_owner;
     int m_key = -1;
-    QVector<qint64> m_cellPrefix; ///< stays empty
 };

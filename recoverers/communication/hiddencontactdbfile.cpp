@@ -155,7 +155,12 @@ int HiddenContactDbFile::scanDeletedRecords(SqliteRecovery *resultHolder)
     }
     statement += QStringLiteral(" from ABPersonFullTextSearch_content where docid not in (select "
                                 "rowid from abperson)");
+    QSet<qint64> seen; // a damaged page may list one row many times
     LiveQuery(path).forEachRow(statement, [&](const LiveRow &row) {
+        if (seen.contains(row.integer(0))) {
+            return;
+        }
+        seen.insert(row.integer(0));
         const PersonRecord person = personOf(row, columns);
         if (hasText(person) || !person.values.isEmpty()) {
             resultHolder->m_hiddenContacts.append(new PersonRecord(person));

@@ -5,6 +5,7 @@
 #include "recoverers/livequery.h"
 
 #include <QRegularExpression>
+#include <QSet>
 
 namespace {
 
@@ -47,56 +48,92 @@ qint64 readSequence(LiveQuery &query, const QString &statement)
     return highest;
 }
 
-bool isTextOf(const CarvedMessage &message, const QString &liveText)
+QString keyOf(const QString &first, const QString &second)
 {
-    return message.isTextCut ? liveText.startsWith(message.text) : liveText == message.text;
+    return first + QChar(0x1F) + second; // a separator that nobody writes
 }
+
+/// Carved messages by what makes a live one the same. Each is found once, so that the number of
+/// rows which are alike costs nothing.
+template<typename Message> class CopyFinder
+{
+public:
+    /// `whole` is compared as it is; of a message that is incomplete only `part`, and then the text
+    /// must begin like that of the live one.
+    void add(Message *message, const QString &whole, const QString &part)
+    {
+        if (!message->isIncomplete) {
+            m_whole[whole].append(message);
+        } else if (m_parts[part].size() < MostAlike) {
+            m_parts[part].append(message);
+        }
+    }
+
+    template<typename IsBeginning>
+    void mark(const QString &whole, const QString &part, IsBeginning isBeginning)
+    {
+        const QVector<Message *> copies = m_whole.take(whole);
+        for (Message *message : copies) {
+            message->isLiveCopy = true;
+        }
+        const QVector<Message *> candidates = m_parts.value(part);
+        for (Message *message : candidates) {
+            message->isLiveCopy = message->isLiveCopy || isBeginning(*message);
+        }
+    }
+
+    bool knows(const QString &part) const { return m_known.contains(part); }
+    void remember(const QString &part) { m_known.insert(part); }
+
+private:
+    static constexpr int MostAlike = 20; // a hostile file may hold any number
+
+    QHash<QString, QVector<Message *>> m_whole;
+    QHash<QString, QVector<Message *>> m_parts;
+    QSet<QString> m_known;
+};
 
 void markByGuid(LiveQuery &query, CarvedMessages *carved)
 {
-    QMultiHash<QString, CarvedMessage *> byGuid;
-    QMultiHash<qint64, CarvedMessage *> byDate; // of those without a guid
+    CopyFinder<CarvedMessage> byGuid;
     for (CarvedMessage &message : carved->messages) {
-        if (isReadableGuid(message.guid)) {
-            byGuid.insert(message.guid, &message);
-        } else {
-            byDate.insert(message.date, &message);
-        }
+        byGuid.add(&message, keyOf(message.guid, message.text), message.guid);
+        byGuid.remember(message.guid);
     }
-    query.forEachRow(
-        QStringLiteral("select guid, text, date, handle_id from message"), [&](const LiveRow &row) {
-            const auto sameGuid = byGuid.equal_range(row.text(0));
-            for (auto it = sameGuid.first; it != sameGuid.second; ++it) {
-                (*it)->isLiveCopy = (*it)->isLiveCopy || isTextOf(**it, row.text(1));
-            }
-            const auto sameDate = byDate.equal_range(byDate.isEmpty() ? 0 : row.integer(2));
-            for (auto it = sameDate.first; it != sameDate.second; ++it) {
-                (*it)->isLiveCopy =
-                    (*it)->isLiveCopy
-                    || ((*it)->handleId == row.integer(3) && isTextOf(**it, row.text(1)));
-            }
-        });
+    query.forEachRow(QStringLiteral("select guid, text from message"), [&](const LiveRow &row) {
+        const QString guid = row.text(0);
+        if (byGuid.knows(guid)) {
+            const QString text = row.text(1);
+            byGuid.mark(keyOf(guid, text), guid, [&text](const CarvedMessage &message) {
+                return message.isTextCut ? text.startsWith(message.text) : text == message.text;
+            });
+        }
+    });
 }
 
+/// Without a guid the same words in the same second are the same message; without words the party
+/// counts.
 void markByDate(LiveQuery &query, CarvedMessages *carved)
 {
-    QMultiHash<qint64, CarvedOldMessage *> byDate;
-    for (CarvedOldMessage &message : carved->oldMessages) {
-        byDate.insert(message.date, &message);
-    }
-    const auto mark = [&byDate](const LiveRow &row) {
-        const auto sameDate = byDate.equal_range(row.integer(0));
-        for (auto it = sameDate.first; it != sameDate.second; ++it) {
-            CarvedOldMessage &message = **it;
-            // The same words in the same second are the same message; without words the party
-            // counts.
-            const bool isSame = !message.text.isEmpty() || message.address == row.text(2);
-            const bool isCopy = message.isIncomplete ? row.text(1).startsWith(message.text)
-                                                     : isSame && message.text == row.text(1);
-            message.isLiveCopy = message.isLiveCopy || isCopy;
-        }
+    CopyFinder<CarvedOldMessage> byDate;
+    const auto contentOf = [](const QString &text, const QString &address) {
+        return text.isEmpty() ? QChar(0x1F) + address : text;
     };
-    query.forEachRow(QStringLiteral("select date, text, address from message"), mark);
+    for (CarvedOldMessage &message : carved->oldMessages) {
+        const QString date = QString::number(message.date);
+        byDate.add(&message, keyOf(date, contentOf(message.text, message.address)), date);
+    }
+    query.forEachRow(
+        QStringLiteral("select date, text, address from message"), [&](const LiveRow &row) {
+            const QString date = QString::number(row.integer(0));
+            const QString text = row.text(1);
+            const QString address = row.text(2);
+            byDate.mark(keyOf(date, contentOf(text, address)), date,
+                        [&](const CarvedOldMessage &message) {
+                            return message.text.isEmpty() ? message.address == address
+                                                          : text.startsWith(message.text);
+                        });
+        });
 }
 
 } // namespace

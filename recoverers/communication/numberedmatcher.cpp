@@ -35,6 +35,6 @@ void NumberedMatcher::keepRowid(const QByteArray &region)
     // A freeblock header overwrites the payload size before anything else, and with it the first
     // bytes of a long identifier, of which the rest would pass for a shorter one.
     const auto *begin = reinterpret_cast<const uchar *>(region.constData());
-    m_rowid.isIntact = m_rowid.value > 0 && recordStart() > 0
+    m_rowid.isIntact = m_rowid.value > 0 && recordStart() > 0 && payloadSize() > 0
                        && endsInVarint(begin, begin + recordStart(), payloadSize());
 }

@@ -78,7 +78,8 @@ void RowNumbering::numberRun(int front, int behind)
             row->isSure = row->value != 0 && (fits || (isChained && front == NoEntry));
         }
     }
-    if (fits || front == NoEntry) {
+    // With more rows than free numbers some row is not what it seems, and any can be that one.
+    if (fits || front == NoEntry || count > highest - lowest - 1) {
         return;
     }
     // Some row is missing. Up to the place where it is missing the numbers are sure from either

@@ -49,14 +49,16 @@ QStringList spellingsOf(const QStringList &words)
 {
     QStringList spellings;
     bool isOpen = false;
+    int digits = 0; // of the last spelling
     for (const QString &word : words) {
-        if (isOpen && !word.startsWith(QLatin1Char('+'))) {
+        const bool continues = isOpen && !word.startsWith(QLatin1Char('+'));
+        digits = digitsOf(word).size() + (continues ? digits : 0);
+        if (continues) {
             spellings.last() += QLatin1Char(' ') + word;
         } else {
             spellings.append(word);
         }
-        isOpen =
-            (isOpen || beginsGroups(word)) && digitsOf(spellings.constLast()).size() < FewestDigits;
+        isOpen = (isOpen || beginsGroups(word)) && digits < FewestDigits;
     }
     return spellings;
 }
