@@ -303,6 +303,13 @@ void TestNotes::scansAppendAndStop()
     for (unsigned i = 0; i < ios9Notes; ++i) {
         QCOMPARE(recovery.getIos9Note(i)->title, recovery.getIos9Note(ios9Notes + i)->title);
     }
+    ScanProbe stopping;
+    stopping.stopAfter = 3;
+    SqliteRecovery stopped;
+    QCOMPARE(stopped.scanRecoveryForType(ScanTypeNotes, path("old.db"), &stopping), 0);
+    QVERIFY(stopping.reports >= 3 && stopping.reports < 10);
+    QCOMPARE(stopping.doneCalls, 1);
+    QVERIFY(stopped.getNoteCount() < notes);
     for (unsigned i = 0; i < recovery.getIos9NoteCount(); ++i) {
         delete recovery.getIos9Note(i); // nobody else frees these
     }
