@@ -60,6 +60,7 @@ private Q_SLOTS:
     void spilledBodies();
     void brokenChains_data();
     void brokenChains();
+    void pagesOfLiveBodiesAreNotGathered();
     void rowsFromBeforeTheTableWasWidened();
     void missingTables_data();
     void missingTables();
@@ -191,6 +192,20 @@ void TestNotes::brokenChains()
     QVERIFY(text.startsWith(content));
     const int gathered = (content.size() + pageSize / 2 - 600) / (pageSize - 4);
     QCOMPARE(gathered, pages);
+}
+
+void TestNotes::pagesOfLiveBodiesAreNotGathered()
+{
+    const QString text = longText(9000);
+    QVERIFY(makeDeletedBody(text));
+    SampleDatabase db; // the new text takes the pages, and is longer than a cell can cover
+    QVERIFY(db.open(path("notes.db")) && db.run(InsertBody, {QString(12900, QLatin1Char('x'))})
+            && db.close());
+    const QStringList found = scan();
+    QVERIFY(found.size() <= 1);
+    for (const QString &note : found) {
+        QVERIFY(text.startsWith(note.section(QLatin1Char('|'), 2)));
+    }
 }
 
 void TestNotes::rowsFromBeforeTheTableWasWidened()
