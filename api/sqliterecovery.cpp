@@ -3,6 +3,8 @@
 #include "api/backupfilename_p.h"
 #include "api/scanprogress.h"
 #include "recoverers/calendar_notes_safari/calendardbfile.h"
+#include "recoverers/calendar_notes_safari/ios9notedbfile.h"
+#include "recoverers/calendar_notes_safari/notedbfile.h"
 #include "recoverers/communication/callhistorydbfile.h"
 #include "recoverers/communication/contactdbfile.h"
 #include "recoverers/communication/hiddencontactdbfile.h"
@@ -56,6 +58,10 @@ Recoverer makeRecoverer(int type)
         return std::make_unique<CallHistoryDbFile>();
     case ScanTypeCalendar:
         return std::make_unique<CalendarDbFile>();
+    case ScanTypeNotes:
+        return std::make_unique<NoteDbFile>();
+    case ScanTypeIos9Notes:
+        return std::make_unique<Ios9NoteDbFile>();
     default:
         return nullptr;
     }

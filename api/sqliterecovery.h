@@ -27,8 +27,8 @@ class ScanProgress;
 /// its destruction; after the object was copied, records are to be asked for anew. A getXxx(index)
 /// returns null when index is not below getXxxCount().
 ///
-/// Kinds: this version recovers calls, contacts, messages, events and reminders. The scans of all
-/// other kinds are accepted and find nothing.
+/// Kinds: this version recovers calls, contacts, messages, events, reminders and notes. The scans of
+/// all other kinds are accepted and find nothing.
 ///
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
 /// Where a write-ahead log that is not empty lies beside a database, both are copied for the time
@@ -81,7 +81,10 @@ public:
     unsigned getBookmarkCount();
     const BookmarkRecord *getBookmark(unsigned index);
 
-    /// Notes of iOS 8 and earlier (ScanTypeNotes).
+    /// Notes of the older database, notes.sqlite (ScanTypeNotes): deleted notes and former versions
+    /// of notes, in the order found in the file, then texts of which the note itself is lost. Texts
+    /// are joined with notes by title: where versions of a note have the same title, one may hold
+    /// the text of another. A scan that is stopped gives the notes that were joined until then.
     unsigned getNoteCount();
     const NoteRecord *getNote(unsigned index);
 
@@ -127,7 +130,9 @@ public:
     unsigned getSafariHistoryCount();
     const BookmarkRecord *getSafariHistory(unsigned index);
 
-    /// Notes since iOS 9 (ScanTypeIos9Notes).
+    /// Notes of the newer database, NoteStore.sqlite (ScanTypeIos9Notes, but not scanRecovery()),
+    /// as of iOS 15 and later: deleted notes and former versions of notes, in the order found in
+    /// the file. Of the text there is the first line behind the title.
     unsigned getIos9NoteCount();
     const NoteRecord *getIos9Note(unsigned index);
 
@@ -141,6 +146,8 @@ private:
     friend class CallHistoryDbFile;
     friend class ContactDbFile;
     friend class HiddenContactDbFile;
+    friend class Ios9NoteDbFile;
+    friend class NoteDbFile;
     friend class SMSDbFile;
 
     static QString calcBackupFilename(const QString &domain, const QString &relativePath);

@@ -46,6 +46,12 @@ QString messageDateText(qint64 stored)
     return stored > 0 && isInCalendar(seconds) ? dateText(seconds) : QString::number(stored);
 }
 
+QString noteDateText(qint64 stored)
+{
+    const qint64 seconds = stored + SecondsFrom1970To2001;
+    return stored > 0 && isInCalendar(seconds) ? dateText(seconds) : QString::number(stored);
+}
+
 QString dayText(const QString &stored)
 {
     bool isNumber = false;

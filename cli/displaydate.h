@@ -9,6 +9,9 @@ QString callDateText(qint64 stored);
 /// of iOS, so both are told by the size of the number.
 QString messageDateText(qint64 stored);
 
+/// Date and time of a note, which is stored in seconds since 2001.
+QString noteDateText(qint64 stored);
+
 /// A birthday or another day of a person, stored as a number in text: "1983-05-03", with the time
 /// (UTC) where it is neither midnight nor noon.
 QString dayText(const QString &stored);

@@ -24,6 +24,11 @@ QStringList fieldsOf(const QCborMap &record)
     return fields;
 }
 
+QStringList noteColumns()
+{
+    return {QStringLiteral("Changed (UTC)"), QStringLiteral("Title"), QStringLiteral("Text")};
+}
+
 // In the order of the result arrays, which is the order of every output.
 const QVector<RecordKind> &allKinds()
 {
@@ -38,6 +43,12 @@ const QVector<RecordKind> &allKinds()
                      QStringLiteral("Direction"), QStringLiteral("Text")},
          countOf<&SqliteRecovery::getMessageGroupCount>,
          mapAt<&SqliteRecovery::getMessageGroup, messageGroupMap>, messageRows},
+        {ScanTypeNotes, "note", "Notes", true, fieldsOf(noteMap({})), noteColumns(),
+         countOf<&SqliteRecovery::getNoteCount>, mapAt<&SqliteRecovery::getNote, noteMap>,
+         noteRows},
+        {ScanTypeIos9Notes, "ios9Note", "Notes", true, fieldsOf(noteMap({})), noteColumns(),
+         countOf<&SqliteRecovery::getIos9NoteCount>, mapAt<&SqliteRecovery::getIos9Note, noteMap>,
+         noteRows},
         {ScanTypeContacts, "contact", "Contacts", false, fieldsOf(personMap({})), QStringList(),
          countOf<&SqliteRecovery::getContactCount>, mapAt<&SqliteRecovery::getContact, personMap>,
          personRows},

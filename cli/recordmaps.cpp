@@ -3,6 +3,7 @@
 #include "api/calendarrecord.h"
 #include "api/callhistoryrecord.h"
 #include "api/messagegrouprecord.h"
+#include "api/noterecord.h"
 #include "api/personrecord.h"
 #include "api/reminderrecord.h"
 
@@ -60,6 +61,13 @@ QCborMap callMap(const CallhistoryRecord &call)
             {QStringLiteral("date"), call.date},
             {QStringLiteral("duration"), call.duration},
             {QStringLiteral("flags"), call.flags}};
+}
+
+QCborMap noteMap(const NoteRecord &note)
+{
+    return {{QStringLiteral("date"), note.date},
+            {QStringLiteral("title"), note.title},
+            {QStringLiteral("content"), note.content}};
 }
 
 QCborMap personMap(const PersonRecord &person)

@@ -5,6 +5,7 @@
 struct CalendarRecord;
 struct CallhistoryRecord;
 struct MessageGroupRecord;
+struct NoteRecord;
 struct PersonRecord;
 struct ReminderRecord;
 
@@ -12,6 +13,7 @@ struct ReminderRecord;
 // 64-bit integers exactly; a JSON object of Qt keeps neither.
 
 QCborMap callMap(const CallhistoryRecord &call);
+QCborMap noteMap(const NoteRecord &note);
 QCborMap personMap(const PersonRecord &person);
 QCborMap messageGroupMap(const MessageGroupRecord &group);
 QCborMap calendarMap(const CalendarRecord &event);

@@ -176,6 +176,18 @@ TextRows callRows(const QCborMap &call)
              durationText(numberOf(call, "duration")), textOf(call, "address")}};
 }
 
+TextRows noteRows(const QCborMap &note)
+{
+    const QString title = textOf(note, "title");
+    QString text = textOf(note, "content");
+    // A whole text begins with its title.
+    if (!title.isEmpty() && text.startsWith(title)) {
+        text.remove(0, title.size());
+    }
+    text = text.trimmed().replace(QLatin1Char('\n'), QLatin1Char(' '));
+    return {{noteDateText(numberOf(note, "date")), title, text}};
+}
+
 QString personName(const QCborMap &person)
 {
     const QString name =

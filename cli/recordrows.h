@@ -19,6 +19,9 @@ TextRows calendarRows(const QCborMap &event);
 /// One row: start, completion, list, title.
 TextRows reminderRows(const QCborMap &reminder);
 
+/// One row: date of the last change, title, and the text behind the title.
+TextRows noteRows(const QCborMap &note);
+
 /// How people call the person: by name, organization or nickname.
 QString personName(const QCborMap &person);
 

@@ -35,9 +35,18 @@ bool isGuid(const char *bytes)
 void RowMatcher::trackRowid(const TableSchema &table, bool restart, bool)
 {
     if (m_isHeld && !restart) {
+        m_isHeld = !coversHeldHeader();
         coverHeldRow();
     }
     readHeldRow(table);
+}
+
+/// True when the candidate at hand is a whole cell that begins among the held row's types, which
+/// are then partly its own.
+bool RowMatcher::coversHeldHeader() const
+{
+    return hasCellPrefix() && recordStart() > m_held.typesStart
+           && recordStart() <= m_held.bodyStart;
 }
 
 /// Notes from where on the candidate at hand covers the held row. Cells side by side do not touch:
@@ -77,6 +86,12 @@ void RowMatcher::finish()
 QByteArray RowMatcher::readPayload(const QByteArray &region, QIODevice &device,
                                    const DatabaseHeader &header, qint64, int)
 {
+    return payloadOf(region, device, header, BrokenChain());
+}
+
+QByteArray RowMatcher::payloadOf(const QByteArray &region, QIODevice &device,
+                                 const DatabaseHeader &header, const BrokenChain &broken)
+{
     const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
     m_localEnd = localEnd();
     m_isRebuilt = spills(payload, header);
@@ -87,7 +102,7 @@ QByteArray RowMatcher::readPayload(const QByteArray &region, QIODevice &device,
         return region.left(int(std::max<qint64>(m_localEnd - OverflowPointerSize, 0)));
     }
     m_rebuilt += payload.size;
-    return rebuildPayload(region, device, header, payload);
+    return rebuildPayload(region, device, header, payload, broken);
 }
 
 void RowMatcher::extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
@@ -184,6 +199,18 @@ bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const
         pos += length;
     }
     return recordStart() > 0 && endsInVarint(begin, begin + recordStart(), size);
+}
+
+bool RowMatcher::isHeaderOfOtherSize(const QByteArray &region) const
+{
+    constexpr int mostInOneByte = 127;
+    // The types, the NULL of the rowid alias and the size itself.
+    const int size = m_typesLength + 3;
+    const qint64 start = typesStart();
+    if (size - 1 <= mostInOneByte || start < 2 || region[int(start - 1)] != 0) {
+        return false;
+    }
+    return region[int(start - 2)] != char(size & mostInOneByte);
 }
 
 void RowMatcher::alignToGuid(const QByteArray &region, qint64 offset, int columns)

@@ -2,6 +2,8 @@
 
 #include "engine/recordmatcher.h"
 
+struct BrokenChain;
+
 /// Base of matchers that read whole rows, which other bytes may cover or which may go on elsewhere:
 ///
 /// - A payload that spills is rebuilt across its overflow pages; otherwise its last fields would be
@@ -37,6 +39,10 @@ protected:
     /// Reads and keeps the row. Called once for every deleted match, in the order found.
     virtual void readRow(const TableSchema &table, const Row &row) = 0;
 
+    /// As readPayload(), with a rule for overflow chains that are broken.
+    QByteArray payloadOf(const QByteArray &region, QIODevice &device, const DatabaseHeader &header,
+                         const BrokenChain &broken);
+
     /// A walk over the fields of the row.
     RecordFields fieldsOf(const Row &row) const;
 
@@ -69,6 +75,19 @@ protected:
     /// its own are then bytes of its body.
     bool isCellOfOtherLayout(const QByteArray &region) const;
 
+    /// True when the stored header size, of which a freeblock header leaves the second byte, is
+    /// another one than that of the decoded types: the candidate has another number of columns.
+    bool isHeaderOfOtherSize(const QByteArray &region) const;
+
+    /// True when header size and NULL stand in front of the types as in a whole cell.
+    bool hasCellPrefix() const
+    {
+        constexpr int mostInOneByte = 127;
+        const int size = m_typesLength + 2; // with the NULL and one byte for itself
+        return m_cellPrefix.size() == CellPrefix && m_cellPrefix[2] == 0
+               && m_cellPrefix[1] == size + (size > mostInOneByte ? 1 : 0);
+    }
+
     /// For rows that were written before the table got its last columns: they have fewer serial
     /// types, and the first bytes of the body were taken for the others. Where a guid that stands
     /// `offset` bytes behind the beginning of the body shows that, the surplus types are taken
@@ -95,6 +114,7 @@ protected:
 private:
     void dropLastTypes(int count, int length);
     void readHeldRow(const TableSchema &table);
+    bool coversHeldHeader() const;
     void coverHeldRow();
 
     Row m_held;

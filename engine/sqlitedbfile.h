@@ -65,6 +65,9 @@ protected:
     /// Returns the span of progress for this database; 0 without a progress object.
     double progressValue() const;
 
+    /// Asks whether the scan is to go on; false once it was told to stop.
+    bool mayGoOn() { return reportProgress(0); }
+
     ScanProgress *progress = nullptr; ///< not owned
     QString path;
     QFile file;

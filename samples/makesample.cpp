@@ -7,6 +7,7 @@
 #include "samples/callsamples.h"
 #include "samples/contactsamples.h"
 #include "samples/messagesamples.h"
+#include "samples/notesamples.h"
 #include "samples/sampledatabase.h"
 #include "samples/truthfile.h"
 
@@ -99,6 +100,16 @@ bool makeCalendar(SampleDatabase *db, const CalendarPlan &plan, Truth *truth)
     return ok;
 }
 
+bool makeNotes(SampleDatabase *db, const NotePlan &plan, Truth *truth)
+{
+    NoteSample sample;
+    const bool ok = makeNoteSample(db, plan, &sample);
+    const char *const kind = isNoteStore(plan.layout) ? "ios9Note" : "note";
+    truth->deleted = mapsOf(kind, expectedNotes(plan.layout, sample.deleted), noteMap);
+    truth->live = mapsOf(kind, expectedNotes(plan.layout, sample.live), noteMap);
+    return ok;
+}
+
 QString backupName(const char *domainPath)
 {
     return QString::fromLatin1(
@@ -111,7 +122,7 @@ bool fail(const QString &message)
     return false;
 }
 
-/// The number of calls, persons, messages and so on.
+/// The number of calls, persons, messages, notes and so on.
 int countOf(const QVector<QCborMap> &records)
 {
     int count = 0;
@@ -167,6 +178,15 @@ bool makeBackup(const QString &path)
          [](SampleDatabase *db, Truth *truth) {
              return makeCalendar(db, {CalendarLayout::Ios10, CalendarDeletion::Scattered, 120, 2},
                                  truth);
+         }},
+        {"HomeDomain-Library/Notes/notes.sqlite", "notes", deviceOptions(NoteLayout::Ios7),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeNotes(db, {NoteLayout::Ios7, NoteDeletion::Scattered, 80, 2}, truth);
+         }},
+        {"AppDomainGroup-group.com.apple.notes-NoteStore.sqlite", "notes",
+         deviceOptions(NoteLayout::Store17),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeNotes(db, {NoteLayout::Store17, NoteDeletion::Scattered, 80, 3}, truth);
          }},
     };
     const QDir folder(path);

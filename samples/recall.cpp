@@ -8,6 +8,8 @@
 #include "samples/contacttruth.h"
 #include "samples/messagescan.h"
 #include "samples/messagetruth.h"
+#include "samples/notescan.h"
+#include "samples/notetruth.h"
 #include "samples/recallreport.h"
 #include "samples/sampledatabase.h"
 
@@ -92,6 +94,19 @@ bool measure(const CalendarPlan &plan, const QString &path, CalendarResult *resu
     return true;
 }
 
+bool measure(const NotePlan &plan, const QString &path, NoteResult *result)
+{
+    SampleDatabase db;
+    NoteSample sample;
+    QFile file(path);
+    if (!db.create(path, deviceOptions(plan.layout)) || !makeNoteSample(&db, plan, &sample)
+        || !db.close() || !file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    result->add(compareNotes(sample, file.readAll(), scanNotes(plan.layout, path)));
+    return true;
+}
+
 /// Every layout with every way of losing rows, each in several samples of `rows` rows.
 template<typename Plan, typename Result, typename Layouts, typename Deletions>
 bool measureAll(const Layouts &layouts, const Deletions &deletions, int rows, Run *run)
@@ -136,6 +151,11 @@ bool measureCalendars(Run *run)
                                                     200, run);
 }
 
+bool measureNotes(Run *run)
+{
+    return measureAll<NotePlan, NoteResult>(allNoteLayouts(), allNoteDeletions(), 120, run);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -149,9 +169,10 @@ int main(int argc, char *argv[])
                                        : kind == QLatin1String("contacts") ? measureContacts
                                        : kind == QLatin1String("messages") ? measureMessages
                                        : kind == QLatin1String("calendar") ? measureCalendars
+                                       : kind == QLatin1String("notes")    ? measureNotes
                                                                            : nullptr;
     if (!measureKind || arguments.size() != 1) {
-        QTextStream(stderr) << "usage: recall calls|contacts|messages|calendar [--verbose]\n";
+        QTextStream(stderr) << "usage: recall calls|contacts|messages|calendar|notes [--verbose]\n";
         return 2;
     }
     return measureKind(&run) ? 0 : 1;

@@ -131,6 +131,13 @@ TruthItem calendarItem(const QCborMap &record, const QString &kind)
             shortened((isEvent ? calendarRows(record) : reminderRows(record)).first())};
 }
 
+/// Of a note whose row is lost the text remains.
+TruthItem noteItem(const QCborMap &note)
+{
+    const QByteArray core = "note" + keyOf(note, {"title"});
+    return {core + keyOf(note, {"date", "content"}), core, shortened(noteRows(note).first())};
+}
+
 QVector<TruthItem> itemsOf(const QCborMap &record)
 {
     const QString kind = textOf(record, "kind");
@@ -139,6 +146,9 @@ QVector<TruthItem> itemsOf(const QCborMap &record)
     }
     if (kind == QLatin1String("calendar") || kind == QLatin1String("reminder")) {
         return {calendarItem(record, kind)};
+    }
+    if (kind == QLatin1String("note") || kind == QLatin1String("ios9Note")) {
+        return {noteItem(record)};
     }
     if (kind != QLatin1String("messageGroup")) {
         return personItems(record);

@@ -476,11 +476,11 @@ void TestCli::everyTypeRuns_data()
     row(ScanTypeMessages, "messages", true);
     row(ScanTypeCallHistory, "call-history", true);
     row(ScanTypeCalendar, "calendar", true);
-    row(ScanTypeNotes, "notes", false);
+    row(ScanTypeNotes, "notes", true);
     row(ScanTypeBookmarks, "bookmarks", false);
     row(ScanTypeWhatsapp, "whatsapp", false);
     row(ScanTypeSafariHistory, "safari-history", false);
-    row(ScanTypeIos9Notes, "ios9-notes", false);
+    row(ScanTypeIos9Notes, "ios9-notes", true);
     row(ScanTypeWeChat, "wechat", false);
 }
 

@@ -238,6 +238,11 @@ void TestCliParts::jsonOfPersonsAndMessages_data()
                                    R"("value":"+491511234567",)"
                                    R"("entries":[{"key":"Street","value":"Hof \"2\""}]}]})");
 
+    const NoteRecord note{400000000, QStringLiteral("A"), QStringLiteral("A\nmilk")};
+    QTest::newRow("note") << recordOfKind("note", noteMap(note))
+                          << QByteArray(R"({"kind":"note","date":400000000,"title":"A",)"
+                                        R"("content":"A\nmilk"})");
+
     MessageGroupRecord group;
     group.chatIdentifier = QStringLiteral("chat1");
     group.participants = {{QStringLiteral("+4915"), QStringLiteral("SMS"), QStringLiteral("de")}};

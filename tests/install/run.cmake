@@ -35,9 +35,10 @@ foreach(name checkDatabase readableLabel personValueKind
         message(FATAL_ERROR "not exported: ${name}\n${output}")
     endif()
 endforeach()
-# Inline code of the standard library is in every library; the sanitizers name Qt's types as well.
+# Inline code of the standard library is in every library; the sanitizers name Qt's types as well,
+# and the linker the ends of its sections.
 set(public "SqliteRecovery::|(checkDatabase|readableLabel|personValueKind)\\(")
-set(public " [A-Za-z] (${public}|_init|_fini|__|[^(<]*std::|typeinfo (name )?for Q)")
+set(public " [A-Za-z] (${public}|_init|_fini|_edata|_end|__|[^(<]*std::|typeinfo (name )?for Q)")
 string(REGEX MATCHALL "[^\n]+" symbols "${output}")
 foreach(symbol IN LISTS symbols)
     if(NOT symbol MATCHES "${public}")

@@ -17,7 +17,7 @@ public:
     bool open(const QString &name, const QString &statement)
     {
         m_name = name;
-        DatabaseImage image(4096, 2);
+        DatabaseImage image(16384, 2); // some statements do not fit into a smaller page
         image.schemaTable(name, 2, statement).leafPage(2, {});
         const QString path = m_dir.filePath(name);
         return image.save(path) && m_file.open(path) && m_file.table(name);

@@ -1,0 +1,235 @@
+#include "recoverers/calendar_notes_safari/noteassembler.h"
+#include "recoverers/calendar_notes_safari/notehtml.h"
+
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+NoteRow note(const char *title, const char *summary, qint32 date = 1, bool isIncomplete = false)
+{
+    return {QString::fromUtf8(title), QString::fromUtf8(summary), date, isIncomplete};
+}
+
+NoteBody body(const char *content, bool isCut = false)
+{
+    return {QString::fromUtf8(content), isCut};
+}
+
+QStringList toText(const QVector<NoteRecord> &notes)
+{
+    QStringList texts;
+    for (const NoteRecord &one : notes) {
+        texts << QStringLiteral("%1|%2|%3").arg(one.date).arg(one.title, one.content);
+    }
+    return texts;
+}
+
+bool always()
+{
+    return true;
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(CarvedNotes)
+Q_DECLARE_METATYPE(LiveNotes)
+
+/// How rows become notes, and HTML becomes text.
+class TestNoteAssembler : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void notes_data();
+    void notes();
+    void ios9Notes();
+    void stopsWhenTold();
+    void plainText_data();
+    void plainText();
+    void readsNoFiles_data();
+    void readsNoFiles();
+    void hostileHtmlTakesNoLongTime_data();
+    void hostileHtmlTakesNoLongTime();
+};
+
+void TestNoteAssembler::initTestCase()
+{
+    // Nothing here may need a display, a platform plug-in or an application.
+    qunsetenv("DISPLAY");
+    qunsetenv("WAYLAND_DISPLAY");
+    qputenv("QT_QPA_PLATFORM", "none");
+    QVERIFY(!QCoreApplication::instance());
+}
+
+void TestNoteAssembler::notes_data()
+{
+    QTest::addColumn<CarvedNotes>("carved");
+    QTest::addColumn<LiveNotes>("live");
+    QTest::addColumn<QStringList>("expected");
+    const auto row = [](const char *name, const CarvedNotes &carved, const char *expected,
+                        const LiveNotes &live = LiveNotes()) {
+        const QString lines = QString::fromUtf8(expected);
+        QTest::newRow(name) << carved << live << lines.split(QLatin1Char(';'), Qt::SkipEmptyParts);
+    };
+    row("no body", {{note("A", "milk")}, {}}, "1|A|milk");
+    row("neither body nor summary", {{note("A", "")}, {}}, "1|A|A");
+    row("body", {{note("A", "milk")}, {body("A<div>milk</div><div>tea</div>")}},
+        "1|A|A\nmilk\ntea");
+    row("title in other letters", {{note("a", "milk")}, {body("A<div>tea</div>")}},
+        "1|a|milk;0|A|A\ntea");
+    row("first of two notes takes the body",
+        {{note("A", "milk"), note("A", "tea", 2)}, {body("A<div>tea</div>")}},
+        "1|A|A\ntea;2|A|tea");
+    row("first of two bodies", {{note("A", "x")}, {body("A<div>1</div>"), body("A<div>2</div>")}},
+        "1|A|A\n1;0|A|A\n2");
+    row("body that goes on as the summary",
+        {{note("A", "2"), note("A", "1", 2)}, {body("A<div>1</div>"), body("A<div>2</div>")}},
+        "1|A|A\n2;2|A|A\n1");
+    row("copies of one note",
+        {{note("A", "1"), note("A", "1")}, {body("A<div>1</div>"), body("A<div>1</div>")}},
+        "1|A|A\n1");
+    row("bodies without notes", {{}, {body("A<br>1"), body("B"), body("B")}}, "0|A|A\n1;0|B|B");
+    row("bodies without text", {{}, {body("<div><br></div>"), body("")}}, "0||");
+    row("copy of a live row", {{note("A", "1"), note("A", "1", 2)}, {}}, "2|A|1",
+        {{note("A", "1")}, {}});
+    row("copy of a live body", {{}, {body("A"), body("B")}}, "0|B|B", {{}, {QStringLiteral("A")}});
+    row("copy of a live body that a deleted note has", {{note("A", "1", 2)}, {body("A<br>1")}},
+        "2|A|A\n1", {{}, {QStringLiteral("A<br>1")}});
+    row("deleted body before the copy of a live one",
+        {{note("A", "x", 2)}, {body("A<br>1"), body("A<br>2")}}, "2|A|A\n2",
+        {{}, {QStringLiteral("A<br>1")}});
+    row("row without its end", {{note("", "mi", 1, true)}, {body("<br>")}}, "1||mi;0||");
+    row("row without its end, whole elsewhere", {{note("", "mi", 1, true), note("A", "milk")}, {}},
+        "1|A|milk");
+    row("row without its end, still alive", {{note("", "mi", 1, true)}, {}}, "",
+        {{note("A", "milk")}, {}});
+    row("body without its end", {{}, {body("A<br>mi", true)}}, "0|A|A\nmi");
+    row("body without its end, whole elsewhere", {{}, {body("A<br>mi", true), body("A<br>milk")}},
+        "0|A|A\nmilk");
+    row("two cuts of one body", {{}, {body("A<br>mi", true), body("A<br>m", true)}}, "0|A|A\nmi");
+    row("body without its end, still alive", {{}, {body("A<br>mi", true)}}, "",
+        {{}, {QStringLiteral("A<br>milk")}});
+    row("beginning of a title", {{note("Shopping", "1")}, {body("Shop", true)}}, "1|Shopping|1");
+}
+
+void TestNoteAssembler::notes()
+{
+    QFETCH(CarvedNotes, carved);
+    QFETCH(LiveNotes, live);
+    QTEST(toText(assembleNotes(live, carved, always)), "expected");
+}
+
+void TestNoteAssembler::ios9Notes()
+{
+    const CarvedNotes carved{{note("A", "1"), note("A", "", 2), note("A", "1"), note("B", "2")},
+                             {}};
+    QCOMPARE(toText(assembleIos9Notes({{note("B", "2")}, {}}, carved, always)),
+             (QStringList{QStringLiteral("1|A|1"), QStringLiteral("2|A|")}));
+}
+
+void TestNoteAssembler::stopsWhenTold()
+{
+    const CarvedNotes carved{{note("A", "1"), note("B", "2")}, {body("C"), body("D")}};
+    for (int asked = 0; asked <= 4; ++asked) {
+        int left = asked;
+        const auto mayGoOn = [&left] { return left-- > 0; };
+        // Two bodies are asked for, then two notes.
+        QCOMPARE(assembleNotes({}, carved, mayGoOn).size(), asked < 4 ? std::max(0, asked - 2) : 4);
+        left = asked;
+        QCOMPARE(assembleIos9Notes({}, carved, mayGoOn).size(), std::min(asked, 2));
+    }
+}
+
+void TestNoteAssembler::plainText_data()
+{
+    QTest::addColumn<QString>("html");
+    QTest::addColumn<QString>("text");
+    const auto row = [](const char *name, const char *html, const char *text) {
+        QTest::newRow(name) << QString::fromUtf8(html) << QString::fromUtf8(text);
+    };
+    row("nothing", "", "");
+    row("divisions", "<div>Shopping</div><div>milk<br></div>", "Shopping\nmilk");
+    row("empty line", "A<div><br></div><div>B</div>", "A\n\nB");
+    row("entities", "1 &lt; 2 &amp; 3", "1 < 2 & 3");
+    row("sign in a sentence", "1 < 2 and 3<4", "1 < 2 and 3<4");
+    row("tag without end", "A<br>B <b", "A\nB ");
+    row("emphasis", "A <b>B</b> <i>C</i>", "A B C");
+    row("headings", "<h1>A</h1><h2>B</h2>", "A\nB");
+    row("lists", "A<ul><li>B</li><li>C</li></ul>", "A\nB\nC");
+    row("paragraphs", "<p>A</p><p>B</p>", "A\nB");
+    row("tab", "A<span class=\"x\" style=\"white-space:pre\">\t</span>B", "A\tB");
+    row("spaces", "A \n  B", "A B");
+    row("picture", "A<img src=\"x.png\">B", u8"A\uFFFCB");
+    row("hidden parts", "<style>p { margin: 1em }</style><script>x</script>A<!-- B -->C", "AC");
+    row("lengths in units of a font", "<p style=\"margin: 1em; text-indent: 2ex\">A</p>", "A");
+}
+
+void TestNoteAssembler::plainText()
+{
+    QFETCH(QString, html);
+    QTEST(plainNoteText(html), "text");
+}
+
+void TestNoteAssembler::readsNoFiles_data()
+{
+    QTest::addColumn<QString>("html");
+    for (const char *html :
+         {"<link rel=\"stylesheet\" href=\"%1\"><p>A</p>",
+          "<style>@import url(\"%1\");</style><p>A</p>", "<body background=\"%1\"><p>A</p>",
+          "<p style=\"background-image: url(%1)\">A</p>"}) {
+        QTest::newRow(html) << QString::fromLatin1(html);
+    }
+}
+
+void TestNoteAssembler::readsNoFiles()
+{
+    QFETCH(QString, html);
+    QTemporaryDir dir;
+    QFile sheet(dir.filePath(QStringLiteral("style.css")));
+    QVERIFY(sheet.open(QIODevice::WriteOnly) && sheet.write("p { display: none }") > 0);
+    sheet.close();
+    QCOMPARE(plainNoteText(html.arg(sheet.fileName())).trimmed(), QStringLiteral("A"));
+}
+
+void TestNoteAssembler::hostileHtmlTakesNoLongTime_data()
+{
+    QTest::addColumn<QString>("part");
+    for (const char *part : {"<div >",
+                             "<ul>",
+                             "<ul><li>",
+                             "<table>",
+                             "<table><tr><td>",
+                             "<pre>",
+                             "<blockquote>",
+                             "<dl>",
+                             "<img>",
+                             "<br>",
+                             "<p>",
+                             "<td>",
+                             "<h1>",
+                             "<span style=\"white-space:pre\">",
+                             "<div>",
+                             "</div>",
+                             "<",
+                             "<!--",
+                             "&",
+                             "<style>",
+                             "<div >a"}) {
+        QTest::newRow(part) << QString::fromLatin1(part);
+    }
+}
+
+void TestNoteAssembler::hostileHtmlTakesNoLongTime()
+{
+    QFETCH(QString, part);
+    QElapsedTimer timer;
+    timer.start();
+    const QString text = plainNoteText(part.repeated(200000 / part.size()) + QLatin1Char('x'));
+    QVERIFY(text.size() < 400000);
+    QVERIFY2(timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
+}
+
+QTEST_APPLESS_MAIN(TestNoteAssembler)
+#include "tst_noteassembler.moc"

@@ -1,0 +1,395 @@
+#include "samples/notescan.h"
+#include "samples/notetruth.h"
+#include "samples/sampledatabase.h"
+#include "tests/support/folderstate.h"
+#include "tests/support/scanprobe.h"
+
+#include <QTemporaryDir>
+#include <QtEndian>
+#include <QtTest>
+
+namespace {
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString report(const NoteResult &result)
+{
+    return result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'));
+}
+
+QStringList toText(const QVector<NoteRecord> &notes)
+{
+    QStringList texts;
+    for (const NoteRecord &note : notes) {
+        texts << QStringLiteral("%1|%2|%3").arg(note.date).arg(note.title, note.content);
+    }
+    return texts;
+}
+
+const QString InsertNote =
+    QStringLiteral("INSERT INTO ZNOTE (Z_ENT, Z_OPT, ZCREATIONDATE, ZMODIFICATIONDATE, ZGUID, "
+                   "ZSUMMARY, ZTITLE) VALUES (3, 1, 400000000.5, ?, ?, ?, ?)");
+const QString InsertBody = QStringLiteral("INSERT INTO ZNOTEBODY (Z_ENT, Z_OPT, ZOWNER, ZCONTENT) "
+                                          "VALUES (4, 1, 1, ?)");
+const QString Guid = QStringLiteral("4F7C1B62-90AE-4D53-8E11-0C5D6A7B8E91");
+
+/// A text of `size` characters in which every place can be told.
+QString longText(int size)
+{
+    QString text;
+    for (int i = 0; text.size() < size; ++i) {
+        text += QStringLiteral("line%1 ").arg(i);
+    }
+    return text.left(size - 1) + QLatin1Char('.');
+}
+
+} // namespace
+
+/// Notes as SQLite itself deletes them, in every layout, through the public interface.
+class TestNotes : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void everyLayoutAndDeletion_data();
+    void everyLayoutAndDeletion();
+    void spilledBodies_data();
+    void spilledBodies();
+    void brokenChains_data();
+    void brokenChains();
+    void pagesOfLiveBodiesAreNotGathered();
+    void rowsFromBeforeTheTableWasWidened();
+    void missingTables_data();
+    void missingTables();
+    void unreadableNotes();
+    void scansAppendAndStop();
+    void wholeBackup();
+    void truncation_data();
+    void truncation();
+
+private:
+    QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
+    bool makeSample(const NotePlan &plan, const QString &path, NoteSample *sample)
+    {
+        SampleDatabase db;
+        return db.create(path, deviceOptions(plan.layout)) && makeNoteSample(&db, plan, sample)
+               && db.close();
+    }
+    /// A database from which one body was deleted; its cell and its overflow pages stay. Something
+    /// else is deleted first, since the first page that is freed gets the list of the others.
+    bool makeDeletedBody(const QString &html)
+    {
+        SampleDatabase db;
+        return db.create(path("notes.db"), deviceOptions(NoteLayout::Ios7))
+               && db.exec(noteTables(NoteLayout::Ios7)) && db.run(InsertBody, {html})
+               && db.exec(QStringLiteral(
+                   "INSERT INTO ZNOTECHANGE (ZNOTEINTEGERIDS) VALUES (zeroblob(9000));"
+                   "DELETE FROM ZNOTECHANGE; DELETE FROM ZNOTEBODY WHERE Z_PK=1"))
+               && db.close();
+    }
+    QStringList scan(NoteLayout layout = NoteLayout::Ios7)
+    {
+        return toText(scanNotes(layout, path("notes.db")));
+    }
+
+    QTemporaryDir m_dir;
+};
+
+void TestNotes::everyLayoutAndDeletion_data()
+{
+    QTest::addColumn<int>("layout");
+    QTest::addColumn<int>("deletion");
+    for (const NoteLayout layout : allNoteLayouts()) {
+        for (const NoteDeletion deletion : allNoteDeletions()) {
+            QTest::addRow("%s, %s", qPrintable(layoutName(layout)),
+                          qPrintable(deletionName(deletion)))
+                << int(layout) << int(deletion);
+        }
+    }
+}
+
+void TestNotes::everyLayoutAndDeletion()
+{
+    QFETCH(int, layout);
+    QFETCH(int, deletion);
+    const NotePlan plan{NoteLayout(layout), NoteDeletion(deletion), 120, 11};
+    NoteSample sample;
+    QVERIFY(makeSample(plan, path("notes.db"), &sample));
+    const QVector<NoteRecord> found = scanNotes(plan.layout, path("notes.db"));
+    const NoteResult result = compareNotes(sample, contents(path("notes.db")), found);
+    QVERIFY(result.deleted >= plan.notes / 6);
+    QCOMPARE(result.found(), found.size());
+    QVERIFY2(result.invented + result.liveCopies + result.twice == 0, qPrintable(report(result)));
+    QVERIFY2(result.missedWhole == 0, qPrintable(report(result)));
+    QVERIFY2(result.otherText <= plan.notes / 20, qPrintable(report(result)));
+    if (isTaken(plan.layout)) {
+        QVERIFY2(result.recovered * 5 > result.deleted * 2, qPrintable(report(result)));
+        QVERIFY2(result.overwritten * 3 < result.deleted, qPrintable(report(result)));
+    } else {
+        QCOMPARE(found.size(), 0);
+    }
+    const bool isWholeTable = plan.deletion == NoteDeletion::WholeTable && isTaken(plan.layout);
+    QVERIFY2(!isWholeTable || result.recovered * 100 > result.deleted * 97,
+             qPrintable(report(result)));
+}
+
+void TestNotes::spilledBodies_data()
+{
+    QTest::addColumn<int>("size");
+    // Around the largest body of a cell, and one that takes many pages.
+    for (const int size : {4040, 4048, 4049, 4050, 4051, 4052, 4060, 8200, 300000}) {
+        QTest::addRow("%d", size) << size;
+    }
+}
+
+void TestNotes::spilledBodies()
+{
+    QFETCH(int, size);
+    const QString text = longText(size);
+    QVERIFY(makeDeletedBody(text));
+    QCOMPARE(scan(), QStringList(QStringLiteral("0|%1|%1").arg(text)));
+}
+
+void TestNotes::brokenChains_data()
+{
+    QTest::addColumn<quint32>("link");
+    QTest::addColumn<int>("pages"); // that are still gathered
+    QTest::newRow("whole") << quint32(-1) << 3;
+    QTest::newRow("end of another chain") << quint32(0) << 1;
+    QTest::newRow("page that does not exist") << quint32(0x7FFFFFFF) << 2;
+    QTest::newRow("first page") << quint32(1) << 2;
+    QTest::newRow("ring") << quint32(-2) << 2;
+}
+
+void TestNotes::brokenChains()
+{
+    QFETCH(quint32, link);
+    QFETCH(int, pages);
+    constexpr int pageSize = 4096;
+    // The cell holds the least that it may, so that the text goes on over three pages.
+    const QString text = longText(3 * (pageSize - 4) + 600);
+    QVERIFY(makeDeletedBody(text));
+    QByteArray bytes = contents(path("notes.db"));
+    const auto pageOf = [&](int page) {
+        // The first words of the page behind those that come before.
+        const int local = text.size() - 3 * (pageSize - 4);
+        return bytes.indexOf(text.mid(local + 11 + (page - 1) * (pageSize - 4), 60).toLatin1())
+               / pageSize;
+    };
+    if (link != quint32(-1)) {
+        const int second = pageOf(2);
+        const quint32 value = link == quint32(-2) ? quint32(second + 1) : link;
+        qToBigEndian(value, bytes.data() + qint64(second) * pageSize);
+        QFile file(path("notes.db"));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    }
+    const QStringList found = scan();
+    QCOMPARE(found.size(), 1);
+    const QString content = found.first().section(QLatin1Char('|'), 2);
+    QVERIFY(text.startsWith(content));
+    const int gathered = (content.size() + pageSize / 2 - 600) / (pageSize - 4);
+    QCOMPARE(gathered, pages);
+}
+
+void TestNotes::pagesOfLiveBodiesAreNotGathered()
+{
+    const QString text = longText(9000);
+    QVERIFY(makeDeletedBody(text));
+    SampleDatabase db; // the new text takes the pages, and is longer than a cell can cover
+    QVERIFY(db.open(path("notes.db")) && db.run(InsertBody, {QString(12900, QLatin1Char('x'))})
+            && db.close());
+    const QStringList found = scan();
+    QVERIFY(found.size() <= 1);
+    for (const QString &note : found) {
+        QVERIFY(text.startsWith(note.section(QLatin1Char('|'), 2)));
+    }
+}
+
+void TestNotes::rowsFromBeforeTheTableWasWidened()
+{
+    const QStringList columns = noteColumns(NoteLayout::Store17);
+    const QString table = QStringLiteral("CREATE TABLE ZICCLOUDSYNCINGOBJECT (%1)")
+                              .arg(QStringList(columns.mid(0, 189)).join(QLatin1Char(',')));
+    const QString insert = QStringLiteral(
+        "INSERT INTO ZICCLOUDSYNCINGOBJECT (Z_ENT, Z_OPT, ZMARKEDFORDELETION, "
+        "ZNEEDSINITIALFETCHFROMCLOUD, ZCLOUDSTATE, ZNOTEDATA, ZMODIFICATIONDATE1, ZIDENTIFIER, "
+        "ZSNIPPET, ZTITLE1) VALUES (11, 2, 0, 0, 5, 6, 400000000.5, ?, ?, ?)");
+    const auto add = [&](SampleDatabase *db, const char *title, int count) {
+        bool ok = true;
+        for (int i = 0; i < count; ++i) {
+            ok = ok
+                 && db->run(insert, {Guid, QStringLiteral("milk and tea %1").arg(i),
+                                     QLatin1String(title) + QString::number(i)});
+        }
+        return ok;
+    };
+    SampleDatabase db;
+    QVERIFY(db.create(path("notes.db"), deviceOptions(NoteLayout::Store17)) && db.exec(table)
+            && add(&db, "Older", 60));
+    for (const QString &column : columns.mid(189)) {
+        QVERIFY(db.exec(QStringLiteral("ALTER TABLE ZICCLOUDSYNCINGOBJECT ADD COLUMN ") + column));
+    }
+    QVERIFY(add(&db, "Newer", 20)
+            && db.exec(QStringLiteral("DELETE FROM ZICCLOUDSYNCINGOBJECT WHERE Z_PK % 2"))
+            && db.close());
+    const QStringList found = scan(NoteLayout::Store17);
+    QVERIFY2(found.size() >= 5 && found.size() <= 10, qPrintable(found.join(QLatin1Char('\n'))));
+    for (const QString &note : found) {
+        QVERIFY2(note.startsWith(QLatin1String("400000000|Newer")), qPrintable(note));
+    }
+}
+
+void TestNotes::missingTables_data()
+{
+    QTest::addColumn<QString>("change");
+    QTest::addColumn<QStringList>("expected");
+    const QString whole = QStringLiteral("400000010|Shopping|Shopping\nmilk");
+    QTest::newRow("none") << QString() << QStringList(whole);
+    QTest::newRow("no bodies") << QStringLiteral("ALTER TABLE ZNOTEBODY RENAME TO Z1")
+                               << QStringList(QStringLiteral("400000010|Shopping|milk"));
+    QTest::newRow("no notes") << QStringLiteral("ALTER TABLE ZNOTE RENAME TO Z1")
+                              << QStringList(QStringLiteral("0|Shopping|Shopping\nmilk"));
+    QTest::newRow("no content") << QStringLiteral(
+        "ALTER TABLE ZNOTEBODY RENAME COLUMN ZCONTENT TO Z1")
+                                << QStringList(QStringLiteral("400000010|Shopping|milk"));
+    QTest::newRow("no title") << QStringLiteral("ALTER TABLE ZNOTE RENAME COLUMN ZTITLE TO Z1")
+                              << QStringList(QStringLiteral("0|Shopping|Shopping\nmilk"));
+}
+
+void TestNotes::missingTables()
+{
+    QFETCH(QString, change);
+    SampleDatabase db;
+    QVERIFY(db.create(path("notes.db")) && db.exec(noteTables(NoteLayout::Ios7))
+            && db.run(InsertNote,
+                      {400000010.25, Guid, QStringLiteral("milk"), QStringLiteral("Shopping")})
+            && db.run(InsertBody, {QStringLiteral("<div>Shopping</div><div>milk<br></div>")})
+            && db.exec(QStringLiteral("DELETE FROM ZNOTE; DELETE FROM ZNOTEBODY;") + change)
+            && db.close());
+    QTEST(scan(), "expected");
+}
+
+void TestNotes::unreadableNotes()
+{
+    const QString insert = QStringLiteral(
+        "INSERT INTO ZICCLOUDSYNCINGOBJECT (Z_ENT, Z_OPT, ZMARKEDFORDELETION, "
+        "ZNEEDSINITIALFETCHFROMCLOUD, ZCLOUDSTATE, ZNOTEDATA, ZMODIFICATIONDATE1, ZIDENTIFIER, "
+        "ZSNIPPET, ZTITLE1) VALUES (11, 2, 0, 0, 5, 6, ?, ?, ?, ?)");
+    SampleDatabase db;
+    const QString bytes = QStringLiteral("\x01\x02\x03\x04");
+    QVERIFY(db.create(path("notes.db")) && db.exec(noteTables(NoteLayout::Store15)));
+    int number = 0;
+    for (const QString &title : {QStringLiteral("Ideas"), bytes}) {
+        for (const QVariant &snippet : {QVariant(QStringLiteral("milk")), QVariant(bytes)}) {
+            ++number;
+            QVERIFY(
+                db.run(insert, {number, Guid.left(35) + QString::number(number), snippet, title}));
+        }
+    }
+    QVERIFY(db.exec(QStringLiteral("DELETE FROM ZICCLOUDSYNCINGOBJECT")) && db.close());
+    QStringList found = scan(NoteLayout::Store15);
+    found.sort();
+    QCOMPARE(found, (QStringList{QStringLiteral("1|Ideas|milk"), QStringLiteral("2|Ideas|"),
+                                 QStringLiteral("3||milk")}));
+}
+
+void TestNotes::scansAppendAndStop()
+{
+    NoteSample sample;
+    QVERIFY(
+        makeSample({NoteLayout::Ios7, NoteDeletion::Scattered, 60, 4}, path("old.db"), &sample));
+    QVERIFY(
+        makeSample({NoteLayout::Store17, NoteDeletion::Scattered, 60, 4}, path("new.db"), &sample));
+    SqliteRecovery recovery;
+    QCOMPARE(recovery.scanRecoveryForType(ScanTypeNotes, path("old.db"), nullptr), 0);
+    QCOMPARE(recovery.scanRecoveryForType(ScanTypeIos9Notes, path("new.db"), nullptr), 0);
+    const unsigned notes = recovery.getNoteCount();
+    const unsigned ios9Notes = recovery.getIos9NoteCount();
+    QVERIFY(notes > 5 && ios9Notes > 5);
+    ScanProbe probe;
+    recovery.scanRecoveryForType(ScanTypeNotes, path("old.db"), &probe);
+    recovery.scanRecoveryForType(ScanTypeIos9Notes, path("new.db"), &probe);
+    QCOMPARE(recovery.getNoteCount(), 2 * notes);
+    QCOMPARE(recovery.getIos9NoteCount(), 2 * ios9Notes);
+    QCOMPARE(probe.doneCalls, 2);
+    for (unsigned i = 0; i < ios9Notes; ++i) {
+        QCOMPARE(recovery.getIos9Note(i)->title, recovery.getIos9Note(ios9Notes + i)->title);
+    }
+    ScanProbe stopping;
+    stopping.stopAfter = 3;
+    SqliteRecovery stopped;
+    QCOMPARE(stopped.scanRecoveryForType(ScanTypeNotes, path("old.db"), &stopping), 0);
+    QVERIFY(stopping.reports >= 3 && stopping.reports < 10);
+    QCOMPARE(stopping.doneCalls, 1);
+    QVERIFY(stopped.getNoteCount() < notes);
+    for (unsigned i = 0; i < recovery.getIos9NoteCount(); ++i) {
+        delete recovery.getIos9Note(i); // nobody else frees these
+    }
+}
+
+void TestNotes::wholeBackup()
+{
+    const QString folder = path("backup/");
+    QVERIFY(QDir().mkpath(folder));
+    NoteSample sample;
+    QVERIFY(makeSample({NoteLayout::Ios9, NoteDeletion::Scattered, 60, 4},
+                       folder + QLatin1String("ca3bc056d4da0bbf88b5fb3be254f3b7147e639c"),
+                       &sample));
+    QVERIFY(makeSample({NoteLayout::Store17, NoteDeletion::Scattered, 60, 4},
+                       folder + QLatin1String("4f98687d8ab0d6d1a371110e6b7300f6e465bef2"),
+                       &sample));
+    SampleDatabase db; // with a log beside it
+    QVERIFY(db.open(folder + QLatin1String("ca3bc056d4da0bbf88b5fb3be254f3b7147e639c"))
+            && db.exec(QStringLiteral("PRAGMA journal_mode=WAL;"
+                                      "INSERT INTO Z_METADATA VALUES (1, 'x', NULL)")));
+    const QString copy = path("copy/");
+    QVERIFY(QDir().mkpath(copy));
+    for (const QString &name : QDir(folder).entryList(QDir::Files)) {
+        QVERIFY(name.endsWith(QLatin1String("-shm")) || QFile::copy(folder + name, copy + name));
+    }
+    QVERIFY(db.close());
+    const QStringList before = folderState(copy);
+    QVERIFY(before.join(QLatin1Char(' ')).contains(QLatin1String("-wal")));
+    SqliteRecovery recovery;
+    QCOMPARE(recovery.scanRecovery(copy), 0);
+    QCOMPARE(folderState(copy), before);
+    QVERIFY(recovery.getNoteCount() > 5);
+    QCOMPARE(recovery.getIos9NoteCount(), 0u); // the newer place is none of a whole backup's
+}
+
+void TestNotes::truncation_data()
+{
+    QTest::addColumn<int>("layout");
+    QTest::newRow("older") << int(NoteLayout::Ios7);
+    QTest::newRow("newer") << int(NoteLayout::Store17);
+}
+
+void TestNotes::truncation()
+{
+    QFETCH(int, layout);
+    const NotePlan plan{NoteLayout(layout), NoteDeletion::Scattered, 30, 2};
+    NoteSample sample;
+    QVERIFY(makeSample(plan, path("cut.db"), &sample));
+    QString known;
+    for (const SampleNote &note : sample.deleted + sample.live) {
+        known += note.text() + QLatin1Char('\n');
+    }
+    QFile file(path("cut.db"));
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    int most = 0;
+    for (qint64 length = file.size(); length >= 0; length -= 509) {
+        QVERIFY(file.resize(length));
+        const QVector<NoteRecord> found = scanNotes(plan.layout, path("cut.db"));
+        most = std::max(most, found.size());
+        for (const NoteRecord &note : found) {
+            QVERIFY2(known.contains(note.content.trimmed()), qPrintable(note.content));
+        }
+    }
+    QVERIFY(most >= 5);
+}
+
+QTEST_APPLESS_MAIN(TestNotes)
+#include "tst_notes.moc"
