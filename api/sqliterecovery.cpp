@@ -2,6 +2,8 @@
 
 #include "api/backupfilename_p.h"
 #include "api/scanprogress.h"
+#include "recoverers/calendar_notes_safari/bookmarkdbfile.h"
+#include "recoverers/calendar_notes_safari/bookmarkhistorydbfile.h"
 #include "recoverers/communication/callhistorydbfile.h"
 #include "recoverers/communication/contactdbfile.h"
 #include "recoverers/communication/hiddencontactdbfile.h"
@@ -53,6 +55,10 @@ Recoverer makeRecoverer(int type)
         return std::make_unique<SMSDbFile>();
     case ScanTypeCallHistory:
         return std::make_unique<CallHistoryDbFile>();
+    case ScanTypeBookmarks:
+        return std::make_unique<BookmarkDbFile>();
+    case ScanTypeSafariHistory:
+        return std::make_unique<BookmarkHistoryDbFile>();
     default:
         return nullptr;
     }

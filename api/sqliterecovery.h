@@ -27,8 +27,8 @@ class ScanProgress;
 /// its destruction; after the object was copied, records are to be asked for anew. A getXxx(index)
 /// returns null when index is not below getXxxCount().
 ///
-/// Kinds: this version recovers calls, contacts and messages. The scans of all other kinds are
-/// accepted and find nothing.
+/// Kinds: this version recovers calls, contacts, messages, Safari bookmarks and Safari history. The
+/// scans of all other kinds are accepted and find nothing.
 ///
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
 ///
@@ -74,7 +74,8 @@ public:
     /// Returns an empty string when none fits.
     QString dbFileForType(int type, const QStringList &files);
 
-    /// Safari bookmarks (ScanTypeBookmarks).
+    /// Safari bookmarks (ScanTypeBookmarks), in the order found in the file: those whose address
+    /// holds "://", each title and address once in a scan, and none that still exists.
     unsigned getBookmarkCount();
     const BookmarkRecord *getBookmark(unsigned index);
 
@@ -117,7 +118,10 @@ public:
     unsigned getHiddenContactCount();
     const PersonRecord *getHiddenContact(unsigned index);
 
-    /// Safari history (ScanTypeSafariHistory).
+    /// Safari history (ScanTypeSafariHistory): every address once in a scan, in the order found in
+    /// the file, with the title of its last visit that was found; then the addresses that the
+    /// browser itself lists as removed. Older rows of addresses that are still in the history are
+    /// found as well.
     unsigned getSafariHistoryCount();
     const BookmarkRecord *getSafariHistory(unsigned index);
 
@@ -131,6 +135,8 @@ public:
 
 private:
     // The recoverers append what they find to the arrays.
+    friend class BookmarkDbFile;
+    friend class BookmarkHistoryDbFile;
     friend class CallHistoryDbFile;
     friend class ContactDbFile;
     friend class HiddenContactDbFile;

@@ -133,6 +133,28 @@ void RowMatcher::dropLastTypes(int count, int length)
     bodyStart -= length;
 }
 
+/// Walks from the anchor on, because bytes of a body need not be varints of the shortest form.
+int RowMatcher::lengthOfTypesFrom(int index, const QByteArray &region, int anchorColumn) const
+{
+    const auto *begin = reinterpret_cast<const uchar *>(region.constData());
+    const uchar *end = begin + bodyStart;
+    const uchar *pos = begin + m_anchorPos;
+    for (int i = anchorColumn - 1; i < index; ++i) {
+        qint64 type = 0;
+        pos += decodeVarint(pos, end, type);
+    }
+    return int(end - pos);
+}
+
+qint64 RowMatcher::sizeBefore(int column) const
+{
+    qint64 size = 0;
+    for (int i = 0; i < column - 1; ++i) {
+        size += std::max<qint64>(serialTypeSize(serialTypes[i]), 0);
+    }
+    return size;
+}
+
 qint64 RowMatcher::localEnd() const
 {
     const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);

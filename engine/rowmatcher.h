@@ -61,6 +61,38 @@ protected:
     /// `length` bytes earlier.
     void dropLastTypes(int count, int length);
 
+    /// Finds the body of a row that was written before its table got more columns: such a row has
+    /// fewer types than the table, and the first bytes of its body were taken for the others. Takes
+    /// back as few types as `isBody(start)` asks for, which tells whether the body can begin at
+    /// `start`, but none up to that of column `lastColumn`. `anchorColumn` is the anchor's. Returns
+    /// false, and changes nothing, when the body fits nowhere.
+    template<typename IsBody>
+    bool alignBody(const QByteArray &region, int anchorColumn, int lastColumn, IsBody isBody)
+    {
+        if (isBody(bodyStart)) {
+            return true;
+        }
+        for (int count = serialTypes.size() - 1; count >= lastColumn; --count) {
+            const int length = lengthOfTypesFrom(count, region, anchorColumn);
+            if (isBody(bodyStart - length)) {
+                dropLastTypes(serialTypes.size() - count, length);
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /// Puts another type in place of the first one, which begins `length` bytes in front of it.
+    void takeFirstType(qint64 type, int length)
+    {
+        serialTypes[0] = type;
+        m_typesLength += length;
+        headerStart += length;
+    }
+
+    /// The size of the values in front of column `column`.
+    qint64 sizeBefore(int column) const;
+
     /// True while a row is held back.
     bool isHolding() const { return m_isHeld; }
 
@@ -76,6 +108,7 @@ protected:
     int m_typesLength = 0;        ///< bytes of the candidate's serial types
 
 private:
+    int lengthOfTypesFrom(int index, const QByteArray &region, int anchorColumn) const;
     void readHeldRow(const TableSchema &table);
     void coverHeldRow();
 

@@ -8,6 +8,8 @@
 #include "samples/messagescan.h"
 #include "samples/messagetruth.h"
 #include "samples/recallreport.h"
+#include "samples/safariscan.h"
+#include "samples/safaritruth.h"
 #include "samples/sampledatabase.h"
 
 #include <QCoreApplication>
@@ -78,6 +80,30 @@ bool measure(const MessagePlan &plan, const QString &path, MessageResult *result
     return true;
 }
 
+bool measure(const BookmarkPlan &plan, const QString &path, SafariReport *report)
+{
+    SampleDatabase db;
+    BookmarkSample sample;
+    if (!db.create(path, deviceOptions(plan.layout)) || !makeBookmarkSample(&db, plan, &sample)
+        || !db.close()) {
+        return false;
+    }
+    report->add(compareBookmarks(sample, scanBookmarks(path)));
+    return true;
+}
+
+bool measure(const HistoryPlan &plan, const QString &path, SafariReport *report)
+{
+    SampleDatabase db;
+    HistorySample sample;
+    if (!db.create(path, deviceOptions(plan.layout)) || !makeHistorySample(&db, plan, &sample)
+        || !db.close()) {
+        return false;
+    }
+    report->add(compareHistory(sample, scanHistory(path)));
+    return true;
+}
+
 /// Every layout with every way of losing rows, each in several samples of `rows` rows.
 template<typename Plan, typename Result, typename Layouts, typename Deletions>
 bool measureAll(const Layouts &layouts, const Deletions &deletions, int rows, Run *run)
@@ -116,6 +142,18 @@ bool measureMessages(Run *run)
                                                   run);
 }
 
+bool measureBookmarks(Run *run)
+{
+    return measureAll<BookmarkPlan, SafariReport>(allBookmarkLayouts(), allBookmarkDeletions(), 300,
+                                                  run);
+}
+
+bool measureHistory(Run *run)
+{
+    return measureAll<HistoryPlan, SafariReport>(allHistoryLayouts(), allHistoryDeletions(), 600,
+                                                 run);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -128,9 +166,11 @@ int main(int argc, char *argv[])
     bool (*const measureKind)(Run *) = kind == QLatin1String("calls")      ? measureCalls
                                        : kind == QLatin1String("contacts") ? measureContacts
                                        : kind == QLatin1String("messages") ? measureMessages
+                                       : kind == QLatin1String("bookmarks") ? measureBookmarks
+                                       : kind == QLatin1String("safari-history") ? measureHistory
                                                                            : nullptr;
     if (!measureKind || arguments.size() != 1) {
-        QTextStream(stderr) << "usage: recall calls|contacts|messages [--verbose]\n";
+        QTextStream(stderr) << "usage: recall calls|contacts|messages|bookmarks|safari-history [--verbose]\n";
         return 2;
     }
     return measureKind(&run) ? 0 : 1;

@@ -1,0 +1,232 @@
+#include "recoverers/calendar_notes_safari/bookmarkhistorymatchers.h"
+
+#include "engine/fieldreader.h"
+#include "engine/serialtype.h"
+
+#include <QtEndian>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// Serial types of the anchors.
+constexpr int MostCounters = 14; ///< of four bytes each, in one blob
+constexpr char EightByteReal[] = "\x07";
+constexpr char FourByteInteger[] = "\x04"; // as which a real that is whole is stored
+
+QList<QByteArrayMatcher> counterSignatures()
+{
+    QList<QByteArrayMatcher> matchers;
+    for (int counters = 1; counters <= MostCounters; ++counters) {
+        matchers.append(QByteArrayMatcher(QByteArray(1, char(12 + 2 * 4 * counters))));
+    }
+    return matchers;
+}
+
+bool startsAt(const QByteArray &region, qint64 pos, const char *text)
+{
+    const auto length = qint64(std::strlen(text));
+    return pos >= 0 && pos + length <= region.size()
+           && std::memcmp(region.constData() + pos, text, size_t(length)) == 0;
+}
+
+bool isWebAddressAt(const QByteArray &region, qint64 pos)
+{
+    return startsAt(region, pos, "https://") || startsAt(region, pos, "http://");
+}
+
+/// Addresses are written in printable ASCII; all else is escaped in them.
+bool isAddressByte(char c)
+{
+    return c > ' ' && c < 0x7F;
+}
+
+/// From the first days of the browser on, in seconds since 2001; until 2069.
+bool isPlausibleTime(double time)
+{
+    return time > 0 && time < 2147483648.0;
+}
+
+double timeAt(const char *bytes, qint64 serialType)
+{
+    if (serialType != 7) {
+        return double(decodeInteger(bytes, int(serialTypeSize(serialType))));
+    }
+    const auto bits = qFromBigEndian<quint64>(bytes);
+    double value = 0;
+    std::memcpy(&value, &bits, sizeof(value));
+    return value;
+}
+
+} // namespace
+
+BookmarkHistoryDbFile::BookmarHistoryMatcher::BookmarHistoryMatcher(
+    BookmarkHistoryDbFile *recoverer)
+    : NumberedMatcher(recoverer->m_liveItemIds)
+    , m_owner(recoverer)
+{
+    owner = recoverer;
+    signatures = counterSignatures();
+}
+
+bool BookmarkHistoryDbFile::BookmarHistoryMatcher::bindColumns(const TableSchema &table)
+{
+    m_dailyVisitCounts = table.columnIndex(QLatin1String("daily_visit_counts"));
+    m_url = table.columnIndex(QLatin1String("url"));
+    m_visitCount = table.columnIndex(QLatin1String("visit_count"));
+    return m_dailyVisitCounts >= 1 && m_url >= 1 && m_visitCount >= 1;
+}
+
+bool BookmarkHistoryDbFile::BookmarHistoryMatcher::matchHeader(const TableSchema &table,
+                                                               const QByteArray &region,
+                                                               int anchorPos)
+{
+    const int columnCount = table.columns.size();
+    decodeAround(region, anchorPos, m_dailyVisitCounts - 1, columnCount - m_dailyVisitCounts);
+    if (serialTypes.size() != columnCount - 1
+        || !isIntegerSerialType(columnType(m_visitCount), false)
+        || !isTextSerialType(columnType(m_url), false)) {
+        return false;
+    }
+    const bool isAligned =
+        alignBody(region, m_dailyVisitCounts, std::max(m_dailyVisitCounts, m_visitCount),
+                  [&](qint64 body) { return isWebAddressAt(region, body + sizeBefore(m_url)); });
+    if (!isAligned && isCellOfOtherLayout(region)) {
+        return false;
+    }
+    widenUrlType(region);
+    keepRowid(region);
+    m_isNew = m_anchors.add(m_owner->regionOffset() + anchorPos);
+    return true;
+}
+
+/// The address comes first, and its type takes two bytes from 58 characters on. The header of a
+/// freeblock in front of it hides that, and the last byte alone makes a short address of a long
+/// one. Behind a short one stand numbers; behind the beginning of a long one it goes on.
+void BookmarkHistoryDbFile::BookmarHistoryMatcher::widenUrlType(const QByteArray &region)
+{
+    constexpr int LastShortType = 127;
+    constexpr qint64 BehindShortAddress = 128; // far enough to meet a number
+    const qint64 before = typesStart() - 1;
+    if (m_url != 1 || serialTypes[0] > LastShortType || before < 0) {
+        return;
+    }
+    const auto byte = uchar(region[int(before)]);
+    const qint64 type = qint64(byte & 0x7F) * 128 + serialTypes[0];
+    const qint64 size = std::min(serialTypeSize(type), BehindShortAddress);
+    if (byte <= 0x80 || bodyStart + size > region.size()) {
+        return;
+    }
+    const char *address = region.constData() + bodyStart;
+    if (std::all_of(address, address + size, isAddressByte)) {
+        takeFirstType(type, 1);
+    }
+}
+
+void BookmarkHistoryDbFile::BookmarHistoryMatcher::extractRecord(const TableSchema &table,
+                                                                 const QByteArray &payload,
+                                                                 bool isDeleted, int limit)
+{
+    NumberedMatcher::extractRecord(table, payload, isDeleted, limit);
+    m_isHeldNew = m_isNew;
+}
+
+void BookmarkHistoryDbFile::BookmarHistoryMatcher::readRow(const TableSchema &, const Row &row)
+{
+    if (!m_isHeldNew) {
+        number(nullptr, row);
+        return;
+    }
+    CarvedHistoryItem carved;
+    RecordFields fields = fieldsOf(row);
+    while (fields.nextOfAll()) {
+        if (fields.index() + 1 == m_url) {
+            carved.url = fields.uncoveredText();
+        }
+    }
+    // Half an address leads nowhere.
+    if (carved.url.isEmpty() || fields.isCut() || fields.isCovered()
+        || hasUnwritableCharacters(carved.url)) {
+        return;
+    }
+    carved.id = keptRowid();
+    m_owner->m_carved.items.push_back(carved);
+    number(&m_owner->m_carved.items.back().id, row);
+}
+
+void BookmarkHistoryDbFile::BookmarHistoryMatcher::startSecondSearch()
+{
+    finish();
+    m_anchors.startSecondSearch();
+}
+
+BookmarkHistoryDbFile::BookmarHistoryVisitMatcher::BookmarHistoryVisitMatcher(
+    BookmarkHistoryDbFile *recoverer)
+    : m_owner(recoverer)
+{
+    owner = recoverer;
+    signatures = {QByteArrayMatcher(EightByteReal, 1), QByteArrayMatcher(FourByteInteger, 1)};
+}
+
+bool BookmarkHistoryDbFile::BookmarHistoryVisitMatcher::bindColumns(const TableSchema &table)
+{
+    m_historyItem = table.columnIndex(QLatin1String("history_item"));
+    m_visitTime = table.columnIndex(QLatin1String("visit_time"));
+    m_title = table.columnIndex(QLatin1String("title"));
+    m_loadSuccessful = table.columnIndex(QLatin1String("load_successful"));
+    m_httpNonGet = table.columnIndex(QLatin1String("http_non_get"));
+    m_synthesized = table.columnIndex(QLatin1String("synthesized"));
+    return m_historyItem >= 1 && m_visitTime >= 1 && m_title >= 1 && m_loadSuccessful >= 1
+           && m_httpNonGet >= 1 && m_synthesized >= 1;
+}
+
+bool BookmarkHistoryDbFile::BookmarHistoryVisitMatcher::matchHeader(const TableSchema &table,
+                                                                    const QByteArray &region,
+                                                                    int anchorPos)
+{
+    const int columnCount = table.columns.size();
+    decodeAround(region, anchorPos, m_visitTime - 1, columnCount - m_visitTime);
+    if (serialTypes.size() != columnCount - 1
+        || !isIntegerSerialType(columnType(m_historyItem), false)
+        || !isTextSerialType(columnType(m_title), false)
+        || !isBooleanSerialType(columnType(m_loadSuccessful))
+        || !isBooleanSerialType(columnType(m_httpNonGet))
+        || !isBooleanSerialType(columnType(m_synthesized))) {
+        return false;
+    }
+    // Newer systems add columns to the table: rows with fewer types are told by the time that they
+    // hold.
+    return alignBody(region, m_visitTime, std::max(m_synthesized, m_title),
+                     [&](qint64 body) { return isTimeInPlace(region, body); })
+           || !isCellOfOtherLayout(region);
+}
+
+/// True when, with the body at `body`, the time of the visit is one at which there were visits.
+bool BookmarkHistoryDbFile::BookmarHistoryVisitMatcher::isTimeInPlace(const QByteArray &region,
+                                                                      qint64 body) const
+{
+    const qint64 type = columnType(m_visitTime);
+    const qint64 time = body + sizeBefore(m_visitTime);
+    return time + serialTypeSize(type) <= region.size()
+           && isPlausibleTime(timeAt(region.constData() + time, type));
+}
+
+void BookmarkHistoryDbFile::BookmarHistoryVisitMatcher::readRow(const TableSchema &, const Row &row)
+{
+    CarvedVisit visit;
+    RecordFields fields = fieldsOf(row);
+    while (fields.nextOfAll()) {
+        const int column = fields.index() + 1;
+        if (column == m_historyItem) {
+            visit.item = fields.uncoveredInteger();
+        } else if (column == m_visitTime) {
+            visit.time = fields.uncoveredInteger();
+        } else if (column == m_title) {
+            visit.title = fields.uncoveredText();
+        }
+    }
+    if (!fields.isCut() && !fields.isCovered() && !hasUnwritableCharacters(visit.title)) {
+        m_owner->m_carved.visits.append(visit);
+    }
+}

@@ -1,0 +1,81 @@
+#include "recoverers/calendar_notes_safari/bookmarkmatchers.h"
+
+#include "api/bookmarkrecord.h"
+#include "engine/fieldreader.h"
+#include "engine/serialtype.h"
+
+namespace {
+
+constexpr char Text36[] = "\x55"; // serial type of the anchor, a unique identifier
+constexpr int UuidLength = 36;
+
+} // namespace
+
+BookmarkDbFile::BookmarMatcher::BookmarMatcher(BookmarkDbFile *recoverer)
+    : m_owner(recoverer)
+{
+    owner = recoverer;
+    signatures = {QByteArrayMatcher(Text36, 1)};
+}
+
+bool BookmarkDbFile::BookmarMatcher::bindColumns(const TableSchema &table)
+{
+    m_externalUuid = table.columnIndex(QLatin1String("external_uuid"));
+    m_numChildren = table.columnIndex(QLatin1String("num_children"));
+    m_editable = table.columnIndex(QLatin1String("editable"));
+    m_deletable = table.columnIndex(QLatin1String("deletable"));
+    m_title = table.columnIndex(QLatin1String("title"));
+    m_url = table.columnIndex(QLatin1String("url"));
+    m_parent = table.columnIndex(QLatin1String("parent"));
+    return m_externalUuid >= 1 && m_numChildren >= 1 && m_editable >= 1 && m_deletable >= 1;
+}
+
+bool BookmarkDbFile::BookmarMatcher::matchHeader(const TableSchema &table, const QByteArray &region,
+                                                 int anchorPos)
+{
+    const int columnCount = table.columns.size();
+    decodeAround(region, anchorPos, m_externalUuid - 1, columnCount - m_externalUuid);
+    if (serialTypes.size() != columnCount - 1
+        || !isIntegerSerialType(columnType(m_numChildren), false)
+        || !isBooleanSerialType(columnType(m_editable))
+        || !isBooleanSerialType(columnType(m_deletable))) {
+        return false;
+    }
+    // Newer systems add columns to the table, and one of them a table constraint that counts as a
+    // column: rows with fewer types are told by where their unique identifier stands.
+    return alignBody(region, m_externalUuid, m_externalUuid,
+                     [&](qint64 body) { return isUuidInPlace(region, body); })
+           || !isCellOfOtherLayout(region);
+}
+
+/// True when, with the body at `body`, the dashes of a unique identifier stand where they should.
+bool BookmarkDbFile::BookmarMatcher::isUuidInPlace(const QByteArray &region, qint64 body) const
+{
+    const qint64 uuid = body + sizeBefore(m_externalUuid);
+    if (uuid > region.size() - UuidLength) {
+        return false;
+    }
+    const char *bytes = region.constData() + uuid;
+    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
+}
+
+void BookmarkDbFile::BookmarMatcher::readRow(const TableSchema &, const Row &row)
+{
+    BookmarkRecord record;
+    RecordFields fields = fieldsOf(row);
+    while (fields.nextOfAll()) {
+        const int column = fields.index() + 1;
+        if (column == m_title) {
+            record.title = fields.uncoveredText();
+        } else if (column == m_url) {
+            record.url = fields.uncoveredText();
+        } else if (column == m_parent) {
+            record.parent = fields.uncoveredInteger();
+        }
+    }
+    // Half an address leads nowhere.
+    if (!fields.isCut() && !fields.isCovered()
+        && !hasUnwritableCharacters(record.title + record.url)) {
+        m_owner->addRecord(record);
+    }
+}
