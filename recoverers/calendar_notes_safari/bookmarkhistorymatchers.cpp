@@ -2,6 +2,7 @@
 
 #include "engine/fieldreader.h"
 #include "engine/serialtype.h"
+#include "recoverers/calendar_notes_safari/webaddress.h"
 
 #include <QtEndian>
 
@@ -24,28 +25,10 @@ QList<QByteArrayMatcher> counterSignatures()
     return matchers;
 }
 
-bool startsAt(const QByteArray &region, qint64 pos, const char *text)
-{
-    const auto length = qint64(std::strlen(text));
-    return pos >= 0 && pos + length <= region.size()
-           && std::memcmp(region.constData() + pos, text, size_t(length)) == 0;
-}
-
-bool isWebAddressAt(const QByteArray &region, qint64 pos)
-{
-    return startsAt(region, pos, "https://") || startsAt(region, pos, "http://");
-}
-
-/// Addresses are written in printable ASCII; all else is escaped in them.
-bool isAddressByte(char c)
-{
-    return c > ' ' && c < 0x7F;
-}
-
-/// From the first days of the browser on, in seconds since 2001; until 2069.
+/// In seconds since 2001: from the first days of the browser on until 2069.
 bool isPlausibleTime(double time)
 {
-    return time > 0 && time < 2147483648.0;
+    return time > 50000000 && time < 2147483648.0;
 }
 
 double timeAt(const char *bytes, qint64 serialType)
@@ -75,6 +58,11 @@ bool BookmarkHistoryDbFile::BookmarHistoryMatcher::bindColumns(const TableSchema
     m_dailyVisitCounts = table.columnIndex(QLatin1String("daily_visit_counts"));
     m_url = table.columnIndex(QLatin1String("url"));
     m_visitCount = table.columnIndex(QLatin1String("visit_count"));
+    m_domainExpansion = table.columnIndex(QLatin1String("domain_expansion"));
+    m_weeklyVisitCounts = table.columnIndex(QLatin1String("weekly_visit_counts"));
+    m_autocompleteTriggers = table.columnIndex(QLatin1String("autocomplete_triggers"));
+    m_shouldRecompute =
+        table.columnIndex(QLatin1String("should_recompute_derived_visit_counts"));
     return m_dailyVisitCounts >= 1 && m_url >= 1 && m_visitCount >= 1;
 }
 
@@ -86,42 +74,59 @@ bool BookmarkHistoryDbFile::BookmarHistoryMatcher::matchHeader(const TableSchema
     decodeAround(region, anchorPos, m_dailyVisitCounts - 1, columnCount - m_dailyVisitCounts);
     if (serialTypes.size() != columnCount - 1
         || !isIntegerSerialType(columnType(m_visitCount), false)
-        || !isTextSerialType(columnType(m_url), false)) {
+        || !isTextSerialType(columnType(m_url), false) || !areOtherTypesUsual()) {
         return false;
     }
     const bool isAligned =
-        alignBody(region, m_dailyVisitCounts, std::max(m_dailyVisitCounts, m_visitCount),
+        alignBody(region, m_dailyVisitCounts, std::max(m_dailyVisitCounts, m_shouldRecompute),
                   [&](qint64 body) { return isWebAddressAt(region, body + sizeBefore(m_url)); });
     if (!isAligned && isCellOfOtherLayout(region)) {
         return false;
     }
-    widenUrlType(region);
+    if (!settleUrlType(region)) {
+        return false;
+    }
     keepRowid(region);
     m_isNew = m_anchors.add(m_owner->regionOffset() + anchorPos);
     return true;
 }
 
+/// The anchor may be any of many letters, and the cells of indexes of addresses look much like the
+/// rows: the other columns tell them apart.
+bool BookmarkHistoryDbFile::BookmarHistoryMatcher::areOtherTypesUsual() const
+{
+    return (m_domainExpansion < 1 || isTextSerialType(columnType(m_domainExpansion), true))
+           && (m_weeklyVisitCounts < 1 || isBlobSerialType(columnType(m_weeklyVisitCounts), true))
+           && (m_autocompleteTriggers < 1
+               || isBlobSerialType(columnType(m_autocompleteTriggers), true))
+           && (m_shouldRecompute < 1 || isBooleanSerialType(columnType(m_shouldRecompute)));
+}
+
 /// The address comes first, and its type takes two bytes from 58 characters on. The header of a
 /// freeblock in front of it hides that, and the last byte alone makes a short address of a long
-/// one. Behind a short one stand numbers; behind the beginning of a long one it goes on.
-void BookmarkHistoryDbFile::BookmarHistoryMatcher::widenUrlType(const QByteArray &region)
+/// one. Behind a short one stand its main word and numbers; behind the beginning of a long one it
+/// goes on. Returns false when neither can be seen.
+bool BookmarkHistoryDbFile::BookmarHistoryMatcher::settleUrlType(const QByteArray &region)
 {
     constexpr int LastShortType = 127;
     constexpr qint64 BehindShortAddress = 128; // far enough to meet a number
     const qint64 before = typesStart() - 1;
-    if (m_url != 1 || serialTypes[0] > LastShortType || before < 0) {
-        return;
+    const uchar byte = before >= 0 ? uchar(region[int(before)]) : 0;
+    if (m_url != 1 || columnType(m_url) > LastShortType || byte <= 0x80) {
+        return true;
     }
-    const auto byte = uchar(region[int(before)]);
-    const qint64 type = qint64(byte & 0x7F) * 128 + serialTypes[0];
+    const qint64 type = qint64(byte & 0x7F) * 128 + columnType(m_url);
     const qint64 size = std::min(serialTypeSize(type), BehindShortAddress);
-    if (byte <= 0x80 || bodyStart + size > region.size()) {
-        return;
-    }
     const char *address = region.constData() + bodyStart;
-    if (std::all_of(address, address + size, isAddressByte)) {
+    if (bodyStart + size <= region.size() && std::all_of(address, address + size, isAddressByte)) {
         takeFirstType(type, 1);
+        return true;
     }
+    const qint64 word = serialTypeSize(columnType(m_url));
+    const qint64 wordSize = serialTypeSize(columnType(m_url + 1));
+    return bodyStart + word + wordSize <= region.size()
+           && std::search(address, address + word, address + word, address + word + wordSize)
+                  != address + word;
 }
 
 void BookmarkHistoryDbFile::BookmarHistoryMatcher::extractRecord(const TableSchema &table,
@@ -146,7 +151,7 @@ void BookmarkHistoryDbFile::BookmarHistoryMatcher::readRow(const TableSchema &, 
         }
     }
     // Half an address leads nowhere.
-    if (carved.url.isEmpty() || fields.isCut() || fields.isCovered()
+    if (!hasScheme(carved.url) || fields.isCut() || fields.isCovered()
         || hasUnwritableCharacters(carved.url)) {
         return;
     }

@@ -22,12 +22,17 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
-    void widenUrlType(const QByteArray &region);
+    bool areOtherTypesUsual() const;
+    bool settleUrlType(const QByteArray &region);
 
     BookmarkHistoryDbFile *m_owner;
     int m_dailyVisitCounts = -1;
     int m_url = -1;
     int m_visitCount = -1;
+    int m_domainExpansion = -1; ///< this and the next three are looked at where present
+    int m_weeklyVisitCounts = -1;
+    int m_autocompleteTriggers = -1;
+    int m_shouldRecompute = -1;
     MatchedAnchors m_anchors;
     bool m_isNew = false;     ///< the candidate was not matched by the first search
     bool m_isHeldNew = false; ///< the same of the row that is held back

@@ -3,6 +3,7 @@
 #include "api/bookmarkrecord.h"
 #include "engine/fieldreader.h"
 #include "engine/serialtype.h"
+#include "recoverers/calendar_notes_safari/webaddress.h"
 
 namespace {
 
@@ -34,18 +35,37 @@ bool BookmarkDbFile::BookmarMatcher::matchHeader(const TableSchema &table, const
                                                  int anchorPos)
 {
     const int columnCount = table.columns.size();
-    decodeAround(region, anchorPos, m_externalUuid - 1, columnCount - m_externalUuid);
-    if (serialTypes.size() != columnCount - 1
-        || !isIntegerSerialType(columnType(m_numChildren), false)
+    decodeRow(region, anchorPos, columnCount - m_externalUuid);
+    if (serialTypes.size() < m_externalUuid || !isIntegerSerialType(columnType(m_numChildren), false)
         || !isBooleanSerialType(columnType(m_editable))
         || !isBooleanSerialType(columnType(m_deletable))) {
         return false;
     }
-    // Newer systems add columns to the table, and one of them a table constraint that counts as a
-    // column: rows with fewer types are told by where their unique identifier stands.
+    const bool isWhole = serialTypes.size() == columnCount - 1;
+    return alignToContents(region) || (isWhole && !isCellOfOtherLayout(region));
+}
+
+/// Decodes as many types as the table has, or fewer when the bytes behind them, which may be those
+/// of a title, are none.
+void BookmarkDbFile::BookmarMatcher::decodeRow(const QByteArray &region, int anchorPos,
+                                               int typesAfter)
+{
+    do {
+        decodeAround(region, anchorPos, m_externalUuid - 1, typesAfter);
+    } while (serialTypes.isEmpty() && --typesAfter > 0);
+}
+
+/// Newer systems add columns to the table, and one of them a table constraint that counts as a
+/// column. Rows with fewer types are told by where the unique identifier stands, or else, when
+/// something covers it, the address.
+bool BookmarkDbFile::BookmarMatcher::alignToContents(const QByteArray &region)
+{
     return alignBody(region, m_externalUuid, m_externalUuid,
                      [&](qint64 body) { return isUuidInPlace(region, body); })
-           || !isCellOfOtherLayout(region);
+           || (m_url >= 1 && m_url <= m_externalUuid
+               && alignBody(region, m_externalUuid, m_externalUuid, [&](qint64 body) {
+                      return isWebAddressAt(region, body + sizeBefore(m_url));
+                  }));
 }
 
 /// True when, with the body at `body`, the dashes of a unique identifier stand where they should.

@@ -16,6 +16,8 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
+    void decodeRow(const QByteArray &region, int anchorPos, int typesAfter);
+    bool alignToContents(const QByteArray &region);
     bool isUuidInPlace(const QByteArray &region, qint64 body) const;
 
     BookmarkDbFile *m_owner;

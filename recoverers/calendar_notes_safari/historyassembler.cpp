@@ -6,7 +6,6 @@
 
 namespace {
 
-using Urls = QHash<qint64, QString>;
 using Titles = QHash<qint64, QString>;
 
 /// A page has no title until it is loaded, and may have another one at every visit.
@@ -26,8 +25,8 @@ Titles lastTitles(const QVector<CarvedVisit> &visits)
     return titles;
 }
 
-/// Knows which item has which row identifier. One that was only concluded is taken for wrong where
-/// it is certain that another address has it.
+/// Knows which address has which row identifier. An identifier that was only concluded is taken for
+/// wrong where another address has it.
 class ItemIds
 {
 public:
@@ -41,16 +40,15 @@ public:
                 addCertain(item.id.value, item.url);
             }
         }
+        for (const CarvedHistoryItem &item : carved.items) {
+            addConcluded(item);
+        }
     }
 
     /// The identifier of the item; 0 when there is none that can be relied upon.
     qint64 idOf(const CarvedHistoryItem &item) const
     {
-        const qint64 id = item.id.believed();
-        if (item.id.isIntact || (id != 0 && m_urls.value(id, item.url) == item.url)) {
-            return id;
-        }
-        return m_ids.value(item.url);
+        return item.id.isIntact ? item.id.value : m_ids.value(item.url);
     }
 
 private:
@@ -60,8 +58,24 @@ private:
         m_ids.insert(url, id);
     }
 
-    Urls m_urls;
+    void addConcluded(const CarvedHistoryItem &item)
+    {
+        const qint64 id = item.id.believed();
+        if (id == 0 || m_ids.contains(item.url)) {
+            return;
+        }
+        const auto other = m_urls.constFind(id);
+        if (other == m_urls.constEnd()) {
+            addCertain(id, item.url);
+        } else if (m_ids.value(*other) == id && m_concluded.contains(id)) {
+            m_ids.remove(*other);
+        }
+        m_concluded.insert(id);
+    }
+
+    QHash<qint64, QString> m_urls;
     QHash<QString, qint64> m_ids;
+    QSet<qint64> m_concluded;
 };
 
 } // namespace
