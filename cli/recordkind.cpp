@@ -44,6 +44,14 @@ const QVector<RecordKind> &allKinds()
         {ScanTypeContacts, "hiddenContact", "Hidden contacts", false, fieldsOf(personMap({})),
          QStringList(), countOf<&SqliteRecovery::getHiddenContactCount>,
          mapAt<&SqliteRecovery::getHiddenContact, personMap>, personRows},
+        {ScanTypeBookmarks, "bookmark", "Bookmarks", true, fieldsOf(bookmarkMap({})),
+         QStringList{QStringLiteral("Title"), QStringLiteral("Address")},
+         countOf<&SqliteRecovery::getBookmarkCount>,
+         mapAt<&SqliteRecovery::getBookmark, bookmarkMap>, pageRows},
+        {ScanTypeSafariHistory, "safariHistory", "Safari history", true, fieldsOf(historyMap({})),
+         QStringList{QStringLiteral("Title"), QStringLiteral("Address")},
+         countOf<&SqliteRecovery::getSafariHistoryCount>,
+         mapAt<&SqliteRecovery::getSafariHistory, historyMap>, pageRows},
     };
     return kinds;
 }

@@ -1,5 +1,6 @@
 #include "cli/recordmaps.h"
 
+#include "api/bookmarkrecord.h"
 #include "api/callhistoryrecord.h"
 #include "api/messagegrouprecord.h"
 #include "api/personrecord.h"
@@ -89,6 +90,18 @@ QCborMap messageGroupMap(const MessageGroupRecord &group)
             {QStringLiteral("service"), group.service},
             {QStringLiteral("participants"), arrayOf(group.participants, participantMap)},
             {QStringLiteral("messages"), arrayOf(group.messages, messageMap)}};
+}
+
+QCborMap bookmarkMap(const BookmarkRecord &bookmark)
+{
+    return {{QStringLiteral("title"), bookmark.title},
+            {QStringLiteral("url"), bookmark.url},
+            {QStringLiteral("parent"), bookmark.parent}};
+}
+
+QCborMap historyMap(const BookmarkRecord &entry)
+{
+    return {{QStringLiteral("title"), entry.title}, {QStringLiteral("url"), entry.url}};
 }
 
 QCborMap recordOfKind(const char *kind, const QCborMap &fields)

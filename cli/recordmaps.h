@@ -2,6 +2,7 @@
 
 #include <QCborMap>
 
+struct BookmarkRecord;
 struct CallhistoryRecord;
 struct MessageGroupRecord;
 struct PersonRecord;
@@ -12,6 +13,9 @@ struct PersonRecord;
 QCborMap callMap(const CallhistoryRecord &call);
 QCborMap personMap(const PersonRecord &person);
 QCborMap messageGroupMap(const MessageGroupRecord &group);
+QCborMap bookmarkMap(const BookmarkRecord &bookmark);
+/// The same type of record stands for an entry of the history, which has no folder.
+QCborMap historyMap(const BookmarkRecord &entry);
 
 /// The record as every output has it: the field "kind", then `fields`.
 QCborMap recordOfKind(const char *kind, const QCborMap &fields);

@@ -226,3 +226,8 @@ TextRows messageRows(const QCborMap &group)
     }
     return rows;
 }
+
+TextRows pageRows(const QCborMap &page)
+{
+    return {{textOf(page, "title"), textOf(page, "url")}};
+}

@@ -13,6 +13,9 @@ TextRows personRows(const QCborMap &person);
 /// One row for each message: date, conversation, direction, text.
 TextRows messageRows(const QCborMap &group);
 
+/// One row: title, address. For bookmarks and entries of the history.
+TextRows pageRows(const QCborMap &page);
+
 /// How people call the person: by name, organization or nickname.
 QString personName(const QCborMap &person);
 

@@ -6,6 +6,7 @@
 #include "samples/callsamples.h"
 #include "samples/contactsamples.h"
 #include "samples/messagesamples.h"
+#include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
 #include "samples/truthfile.h"
 
@@ -75,6 +76,24 @@ bool makeMessages(SampleDatabase *db, const MessagePlan &plan, Truth *truth)
     return ok;
 }
 
+bool makeBookmarks(SampleDatabase *db, const BookmarkPlan &plan, Truth *truth)
+{
+    BookmarkSample sample;
+    const bool ok = makeBookmarkSample(db, plan, &sample);
+    truth->deleted = mapsOf("bookmark", recordsOf(sample.deleted), bookmarkMap);
+    truth->live = mapsOf("bookmark", recordsOf(sample.live), bookmarkMap);
+    return ok;
+}
+
+bool makeHistory(SampleDatabase *db, const HistoryPlan &plan, Truth *truth)
+{
+    HistorySample sample;
+    const bool ok = makeHistorySample(db, plan, &sample);
+    truth->deleted = mapsOf("safariHistory", sample.deleted, historyMap);
+    truth->live = mapsOf("safariHistory", sample.live, historyMap);
+    return ok;
+}
+
 QString backupName(const char *domainPath)
 {
     return QString::fromLatin1(
@@ -87,7 +106,7 @@ bool fail(const QString &message)
     return false;
 }
 
-/// The number of calls, persons or messages.
+/// The number of calls, persons, messages or pages.
 int countOf(const QVector<QCborMap> &records)
 {
     int count = 0;
@@ -137,6 +156,17 @@ bool makeBackup(const QString &path)
          [](SampleDatabase *db, Truth *truth) {
              return makeMessages(
                  db, {MessageLayout::Ios12, MessageDeletion::SingleMessages, 200, 3}, truth);
+         }},
+        {"HomeDomain-Library/Safari/Bookmarks.db", "bookmarks",
+         deviceOptions(BookmarkLayout::Ios7),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeBookmarks(db, {BookmarkLayout::Ios7, BookmarkDeletion::Scattered, 90, 2},
+                                  truth);
+         }},
+        {"HomeDomain-Library/Safari/History.db", "pages", deviceOptions(HistoryLayout::Ios11),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeHistory(db, {HistoryLayout::Ios11, HistoryDeletion::TimeSpan, 160, 5},
+                                truth);
          }},
     };
     const QDir folder(path);

@@ -477,9 +477,9 @@ void TestCli::everyTypeRuns_data()
     row(ScanTypeCallHistory, "call-history", true);
     row(ScanTypeCalendar, "calendar", false);
     row(ScanTypeNotes, "notes", false);
-    row(ScanTypeBookmarks, "bookmarks", false);
+    row(ScanTypeBookmarks, "bookmarks", true);
     row(ScanTypeWhatsapp, "whatsapp", false);
-    row(ScanTypeSafariHistory, "safari-history", false);
+    row(ScanTypeSafariHistory, "safari-history", true);
     row(ScanTypeIos9Notes, "ios9-notes", false);
     row(ScanTypeWeChat, "wechat", false);
 }
