@@ -157,8 +157,7 @@ bool makeBackup(const QString &path)
              return makeMessages(
                  db, {MessageLayout::Ios12, MessageDeletion::SingleMessages, 200, 3}, truth);
          }},
-        {"HomeDomain-Library/Safari/Bookmarks.db", "bookmarks",
-         deviceOptions(BookmarkLayout::Ios7),
+        {"HomeDomain-Library/Safari/Bookmarks.db", "bookmarks", deviceOptions(BookmarkLayout::Ios7),
          [](SampleDatabase *db, Truth *truth) {
              return makeBookmarks(db, {BookmarkLayout::Ios7, BookmarkDeletion::Scattered, 90, 2},
                                   truth);

@@ -163,14 +163,15 @@ int main(int argc, char *argv[])
     Run run;
     run.verbose = arguments.removeAll(QStringLiteral("--verbose")) > 0;
     const QString kind = arguments.value(0);
-    bool (*const measureKind)(Run *) = kind == QLatin1String("calls")      ? measureCalls
-                                       : kind == QLatin1String("contacts") ? measureContacts
-                                       : kind == QLatin1String("messages") ? measureMessages
-                                       : kind == QLatin1String("bookmarks") ? measureBookmarks
+    bool (*const measureKind)(Run *) = kind == QLatin1String("calls")            ? measureCalls
+                                       : kind == QLatin1String("contacts")       ? measureContacts
+                                       : kind == QLatin1String("messages")       ? measureMessages
+                                       : kind == QLatin1String("bookmarks")      ? measureBookmarks
                                        : kind == QLatin1String("safari-history") ? measureHistory
-                                                                           : nullptr;
+                                                                                 : nullptr;
     if (!measureKind || arguments.size() != 1) {
-        QTextStream(stderr) << "usage: recall calls|contacts|messages|bookmarks|safari-history [--verbose]\n";
+        QTextStream(stderr)
+            << "usage: recall calls|contacts|messages|bookmarks|safari-history [--verbose]\n";
         return 2;
     }
     return measureKind(&run) ? 0 : 1;

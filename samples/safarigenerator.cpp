@@ -9,12 +9,12 @@ const char *const hosts[] = {"www.example.com",  "news.example.org",    "example
                              "m.video.test",     "forum.example.net",   "maps.example.com"};
 const char *const pathWords[] = {"news",   "2016",   "sport", "article", "item", "watch",
                                  "search", "recipe", "view",  "topic",   "en",   "index.html"};
-const char *const titleWords[] = {"Weather", "in",     "Leeds", "How",     "to",     "bake",
-                                  "bread",   "Latest", "News",  "Cheap",   "Flights", "Forum",
-                                  "Question", "about", "Maps",  "Holidays", "Recipe", "of"};
-const char *const foreignTitles[] = {"Новости дня: погода в Москве", "今日のニュース一覧",
-                                     "Wetter für Köln – heute", "Actualités à la une",
-                                     "شريط الأخبار", "Fußball 🏆 Ergebnisse"};
+const char *const titleWords[] = {"Weather",  "in",     "Leeds", "How",      "to",      "bake",
+                                  "bread",    "Latest", "News",  "Cheap",    "Flights", "Forum",
+                                  "Question", "about",  "Maps",  "Holidays", "Recipe",  "of"};
+const char *const foreignTitles[] = {
+    "Новости дня: погода в Москве", "今日のニュース一覧", "Wetter für Köln – heute",
+    "Actualités à la une",          "شريط الأخبار",       "Fußball 🏆 Ergebnisse"};
 
 } // namespace
 

@@ -38,13 +38,17 @@ const char ios7Columns[] =
     "locally_added BOOL DEFAULT 0, archive_status INTEGER DEFAULT 0, syncable BOOL DEFAULT 1, "
     "web_filter_status INTEGER DEFAULT 0";
 
-const char *const safari18Columns[] = {
-    "modified_attributes UNSIGNED BIG INT DEFAULT 0", "date_closed REAL DEFAULT NULL",
-    "last_selected_child INTEGER DEFAULT NULL",       "subtype INTEGER DEFAULT 0",
-    "cookies_uuid TEXT DEFAULT NULL",                 "local_storage_uuid TEXT DEFAULT NULL",
-    "session_storage_uuid TEXT DEFAULT NULL",         "is_marked_for_expiration INTEGER",
-    "topic_title TEXT",                               "feature_text TEXT",
-    "fetched_feature_text BOOL DEFAULT 0"};
+const char *const safari18Columns[] = {"modified_attributes UNSIGNED BIG INT DEFAULT 0",
+                                       "date_closed REAL DEFAULT NULL",
+                                       "last_selected_child INTEGER DEFAULT NULL",
+                                       "subtype INTEGER DEFAULT 0",
+                                       "cookies_uuid TEXT DEFAULT NULL",
+                                       "local_storage_uuid TEXT DEFAULT NULL",
+                                       "session_storage_uuid TEXT DEFAULT NULL",
+                                       "is_marked_for_expiration INTEGER",
+                                       "topic_title TEXT",
+                                       "feature_text TEXT",
+                                       "fetched_feature_text BOOL DEFAULT 0"};
 
 const char *const bookmarkNeighbours[] = {
     "CREATE TABLE generations (generation INTEGER NOT NULL)",
@@ -84,8 +88,7 @@ QString bookmarkTable(BookmarkLayout layout)
     case BookmarkLayout::Safari27:
         break;
     }
-    return numbered + QStringLiteral(", ")
-           + statements(safari18Columns).join(QStringLiteral(", "))
+    return numbered + QStringLiteral(", ") + statements(safari18Columns).join(QStringLiteral(", "))
            + QStringLiteral(", FOREIGN KEY (last_selected_child) REFERENCES bookmarks (id) ON "
                             "DELETE SET NULL)");
 }
@@ -171,16 +174,15 @@ QStringList safariTables(BookmarkLayout layout)
 
 QStringList safariTables(HistoryLayout layout)
 {
-    const QStringList tables = QStringList{historyItems(layout), historyVisits(layout)}
-                               + statements(historyNeighbours);
+    const QStringList tables =
+        QStringList{historyItems(layout), historyVisits(layout)} + statements(historyNeighbours);
     return layout < HistoryLayout::Ios11 ? tables : tables + statements(historyEvents);
 }
 
 QStringList addedColumns(BookmarkLayout layout)
 {
-    return layout == BookmarkLayout::Safari18
-               ? addColumns("bookmarks", statements(safari18Columns))
-               : QStringList();
+    return layout == BookmarkLayout::Safari18 ? addColumns("bookmarks", statements(safari18Columns))
+                                              : QStringList();
 }
 
 QStringList addedColumns(HistoryLayout layout)

@@ -116,11 +116,10 @@ bool BookmarkRunner::insert()
     // Bookmarks that came from elsewhere may have identifiers of another making.
     bookmark.uuid = m_random.chance(4) ? m_random.digits(20) : m_random.guid();
     if (!bookmark.isFolder) {
-        bookmark.record.url = m_random.chance(3) ? QStringLiteral("javascript:history.back()")
-                                                 : m_generator.url();
+        bookmark.record.url =
+            m_random.chance(3) ? QStringLiteral("javascript:history.back()") : m_generator.url();
     }
-    if (!m_db->exec(QStringLiteral("BEGIN"))
-        || !insertRow(m_db, "bookmarks", rowOf(bookmark))) {
+    if (!m_db->exec(QStringLiteral("BEGIN")) || !insertRow(m_db, "bookmarks", rowOf(bookmark))) {
         return false;
     }
     bookmark.id = m_db->lastRowid();
@@ -307,8 +306,7 @@ private:
 
 bool HistoryRunner::run()
 {
-    m_hasScore =
-        m_plan.layout == HistoryLayout::Ios10 || m_plan.layout == HistoryLayout::Safari27;
+    m_hasScore = m_plan.layout == HistoryLayout::Ios10 || m_plan.layout == HistoryLayout::Safari27;
     if (!execAll(m_db, safariTables(m_plan.layout)) || !visitAll(m_plan.visits * 2 / 3)
         || !execAll(m_db, addedColumns(m_plan.layout))) {
         return false;
@@ -530,8 +528,8 @@ bool HistoryRunner::removeEverything()
 
 QVector<BookmarkDeletion> allBookmarkDeletions()
 {
-    return {BookmarkDeletion::Scattered, BookmarkDeletion::Contiguous,
-            BookmarkDeletion::WholeTable, BookmarkDeletion::Edited, BookmarkDeletion::ThenInserts};
+    return {BookmarkDeletion::Scattered, BookmarkDeletion::Contiguous, BookmarkDeletion::WholeTable,
+            BookmarkDeletion::Edited, BookmarkDeletion::ThenInserts};
 }
 
 QVector<HistoryDeletion> allHistoryDeletions()

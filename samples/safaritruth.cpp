@@ -18,9 +18,8 @@ bool sameTexts(const BookmarkRecord &a, const BookmarkRecord &b)
 
 bool contains(const QVector<BookmarkRecord> &records, const BookmarkRecord &record)
 {
-    return std::any_of(records.begin(), records.end(), [&record](const BookmarkRecord &other) {
-        return sameTexts(record, other);
-    });
+    return std::any_of(records.begin(), records.end(),
+                       [&record](const BookmarkRecord &other) { return sameTexts(record, other); });
 }
 
 bool containsWithParent(const QVector<BookmarkRecord> &records, const BookmarkRecord &record)
@@ -83,8 +82,7 @@ void judgeFound(const HistorySample &sample, const BookmarkRecord &record, Safar
     if (!deleted && !findUrl(sample.live, record.url)) {
         ++report->invented;
         note(report, "invented", record);
-    } else if (!record.title.isEmpty()
-               && !sample.titles.value(record.url).contains(record.title)) {
+    } else if (!record.title.isEmpty() && !sample.titles.value(record.url).contains(record.title)) {
         ++report->wrongTitles;
         note(report, "wrong title", record);
     } else if (!deleted) {

@@ -36,9 +36,9 @@ void BookmarkDbFile::readLiveKeys()
 {
     m_seenKeys.clear();
     LiveQuery query(path);
-    query.forEachRow(QStringLiteral("select title, url from bookmarks"), [this](const LiveRow &row) {
-        m_seenKeys.insert(recordKey(row.text(0), row.text(1)));
-    });
+    query.forEachRow(
+        QStringLiteral("select title, url from bookmarks"),
+        [this](const LiveRow &row) { m_seenKeys.insert(recordKey(row.text(0), row.text(1))); });
 }
 
 void BookmarkDbFile::addRecord(const BookmarkRecord &record)

@@ -61,8 +61,7 @@ bool BookmarkHistoryDbFile::BookmarHistoryMatcher::bindColumns(const TableSchema
     m_domainExpansion = table.columnIndex(QLatin1String("domain_expansion"));
     m_weeklyVisitCounts = table.columnIndex(QLatin1String("weekly_visit_counts"));
     m_autocompleteTriggers = table.columnIndex(QLatin1String("autocomplete_triggers"));
-    m_shouldRecompute =
-        table.columnIndex(QLatin1String("should_recompute_derived_visit_counts"));
+    m_shouldRecompute = table.columnIndex(QLatin1String("should_recompute_derived_visit_counts"));
     return m_dailyVisitCounts >= 1 && m_url >= 1 && m_visitCount >= 1;
 }
 
@@ -73,8 +72,7 @@ bool BookmarkHistoryDbFile::BookmarHistoryMatcher::matchHeader(const TableSchema
     const int columnCount = table.columns.size();
     decodeAround(region, anchorPos, m_dailyVisitCounts - 1, columnCount - m_dailyVisitCounts);
     if (serialTypes.size() != columnCount - 1
-        || !isIntegerSerialType(columnType(m_visitCount), false)
-        || !isTextSerialType(columnType(m_url), false) || !areOtherTypesUsual()) {
+        || !isIntegerSerialType(columnType(m_visitCount), false) || !areOtherTypesUsual()) {
         return false;
     }
     const bool isAligned =
@@ -83,7 +81,7 @@ bool BookmarkHistoryDbFile::BookmarHistoryMatcher::matchHeader(const TableSchema
     if (!isAligned && isCellOfOtherLayout(region)) {
         return false;
     }
-    if (!settleUrlType(region)) {
+    if (!settleUrlType(region) || !isTextSerialType(columnType(m_url), false)) {
         return false;
     }
     keepRowid(region);

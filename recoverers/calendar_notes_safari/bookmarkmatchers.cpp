@@ -36,7 +36,8 @@ bool BookmarkDbFile::BookmarMatcher::matchHeader(const TableSchema &table, const
 {
     const int columnCount = table.columns.size();
     decodeRow(region, anchorPos, columnCount - m_externalUuid);
-    if (serialTypes.size() < m_externalUuid || !isIntegerSerialType(columnType(m_numChildren), false)
+    if (serialTypes.size() < m_externalUuid
+        || !isIntegerSerialType(columnType(m_numChildren), false)
         || !isBooleanSerialType(columnType(m_editable))
         || !isBooleanSerialType(columnType(m_deletable))) {
         return false;
@@ -93,8 +94,8 @@ void BookmarkDbFile::BookmarMatcher::readRow(const TableSchema &, const Row &row
             record.parent = fields.uncoveredInteger();
         }
     }
-    // Half an address leads nowhere.
-    if (!fields.isCut() && !fields.isCovered()
+    // Half an address leads nowhere, and what does not begin as one was read from a wrong place.
+    if (!fields.isCut() && !fields.isCovered() && hasScheme(record.url)
         && !hasUnwritableCharacters(record.title + record.url)) {
         m_owner->addRecord(record);
     }

@@ -83,10 +83,9 @@ private:
 LiveHistory readHistory(LiveQuery &query)
 {
     LiveHistory live;
-    query.forEachRow(QStringLiteral("select id, url from history_items"),
-                     [&live](const LiveRow &row) {
-                         live.items.insert(row.integer(0), row.text(1));
-                     });
+    query.forEachRow(
+        QStringLiteral("select id, url from history_items"),
+        [&live](const LiveRow &row) { live.items.insert(row.integer(0), row.text(1)); });
     query.forEachRow(QStringLiteral("select url from history_tombstones"),
                      [&live](const LiveRow &row) { live.removedUrls.append(row.text(0)); });
     return live;
