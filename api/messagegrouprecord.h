@@ -41,9 +41,11 @@ struct MessageItem
 /// their first message.
 struct MessageGroupRecord
 {
-    /// Identifier of the conversation: the other party's number or address as stored, or the name of
-    /// the room. Empty when it is not known: the handle is nowhere known, the row does not tell it
-    /// any more (such a message stands alone), or it is a group of several of iOS 5 and earlier.
+    /// Identifier of the conversation: the other party's number or address as stored, or the name
+    /// of the room. Empty when it is not known: the handle is nowhere known, or it is a group of
+    /// several of iOS 5 and earlier. Also empty for two things that are no conversation: a message
+    /// alone, whose row does not tell any more where it belongs, and all messages whose rows name
+    /// no handle at all (handle 0), as some systems write for own messages.
     QString chatIdentifier;
     /// Name of the room of a group conversation; else empty.
     QString roomName;

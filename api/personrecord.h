@@ -31,9 +31,11 @@ struct PersonValue
 /// One recovered contact. A plain value; fields that could not be read keep their defaults.
 struct PersonRecord
 {
-    /// Row identifier of the person in the address book; 0 when unknown.
+    /// Row identifier of the person in the address book: read from the row, or concluded from the
+    /// rows around it where nothing else is possible; 0 when unknown.
     qint64 rowId = 0;
     QString prefix;
+    /// First name. Of a hidden contact without any name: the name that was shown for it.
     QString first;
     QString middle;
     QString last;
@@ -50,7 +52,8 @@ struct PersonRecord
     /// Birthday of another calendar system, as stored.
     QString alternateBirthday;
     QString note;
-    /// Date of the last change in seconds since 2001-01-01 00:00:00 UTC, as stored.
+    /// Date of the last change in seconds since 2001-01-01 00:00:00 UTC, as stored; 0 when it could
+    /// not be read, for hidden contacts, and for live persons with recovered values.
     qint32 modificationDate = 0;
     /// The person's values, in the order found.
     QList<PersonValue> values;

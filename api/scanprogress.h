@@ -13,8 +13,9 @@ public:
     virtual double progressValue() = 0;
 
     /// Called after every work item with the part of the span that it was worth (0 or more; 0 only
-    /// asks). The steps of one scan add up to about the span, where a database holds one table of
-    /// its kind; a call history with both its tables takes the span twice.
+    /// asks). The steps of one search of a table add up to about the span. A scan takes the span
+    /// once for every search: once for each table of calls, up to four times for contacts and three
+    /// times for messages.
     /// Returns true to go on, false to stop: the scan ends with the current page, and what was
     /// found until then stays in the results.
     virtual bool reportProgress(double step) = 0;

@@ -31,6 +31,9 @@ class ScanProgress;
 /// scans of all other kinds are accepted and find nothing.
 ///
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
+/// Where a write-ahead log that is not empty lies beside a database, both are copied for the time
+/// of the call to a folder of their own in the system's folder for temporary files, which can be
+/// set with the environment variable TMPDIR.
 ///
 /// Threads: none are started. One thread at a time uses an object; the progress object is called on
 /// the thread that called the scan.

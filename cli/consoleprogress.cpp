@@ -12,8 +12,9 @@ constexpr int LineCells = BarCells + 7; // brackets, a blank and "100%"
 
 } // namespace
 
-ConsoleProgress::ConsoleProgress(std::FILE *terminal)
+ConsoleProgress::ConsoleProgress(std::FILE *terminal, int searches)
     : m_terminal(terminal)
+    , m_searches(searches)
     , m_nextDraw(QuietMilliseconds)
 {
     m_timer.start();
@@ -21,7 +22,7 @@ ConsoleProgress::ConsoleProgress(std::FILE *terminal)
 
 double ConsoleProgress::progressValue()
 {
-    return Span;
+    return Span / m_searches;
 }
 
 bool ConsoleProgress::reportProgress(double step)
@@ -36,7 +37,7 @@ bool ConsoleProgress::reportProgress(double step)
 
 void ConsoleProgress::draw()
 {
-    // The steps of a scan add up to the Span only about.
+    // The steps of a scan add up to the span only about.
     const double share = qBound(0.0, m_done / Span, 1.0);
     const QByteArray filled(int(share * BarCells), '#');
     std::fprintf(m_terminal, "\r[%s] %3d%%", filled.leftJustified(BarCells, ' ').constData(),

@@ -10,8 +10,9 @@
 class ConsoleProgress final : public ScanProgress
 {
 public:
-    /// Draws on `terminal`, which is borrowed; null to stay silent.
-    explicit ConsoleProgress(std::FILE *terminal);
+    /// Draws on `terminal`, which is borrowed; null to stay silent. The scan is expected to search
+    /// `searches` times, each of which takes its share of the bar.
+    ConsoleProgress(std::FILE *terminal, int searches);
 
     double progressValue() override;
     bool reportProgress(double step) override;
@@ -21,6 +22,7 @@ private:
     void draw();
 
     std::FILE *m_terminal;
+    int m_searches;
     QElapsedTimer m_timer;
     double m_done = 0;
     qint64 m_nextDraw;

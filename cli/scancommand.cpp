@@ -20,19 +20,20 @@ struct TypeName
 {
     ScanType type;
     const char *name;
+    int searches; ///< how often a scan searches the file, as a rule
 };
 
 constexpr TypeName TypeNames[] = {
-    {ScanTypeContacts, "contacts"},
-    {ScanTypeMessages, "messages"},
-    {ScanTypeCallHistory, "call-history"},
-    {ScanTypeCalendar, "calendar"},
-    {ScanTypeNotes, "notes"},
-    {ScanTypeBookmarks, "bookmarks"},
-    {ScanTypeWhatsapp, "whatsapp"},
-    {ScanTypeSafariHistory, "safari-history"},
-    {ScanTypeIos9Notes, "ios9-notes"},
-    {ScanTypeWeChat, "wechat"},
+    {ScanTypeContacts, "contacts", 4},
+    {ScanTypeMessages, "messages", 3},
+    {ScanTypeCallHistory, "call-history", 1},
+    {ScanTypeCalendar, "calendar", 1},
+    {ScanTypeNotes, "notes", 1},
+    {ScanTypeBookmarks, "bookmarks", 1},
+    {ScanTypeWhatsapp, "whatsapp", 1},
+    {ScanTypeSafariHistory, "safari-history", 1},
+    {ScanTypeIos9Notes, "ios9-notes", 1},
+    {ScanTypeWeChat, "wechat", 1},
 };
 
 struct Format
@@ -113,7 +114,7 @@ int scanFile(const TypeName &type, const Format &format, const ScanOptions &opti
         return failed(QStringLiteral("cannot write the output: %1").arg(output.errorString()));
     }
     SqliteRecovery recovery;
-    ConsoleProgress progress(isatty(STDERR_FILENO) != 0 ? stderr : nullptr);
+    ConsoleProgress progress(isatty(STDERR_FILENO) != 0 ? stderr : nullptr, type.searches);
     recovery.scanRecoveryForType(type.type, path, &progress);
 
     const ScanResults results{recovery, recordKinds(type.type)};

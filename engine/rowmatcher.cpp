@@ -7,12 +7,28 @@
 #include "engine/varint.h"
 
 #include <algorithm>
+#include <cctype>
+#include <climits>
 
 namespace {
 
 /// Overflow pages belong to one row each, and copies of a row are few. A hostile file, in which any
 /// number of rows claim the same pages, gets no more than so many times its own size.
 constexpr qint64 MostRebuilds = 16;
+
+constexpr int GuidLength = 36;
+
+/// True when the dashes of a guid stand where they should in the 36 bytes at `bytes`.
+bool hasGuidDashes(const char *bytes)
+{
+    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
+}
+
+bool isGuid(const char *bytes)
+{
+    const auto isDigitOrDash = [](char c) { return c == '-' || std::isxdigit(uchar(c)) != 0; };
+    return hasGuidDashes(bytes) && std::all_of(bytes, bytes + GuidLength, isDigitOrDash);
+}
 
 } // namespace
 
@@ -126,6 +142,27 @@ bool RowMatcher::isCellOfOtherLayout(const QByteArray &region) const
     return recordStart() > 0 && endsInVarint(begin, begin + recordStart(), size);
 }
 
+void RowMatcher::alignToGuid(const QByteArray &region, qint64 offset, int columns)
+{
+    const qint64 last = region.size() - GuidLength; // where a guid can begin
+    const qint64 expected = bodyStart + offset;
+    if (offset < 0 || (expected <= last && hasGuidDashes(region.constData() + expected))) {
+        return;
+    }
+    int length = 0;
+    for (int i = serialTypes.size() - 1; i >= columns; --i) {
+        length += varintLength(serialTypes[i]);
+        if (bodyStart - length <= m_anchorPos) {
+            return;
+        }
+        const qint64 place = expected - length;
+        if (place <= last && isGuid(region.constData() + place)) {
+            dropLastTypes(serialTypes.size() - i, length);
+            return;
+        }
+    }
+}
+
 void RowMatcher::dropLastTypes(int count, int length)
 {
     serialTypes.resize(serialTypes.size() - count);
@@ -133,26 +170,23 @@ void RowMatcher::dropLastTypes(int count, int length)
     bodyStart -= length;
 }
 
-/// Walks from the anchor on, because bytes of a body need not be varints of the shortest form.
-int RowMatcher::lengthOfTypesFrom(int index, const QByteArray &region, int anchorColumn) const
+/// Bytes of a body need not be varints of the shortest form, so the value does not tell the length.
+int RowMatcher::varintLengthAt(const QByteArray &region, qint64 pos)
 {
     const auto *begin = reinterpret_cast<const uchar *>(region.constData());
-    const uchar *end = begin + bodyStart;
-    const uchar *pos = begin + m_anchorPos;
-    for (int i = anchorColumn - 1; i < index; ++i) {
-        qint64 type = 0;
-        pos += decodeVarint(pos, end, type);
-    }
-    return int(end - pos);
+    qint64 value = 0;
+    return decodeVarint(begin + pos, begin + region.size(), value);
 }
 
-qint64 RowMatcher::sizeBefore(int column) const
+qint64 RowMatcher::bodyOffset(int column) const
 {
-    qint64 size = 0;
+    qint64 offset = 0;
     for (int i = 0; i < column - 1; ++i) {
-        size += std::max<qint64>(serialTypeSize(serialTypes[i]), 0);
+        // A header of types that are all absurd must not overflow.
+        offset =
+            std::min(offset + std::max<qint64>(serialTypeSize(serialTypes[i]), 0), qint64(INT_MAX));
     }
-    return size;
+    return offset;
 }
 
 qint64 RowMatcher::localEnd() const

@@ -57,9 +57,14 @@ protected:
     /// its own are then bytes of its body.
     bool isCellOfOtherLayout(const QByteArray &region) const;
 
-    /// Takes the last `count` serial types back: they were bytes of the body, which begins
-    /// `length` bytes earlier.
-    void dropLastTypes(int count, int length);
+    /// For rows that were written before the table got its last columns: they have fewer serial
+    /// types, and the first bytes of the body were taken for the others. Where a guid that stands
+    /// `offset` bytes behind the beginning of the body shows that, the surplus types are taken
+    /// back; those of the first `columns` columns never are.
+    void alignToGuid(const QByteArray &region, qint64 offset, int columns);
+
+    /// Where in the body the candidate's value of the column `column` begins.
+    qint64 bodyOffset(int column) const;
 
     /// Finds the body of a row that was written before its table got more columns: such a row has
     /// fewer types than the table, and the first bytes of its body were taken for the others. Takes
@@ -72,14 +77,20 @@ protected:
         if (isBody(bodyStart)) {
             return true;
         }
-        for (int count = serialTypes.size() - 1; count >= lastColumn; --count) {
-            const int length = lengthOfTypesFrom(count, region, anchorColumn);
-            if (isBody(bodyStart - length)) {
-                dropLastTypes(serialTypes.size() - count, length);
-                return true;
+        qint64 body = m_anchorPos;
+        qint64 fittingBody = 0;
+        int fitting = 0;
+        for (int count = anchorColumn; count < serialTypes.size(); ++count) {
+            body += varintLengthAt(region, body);
+            if (count >= lastColumn && isBody(body)) {
+                fitting = count;
+                fittingBody = body;
             }
         }
-        return false;
+        if (fitting > 0) {
+            dropLastTypes(serialTypes.size() - fitting, int(bodyStart - fittingBody));
+        }
+        return fitting > 0;
     }
 
     /// Puts another type in place of the first one, which begins `length` bytes in front of it.
@@ -89,9 +100,6 @@ protected:
         m_typesLength += length;
         headerStart += length;
     }
-
-    /// The size of the values in front of column `column`.
-    qint64 sizeBefore(int column) const;
 
     /// True while a row is held back.
     bool isHolding() const { return m_isHeld; }
@@ -108,7 +116,8 @@ protected:
     int m_typesLength = 0;        ///< bytes of the candidate's serial types
 
 private:
-    int lengthOfTypesFrom(int index, const QByteArray &region, int anchorColumn) const;
+    static int varintLengthAt(const QByteArray &region, qint64 pos);
+    void dropLastTypes(int count, int length);
     void readHeldRow(const TableSchema &table);
     void coverHeldRow();
 

@@ -159,12 +159,12 @@ bool makeBackup(const QString &path)
          }},
         {"HomeDomain-Library/Safari/Bookmarks.db", "bookmarks", deviceOptions(BookmarkLayout::Ios7),
          [](SampleDatabase *db, Truth *truth) {
-             return makeBookmarks(db, {BookmarkLayout::Ios7, BookmarkDeletion::Scattered, 90, 2},
+             return makeBookmarks(db, {BookmarkLayout::Ios7, BookmarkDeletion::Scattered, 150, 1},
                                   truth);
          }},
         {"HomeDomain-Library/Safari/History.db", "pages", deviceOptions(HistoryLayout::Ios11),
          [](SampleDatabase *db, Truth *truth) {
-             return makeHistory(db, {HistoryLayout::Ios11, HistoryDeletion::TimeSpan, 160, 5},
+             return makeHistory(db, {HistoryLayout::Ios11, HistoryDeletion::Everything, 120, 5},
                                 truth);
          }},
     };

@@ -516,7 +516,7 @@ void TestCliParts::progressIsSilentOnQuickScans()
 {
     const File terminal(std::tmpfile(), std::fclose);
     QVERIFY(terminal != nullptr);
-    ConsoleProgress progress(terminal.get());
+    ConsoleProgress progress(terminal.get(), 1);
     for (int i = 0; i < 100; ++i) {
         QVERIFY(progress.reportProgress(progress.progressValue() / 100));
     }
@@ -528,7 +528,7 @@ void TestCliParts::progressIsDrawnSeldomAndErased()
 {
     const File terminal(std::tmpfile(), std::fclose);
     QVERIFY(terminal != nullptr);
-    ConsoleProgress progress(terminal.get());
+    ConsoleProgress progress(terminal.get(), 1);
     QElapsedTimer timer;
     timer.start();
     // Twice the span in all: a bar must not run over its end.
@@ -550,7 +550,8 @@ void TestCliParts::progressIsDrawnSeldomAndErased()
 
 void TestCliParts::progressNeedsATerminal()
 {
-    ConsoleProgress progress(nullptr);
+    ConsoleProgress progress(nullptr, 1);
+    QCOMPARE(4 * ConsoleProgress(nullptr, 4).progressValue(), progress.progressValue());
     QTest::qSleep(600);
     QVERIFY(progress.reportProgress(50));
     progress.scanDone();

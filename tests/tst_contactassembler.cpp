@@ -137,11 +137,12 @@ void TestContactAssembler::partsOfLiveValues()
     m_live.values.insert(20, {7, 5, 0, 2, QString()});
     m_live.values.insert(21, {7, 3, 0, 1, QStringLiteral("111")});
     m_live.entries.append({20, 2, QStringLiteral("Lyon")});
-    entry(20, 2, "Lyon");    // still there
-    entry(20, 1, "Rue 1");   // removed from the address
-    entry(20, 1, "Rue 1");   // a copy
-    entry(21, 1, "Rue 2");   // a telephone number has no parts
-    entry(99, 1, "Nowhere"); // nobody's
+    value(20, 7, "", 5, 1, false); // concluded, and wrong: that number is the live one's
+    entry(20, 2, "Lyon");          // still there
+    entry(20, 1, "Rue 1");         // removed from the address
+    entry(20, 1, "Rue 1");         // a copy
+    entry(21, 1, "Rue 2");         // a telephone number has no parts
+    entry(99, 1, "Nowhere");       // nobody's
     QCOMPARE(assembled(), list({"#7 Clara Castillo; 5 Cabin  Street=Rue 1"}));
 }
 
@@ -270,6 +271,7 @@ void TestContactAssembler::nothingEmptyNothingUnreadable()
     live(7, named("Clara", "Castillo"));
     person(5, PersonRecord());
     person(6, PersonRecord());
+    person(8, named("An\x03na", "Adler"));
     value(11, 6, "111");
     value(12, 7, "", 5);                 // an address whose parts are lost
     value(13, 7, "\x03\x06\x0F\x01", 1); // bytes of an index

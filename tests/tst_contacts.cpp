@@ -94,8 +94,10 @@ private Q_SLOTS:
     void wholeBookComesBack();
     void joinsWhatBelongsTogether();
     void partsOfValuesBeyondOneByte();
+    void personsFromBeforeTheTableWasWidened();
     void hiddenContacts_data();
     void hiddenContacts();
+    void hiddenContactsOfOneKindOfText();
     void scansAppend();
     void stoppedScanEnds();
     void evidenceStaysAsItWas();
@@ -314,6 +316,7 @@ void TestContacts::partsOfValuesBeyondOneByte()
         "insert into ABMultiValueEntry values (2, 2, 'Lyon');"
         "insert into ABMultiValueEntry values (577, 1, 'Elm Street 2');"
         "insert into ABMultiValueEntry values (577, 2, 'Leeds');"
+        "insert into ABMultiValueEntry values (2, 3, 'a key that is not there');"
         "insert into ABMultiValueEntry values (2, 1, 'Rue 1');"
         "delete from ABMultiValueEntry; delete from ABMultiValue; delete from ABPerson")));
     QVERIFY(db.close());
@@ -327,6 +330,41 @@ void TestContacts::partsOfValuesBeyondOneByte()
     }
     std::sort(parts.begin(), parts.end());
     QCOMPARE(parts, (QStringList{QStringLiteral("City=Lyon"), QStringLiteral("Street=Rue 1")}));
+}
+
+/// Rows keep the columns that the table had when they were written.
+void TestContacts::personsFromBeforeTheTableWasWidened()
+{
+    const QStringList columns = personColumns(ContactLayout::Ios15);
+    const QStringList before = columns.mid(0, 49); // with the row identifier those of iOS 14
+    SamplePerson person = makePerson(QStringLiteral("Ann"), QStringLiteral("Gone"));
+    SampleDatabase db;
+    QVERIFY(db.create(path("widened.db")));
+    QVERIFY(
+        db.exec(QStringLiteral("create table ABPerson (ROWID integer primary key autoincrement, ")
+                + before.join(QStringLiteral(", ")) + QLatin1Char(')')));
+    const QString insert = QStringLiteral("insert into ABPerson values (?%1)")
+                               .arg(QStringLiteral(",?").repeated(before.size()));
+    for (qint64 rowid = 1; rowid <= 3; ++rowid) {
+        person.fields.rowId = rowid;
+        person.fields.first = QStringLiteral("Ann%1").arg(rowid);
+        if (rowid == 3) {
+            person.externalUuid.clear(); // found by the second search only
+        }
+        QVariantList row = personRow(ContactLayout::Ios15, person).mid(0, 1 + before.size());
+        row[0] = rowid;
+        QVERIFY(db.run(insert, row));
+    }
+    for (const QString &column : columns.mid(49)) {
+        QVERIFY(db.exec(QStringLiteral("alter table ABPerson add column ") + column));
+    }
+    QVERIFY(db.exec(QStringLiteral("delete from ABPerson")) && db.close());
+    QStringList names;
+    for (const PersonRecord &found : scanContacts(path("widened.db"))) {
+        names.append(QStringLiteral("%1 %2").arg(found.rowId).arg(found.first));
+    }
+    std::sort(names.begin(), names.end());
+    QCOMPARE(names.join(QStringLiteral(", ")), QStringLiteral("1 Ann1, 2 Ann2, 3 Ann3"));
 }
 
 void TestContacts::hiddenContacts_data()
@@ -364,6 +402,31 @@ void TestContacts::hiddenContacts()
         QCOMPARE(valuesOf(found[i], 3), valuesOf(expected, 3));
         QCOMPARE(valuesOf(found[i], 4), valuesOf(expected, 4));
     }
+}
+
+void TestContacts::hiddenContactsOfOneKindOfText()
+{
+    SampleDatabase db;
+    QVERIFY(db.create(path("index.db")));
+    ContactWriter writer(&db, ContactLayout::Ios15);
+    QVERIFY(writer.createTables());
+    QVERIFY(db.exec(QStringLiteral(
+        "insert into ABPersonFullTextSearch_content (docid) values (1);"
+        "insert into ABPersonFullTextSearch_content (docid, c15DisplayName) values (2, 'Shop');"
+        "insert into ABPersonFullTextSearch_content (docid, c20URL) values (3, 'www.example.com');"
+        "insert into ABPersonFullTextSearch_content (docid, c6Organization, c15DisplayName) values "
+        "(4, 'Works', 'Works')")));
+    QVERIFY(db.close());
+    SqliteRecovery recovery;
+    ScanProbe probe;
+    recovery.scanRecoveryForType(ScanTypeContacts, path("index.db"), &probe);
+    QCOMPARE(
+        texts(hiddenContactsOf(&recovery)),
+        (QStringList{QStringLiteral("2 (0) Shop"), QStringLiteral("3 (0) 22  \"www.example.com\""),
+                     QStringLiteral("4 (0) Works")}));
+    // Two searches for persons, one for values, one for parts; the index takes nothing.
+    QVERIFY2(probe.total <= 400, qPrintable(QString::number(probe.total)));
+    QCOMPARE(probe.doneCalls, 1);
 }
 
 void TestContacts::scansAppend()

@@ -48,6 +48,8 @@ private Q_SLOTS:
     void writesNeverReachTheFile();
     void pathsThatLookLikeOptions();
     void endlessQueryEnds();
+    void viewsAreNoTables();
+    void computedBytesEnd();
 
 private:
     QTemporaryDir m_dir;
@@ -130,10 +132,36 @@ void TestLiveQuery::endlessQueryEnds()
     const QString path = m_dir.filePath(QStringLiteral("endless.db"));
     SampleDatabase db;
     QVERIFY(db.create(path));
+    QVERIFY(db.exec(QStringLiteral("create table t (a, b)")) && db.close());
+    QCOMPARE(names(path, QStringLiteral("with recursive n(a) as (select 1 union all select a + 1 "
+                                        "from n) select count(*), 'b' from n")),
+             QStringList());
+}
+
+/// A view under the name of a table would run whatever a hostile file says.
+void TestLiveQuery::viewsAreNoTables()
+{
+    const QString path = m_dir.filePath(QStringLiteral("view.db"));
+    SampleDatabase db;
+    QVERIFY(db.create(path));
+    QVERIFY(db.exec(QStringLiteral("create table u (a, b); insert into u values (1, 'x');"
+                                   "create view t as select a, b from u"))
+            && db.close());
+    QCOMPARE(names(path, SelectAll), QStringList());
+}
+
+void TestLiveQuery::computedBytesEnd()
+{
+    const QString path = m_dir.filePath(QStringLiteral("computed.db"));
+    SampleDatabase db;
+    QVERIFY(db.create(path));
     QVERIFY(db.exec(QStringLiteral(
-        "create view t as with recursive n(a) as (select 1 union all select a + 1 from n)"
-        " select count(*) as a, 'b' as b from n")));
+        "create table t (a, b as (hex(zeroblob(a)))); with recursive n(a) as (select 1 union all "
+        "select a + 1 from n where a < 1000) insert into t (a) select 300000 from n")));
     QVERIFY(db.close());
+    const int count = names(path, SelectAll).size();
+    QVERIFY2(count > 1 && count < 20, qPrintable(QString::number(count)));
+    QVERIFY(db.open(path) && db.exec(QStringLiteral("update t set a = 3000000")) && db.close());
     QCOMPARE(names(path, SelectAll), QStringList());
 }
 

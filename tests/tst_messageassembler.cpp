@@ -56,6 +56,7 @@ private Q_SLOTS:
     void roomWithoutLiveChat();
     void noMessageTwice();
     void damagedGuids();
+    void lostPlaces();
     void orderOfConversationsAndMessages();
     void fieldsOfAMessage();
     void oldGroups();
@@ -225,6 +226,20 @@ void TestMessageAssembler::damagedGuids()
     QCOMPARE(joined(), list({"+15550001 iMessage [+15550001]<a<b"}));
 }
 
+/// A message that does not tell any more where it belongs comes under nobody's name.
+void TestMessageAssembler::lostPlaces()
+{
+    message("a", 1);
+    message("b", 1).isPlaceLost = true;
+    message("c", 1, "chat1").isPlaceLost = true;
+    sms("d", 1, "+15550001");
+    sms("e", 1, "+15550001").isPlaceLost = true;
+    madrid("f", "").isPlaceLost = true;
+    QCOMPARE(joined(), list({"+15550001 iMessage [+15550001]<a", "- iMessage [+15550001]<b",
+                             "chat1 iMessage [+15550001]<c"}));
+    QCOMPARE(joinedOld().size(), 3);
+}
+
 void TestMessageAssembler::orderOfConversationsAndMessages()
 {
     message("late", 1).date = 50;
@@ -243,7 +258,7 @@ void TestMessageAssembler::fieldsOfAMessage()
     CarvedMessage &carved = message("text", 4);
     carved.subject = QStringLiteral("subject");
     carved.service = QStringLiteral("SMS");
-    carved.isFromMe = carved.isSent = true;
+    carved.isFromMe = true;
     const QVector<MessageGroupRecord> groups = assembleMessages(m_live, m_carved);
     QCOMPARE(groups.size(), 1);
     const MessageItem &item = groups[0].messages[0];
@@ -253,7 +268,7 @@ void TestMessageAssembler::fieldsOfAMessage()
     QCOMPARE(item.address, QStringLiteral("+15550004"));
     QCOMPARE(item.service, QStringLiteral("SMS"));
     QCOMPARE(item.isFromMe, 1);
-    QCOMPARE(item.isSent, 1);
+    QCOMPARE(item.isSent, 0);
     QCOMPARE(groups[0].participants[0].service, QStringLiteral("iMessage"));
     QCOMPARE(groups[0].participants[0].country, QStringLiteral("us"));
 }
@@ -283,16 +298,16 @@ void TestMessageAssembler::oldChats()
                                                    QStringLiteral("a@example.com")};
     m_live.oldChats.append({QStringLiteral("identifier 5"), QStringLiteral("chat5")});
     m_carved.oldChats.push_back({QStringLiteral("identifier 6"), QStringLiteral("chat6")});
-    sms("an SMS of 2011 comes after", 1, "+15550001").date = 1325000000;
+    sms("an SMS of August 2011", 1, "+15550001").date = 1312200000; // the others: October
     madrid("a", "b@example.com", "chat5");
     madrid("b", "c@example.com", "chat6");
     madrid("c", "b@example.com");
     madrid("d", "d@example.com", "chat7");
-    QCOMPARE(joinedOld(),
-             list({"identifier 5 iMessage [a@example.com b@example.com]<a",
-                   "identifier 6 iMessage [c@example.com]<b",
-                   "b@example.com iMessage [b@example.com]<c", "chat7 iMessage [d@example.com]<d",
-                   "+15550001 SMS [+15550001]<an SMS of 2011 comes after"}));
+    QCOMPARE(joinedOld(), list({"+15550001 SMS [+15550001]<an SMS of August 2011",
+                                "identifier 5 iMessage [a@example.com b@example.com]<a",
+                                "identifier 6 iMessage [c@example.com]<b",
+                                "b@example.com iMessage [b@example.com]<c",
+                                "chat7 iMessage [d@example.com]<d"}));
 }
 
 void TestMessageAssembler::oldDirections_data()
@@ -305,6 +320,7 @@ void TestMessageAssembler::oldDirections_data()
     QTest::newRow("SMS sent") << false << qint64(3) << true << true;
     QTest::newRow("SMS not sent") << false << qint64(33) << true << false;
     QTest::newRow("iMessage received") << true << qint64(36869) << false << false;
+    QTest::newRow("iMessage of unknown direction") << true << qint64(0) << false << false;
     QTest::newRow("iMessage sent") << true << qint64(12289) << true << true;
 }
 

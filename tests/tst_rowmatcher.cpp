@@ -193,7 +193,8 @@ void TestRowMatcher::coveredFields()
     QCOMPARE(seen(4), QStringLiteral("16909060  0 1 covered"));
     QCOMPARE(seen(3), QStringLiteral("0  0 1 covered"));
     QCOMPARE(seen(65000), QStringLiteral("16909060 Grü\u00DFe 0 1"));
-    RecordFields cut(payload.left(6), 0, types, 65000, 1);
+    const QByteArray beginning(payload.left(6));
+    RecordFields cut(beginning, 0, types, 65000, 1);
     QVERIFY(cut.nextOfAll() && cut.nextOfAll());
     QVERIFY(cut.isFieldLost());
     QCOMPARE(cut.textBeforeLimit(), QString());

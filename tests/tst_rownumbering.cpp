@@ -103,7 +103,7 @@ void TestRowNumbering::numberingIsLinear()
         numbering.addCarved(&row, {0, 0});
     }
     numbering.restart();
-    QVERIFY(timer.elapsed() < 5000); // a quadratic pass takes minutes
+    QVERIFY(timer.elapsed() < 20000); // a quadratic pass takes minutes
     QCOMPARE(carved.front().value, 0);
 }
 

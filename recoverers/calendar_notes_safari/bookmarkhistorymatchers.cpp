@@ -75,9 +75,10 @@ bool BookmarkHistoryDbFile::BookmarHistoryMatcher::matchHeader(const TableSchema
         || !isIntegerSerialType(columnType(m_visitCount), false) || !areOtherTypesUsual()) {
         return false;
     }
+    const qint64 url = bodyOffset(m_url);
     const bool isAligned =
         alignBody(region, m_dailyVisitCounts, std::max(m_dailyVisitCounts, m_shouldRecompute),
-                  [&](qint64 body) { return isWebAddressAt(region, body + sizeBefore(m_url)); });
+                  [&](qint64 body) { return isWebAddressAt(region, body + url); });
     if (!isAligned && isCellOfOtherLayout(region)) {
         return false;
     }
@@ -120,11 +121,14 @@ bool BookmarkHistoryDbFile::BookmarHistoryMatcher::settleUrlType(const QByteArra
         takeFirstType(type, 1);
         return true;
     }
-    const qint64 word = serialTypeSize(columnType(m_url));
-    const qint64 wordSize = serialTypeSize(columnType(m_url + 1));
-    return bodyStart + word + wordSize <= region.size()
-           && std::search(address, address + word, address + word, address + word + wordSize)
-                  != address + word;
+    if (!isTextSerialType(columnType(m_url), false) || m_domainExpansion != m_url + 1) {
+        return false;
+    }
+    const qint64 shortSize = serialTypeSize(columnType(m_url));
+    const qint64 wordSize = serialTypeSize(columnType(m_domainExpansion));
+    const char *word = address + shortSize;
+    return bodyStart + shortSize + wordSize <= region.size()
+           && std::search(address, word, word, word + wordSize) != word;
 }
 
 void BookmarkHistoryDbFile::BookmarHistoryMatcher::extractRecord(const TableSchema &table,
@@ -200,19 +204,19 @@ bool BookmarkHistoryDbFile::BookmarHistoryVisitMatcher::matchHeader(const TableS
     }
     // Newer systems add columns to the table: rows with fewer types are told by the time that they
     // hold.
+    const qint64 time = bodyOffset(m_visitTime);
     return alignBody(region, m_visitTime, std::max(m_synthesized, m_title),
-                     [&](qint64 body) { return isTimeInPlace(region, body); })
+                     [&](qint64 body) { return isTimeAt(region, body + time); })
            || !isCellOfOtherLayout(region);
 }
 
-/// True when, with the body at `body`, the time of the visit is one at which there were visits.
-bool BookmarkHistoryDbFile::BookmarHistoryVisitMatcher::isTimeInPlace(const QByteArray &region,
-                                                                      qint64 body) const
+/// True when the bytes are a time at which there were visits.
+bool BookmarkHistoryDbFile::BookmarHistoryVisitMatcher::isTimeAt(const QByteArray &region,
+                                                                 qint64 pos) const
 {
     const qint64 type = columnType(m_visitTime);
-    const qint64 time = body + sizeBefore(m_visitTime);
-    return time + serialTypeSize(type) <= region.size()
-           && isPlausibleTime(timeAt(region.constData() + time, type));
+    return pos + serialTypeSize(type) <= region.size()
+           && isPlausibleTime(timeAt(region.constData() + pos, type));
 }
 
 void BookmarkHistoryDbFile::BookmarHistoryVisitMatcher::readRow(const TableSchema &, const Row &row)

@@ -51,7 +51,7 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
-    bool isTimeInPlace(const QByteArray &region, qint64 body) const;
+    bool isTimeAt(const QByteArray &region, qint64 pos) const;
 
     BookmarkHistoryDbFile *m_owner;
     int m_historyItem = -1;

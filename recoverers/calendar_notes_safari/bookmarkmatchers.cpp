@@ -8,7 +8,17 @@
 namespace {
 
 constexpr char Text36[] = "\x55"; // serial type of the anchor, a unique identifier
-constexpr int UuidLength = 36;
+
+/// True when the dashes of a unique identifier stand where they should.
+bool isUuidAt(const QByteArray &region, qint64 pos)
+{
+    constexpr int UuidLength = 36;
+    if (pos > region.size() - UuidLength) {
+        return false;
+    }
+    const char *bytes = region.constData() + pos;
+    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
+}
 
 } // namespace
 
@@ -61,23 +71,15 @@ void BookmarkDbFile::BookmarMatcher::decodeRow(const QByteArray &region, int anc
 /// something covers it, the address.
 bool BookmarkDbFile::BookmarMatcher::alignToContents(const QByteArray &region)
 {
-    return alignBody(region, m_externalUuid, m_externalUuid,
-                     [&](qint64 body) { return isUuidInPlace(region, body); })
-           || (m_url >= 1 && m_url <= m_externalUuid
-               && alignBody(region, m_externalUuid, m_externalUuid, [&](qint64 body) {
-                      return isWebAddressAt(region, body + sizeBefore(m_url));
-                  }));
-}
-
-/// True when, with the body at `body`, the dashes of a unique identifier stand where they should.
-bool BookmarkDbFile::BookmarMatcher::isUuidInPlace(const QByteArray &region, qint64 body) const
-{
-    const qint64 uuid = body + sizeBefore(m_externalUuid);
-    if (uuid > region.size() - UuidLength) {
-        return false;
+    const qint64 uuid = bodyOffset(m_externalUuid);
+    if (alignBody(region, m_externalUuid, m_externalUuid,
+                  [&](qint64 body) { return isUuidAt(region, body + uuid); })) {
+        return true;
     }
-    const char *bytes = region.constData() + uuid;
-    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
+    const qint64 url = bodyOffset(m_url);
+    return m_url >= 1 && m_url < m_externalUuid
+           && alignBody(region, m_externalUuid, m_externalUuid,
+                        [&](qint64 body) { return isWebAddressAt(region, body + url); });
 }
 
 void BookmarkDbFile::BookmarMatcher::readRow(const TableSchema &, const Row &row)

@@ -18,7 +18,6 @@ protected:
 private:
     void decodeRow(const QByteArray &region, int anchorPos, int typesAfter);
     bool alignToContents(const QByteArray &region);
-    bool isUuidInPlace(const QByteArray &region, qint64 body) const;
 
     BookmarkDbFile *m_owner;
     int m_externalUuid = -1;

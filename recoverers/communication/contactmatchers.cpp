@@ -89,7 +89,13 @@ bool ContactDbFile::ABPersonMatcher::matchHeader(const TableSchema &table, const
         || !std::all_of(m_textColumns.cbegin(), m_textColumns.cend(),
                         [this](int column) { return isTextSerialType(columnType(column), true); })
         || !isUuidSerialType(columnType(m_externalUuid), true)
-        || !isBooleanSerialType(columnType(m_isPreferredName)) || isCellOfOtherLayout(region)) {
+        || !isBooleanSerialType(columnType(m_isPreferredName))) {
+        return false;
+    }
+    if (columnType(m_externalUuid) != 0) {
+        alignToGuid(region, bodyOffset(m_externalUuid), m_isPreferredName);
+    }
+    if (isCellOfOtherLayout(region)) {
         return false;
     }
     keepRowid(region);

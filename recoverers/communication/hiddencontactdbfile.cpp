@@ -10,32 +10,6 @@
 
 namespace {
 
-using Field = QString PersonRecord::*;
-
-struct NamedField
-{
-    const char *name;
-    Field field;
-};
-
-/// Columns of the index by their name; a number that differs from system to system precedes it.
-constexpr NamedField NamedFields[] = {
-    {"prefix", &PersonRecord::prefix},
-    {"first", &PersonRecord::first},
-    {"middle", &PersonRecord::middle},
-    {"last", &PersonRecord::last},
-    {"suffix", &PersonRecord::suffix},
-    {"firstphonetic", &PersonRecord::firstPhonetic},
-    {"middlephonetic", &PersonRecord::middlePhonetic},
-    {"lastphonetic", &PersonRecord::lastPhonetic},
-    {"organization", &PersonRecord::organization},
-    {"department", &PersonRecord::department},
-    {"jobtitle", &PersonRecord::jobTitle},
-    {"nickname", &PersonRecord::nickname},
-    {"birthday", &PersonRecord::birthday},
-    {"note", &PersonRecord::note},
-};
-
 QStringList wholeValue(const QString &text)
 {
     const QString trimmed = text.trimmed();
@@ -80,8 +54,9 @@ QVector<IndexColumn> indexColumns(const TableSchema &table)
 
 void addText(const QString &name, const QString &text, PersonRecord *person)
 {
-    for (const NamedField &field : NamedFields) {
-        if (name == QLatin1String(field.name)) {
+    // Without their number the columns have the names that they have in the table of persons.
+    for (const PersonField &field : PersonFields) {
+        if (name == QLatin1String(field.column)) {
             person->*field.field = text;
         }
     }

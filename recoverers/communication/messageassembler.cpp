@@ -140,7 +140,8 @@ bool MessageJoiner::isNew(const CarvedMessage &message)
 int MessageJoiner::conversationOf(const CarvedMessage &message, const Handle *handle, int found)
 {
     // What cannot be placed stands alone: under anybody's name it would be a false statement.
-    const QString key = message.isPlaceLost ? QStringLiteral("message ") + QString::number(found)
+    const bool isAlone = message.isPlaceLost && message.roomName.isEmpty();
+    const QString key = isAlone ? QStringLiteral("message ") + QString::number(found)
                         : !message.roomName.isEmpty() ? QStringLiteral("room ") + message.roomName
                         : handle ? QStringLiteral("address ") + handle->normalizedId
                                  : QStringLiteral("handle ") + QString::number(message.handleId);
@@ -149,7 +150,7 @@ int MessageJoiner::conversationOf(const CarvedMessage &message, const Handle *ha
         MessageGroupRecord record;
         if (!message.roomName.isEmpty()) {
             record = room(message.roomName);
-        } else if (handle && !message.isPlaceLost) {
+        } else if (handle && !isAlone) {
             record.chatIdentifier = handle->id;
         }
         place = m_conversations.add(key, record);
@@ -338,7 +339,7 @@ MessageGroupRecord OldMessageJoiner::group(qint64 groupId) const
 
 int OldMessageJoiner::chatOf(const CarvedOldMessage &message, int found)
 {
-    if (message.isPlaceLost) {
+    if (message.isPlaceLost && message.madridRoomName.isEmpty()) {
         return m_conversations.add(QStringLiteral("message ") + QString::number(found), {});
     }
     const bool isRoom = !message.madridRoomName.isEmpty();

@@ -7,7 +7,6 @@
 #include "recoverers/communication/messagetext.h"
 
 #include <algorithm>
-#include <cctype>
 
 namespace {
 
@@ -25,20 +24,6 @@ constexpr int Text8Type = 29; // "iMessage"
 bool isServiceType(qint64 st)
 {
     return st == Text3Type || st == Text8Type;
-}
-
-constexpr int GuidLength = 36;
-
-/// True when the dashes of a guid stand where they should in the 36 bytes at `bytes`.
-bool hasGuidDashes(const char *bytes)
-{
-    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
-}
-
-bool isGuid(const char *bytes)
-{
-    const auto isDigitOrDash = [](char c) { return c == '-' || std::isxdigit(uchar(c)) != 0; };
-    return hasGuidDashes(bytes) && std::all_of(bytes, bytes + GuidLength, isDigitOrDash);
 }
 
 bool isServiceName(const QString &service)
@@ -267,32 +252,9 @@ bool SMSDbFile::Message6Matcher::matchHeader(const TableSchema &table, const QBy
         || !isBooleanSerialType(columnType(m_type)) || !isServiceType(columnType(m_service))) {
         return false;
     }
-    alignToGuid(region, anchorPos);
+    alignToGuid(region, 0, m_service); // the body begins with the guid
     m_isNew = m_anchors.add(place);
     return true;
-}
-
-/// A row that was written before the table got more columns has fewer serial types, and the first
-/// bytes of its body were taken for the others. The body begins with the guid.
-void SMSDbFile::Message6Matcher::alignToGuid(const QByteArray &region, int anchorPos)
-{
-    const qint64 last = region.size() - GuidLength; // where a guid can begin
-    const char *bytes = region.constData();
-    if (bodyStart <= last && hasGuidDashes(bytes + bodyStart)) {
-        return;
-    }
-    int length = 0;
-    for (int i = serialTypes.size() - 1; i > m_service; --i) {
-        length += varintLength(serialTypes[i]);
-        const qint64 start = bodyStart - length;
-        if (start <= anchorPos) {
-            return;
-        }
-        if (start <= last && isGuid(bytes + start)) {
-            dropLastTypes(serialTypes.size() - i, length);
-            return;
-        }
-    }
 }
 
 void SMSDbFile::Message6Matcher::startSecondSearch()

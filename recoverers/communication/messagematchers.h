@@ -71,7 +71,6 @@ private:
         IsSentField,
         GuidField
     };
-    void alignToGuid(const QByteArray &region, int anchorPos);
     void readField(RecordFields &fields, CarvedMessage *message) const;
 
     SMSDbFile *m_owner;
