@@ -3,6 +3,7 @@
 #include "api/bookmarkrecord.h"
 #include "engine/fieldreader.h"
 #include "engine/serialtype.h"
+#include "engine/varint.h"
 #include "recoverers/calendar_notes_safari/webaddress.h"
 
 namespace {
@@ -18,6 +19,21 @@ bool isUuidAt(const QByteArray &region, qint64 pos)
     }
     const char *bytes = region.constData() + pos;
     return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
+}
+
+/// The number of varints from `pos` on, up to `most`.
+int countVarints(const QByteArray &region, int pos, int most)
+{
+    const auto *begin = reinterpret_cast<const uchar *>(region.constData());
+    for (int count = 0; count < most; ++count) {
+        qint64 value = 0;
+        const int length = decodeVarint(begin + pos, begin + region.size(), value);
+        if (length == 0) {
+            return count;
+        }
+        pos += length;
+    }
+    return most;
 }
 
 } // namespace
@@ -61,9 +77,11 @@ bool BookmarkDbFile::BookmarMatcher::matchHeader(const TableSchema &table, const
 void BookmarkDbFile::BookmarMatcher::decodeRow(const QByteArray &region, int anchorPos,
                                                int typesAfter)
 {
-    do {
-        decodeAround(region, anchorPos, m_externalUuid - 1, typesAfter);
-    } while (serialTypes.isEmpty() && --typesAfter > 0);
+    decodeAround(region, anchorPos, m_externalUuid - 1, typesAfter);
+    if (serialTypes.isEmpty()) {
+        decodeAround(region, anchorPos, m_externalUuid - 1,
+                     countVarints(region, anchorPos, typesAfter));
+    }
 }
 
 /// Newer systems add columns to the table, and one of them a table constraint that counts as a
