@@ -83,6 +83,7 @@ private Q_SLOTS:
     void wholeTableComesBack();
     void whatIsDelivered_data();
     void whatIsDelivered();
+    void rowBehindALargeFreeblockHeader();
     void incompleteDatabases_data();
     void incompleteDatabases();
     void bookmarksInTheLogAreLive();
@@ -240,6 +241,23 @@ void TestBookmarks::whatIsDelivered()
         QVERIFY(file.exec("delete from bookmarks where id > 1") && file.close());
         QTEST(texts(scanBookmarks(path("one.db"))), "found");
     }
+}
+
+/// The header of a freeblock of 128 bytes or more ends as a number of two bytes begins.
+void TestBookmarks::rowBehindALargeFreeblockHeader()
+{
+    BookmarkFile file;
+    QVERIFY(file.create(path("large.db"), BookmarkLayout::Ios3));
+    for (const char *title : {"1", "2", "3", "4", "5", "6"}) {
+        QVERIFY(file.insert(title, "http://www.example.com/article/"));
+    }
+    QVERIFY(file.exec("delete from bookmarks where id=2; delete from bookmarks where id=4;"
+                      "delete from bookmarks where id=5")
+            && file.close());
+    QCOMPARE(texts(scanBookmarks(path("large.db"))),
+             (QStringList{QStringLiteral("5 http://www.example.com/article/ 1"),
+                          QStringLiteral("4 http://www.example.com/article/ 1"),
+                          QStringLiteral("2 http://www.example.com/article/ 1")}));
 }
 
 void TestBookmarks::incompleteDatabases_data()

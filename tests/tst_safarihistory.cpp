@@ -98,6 +98,7 @@ private Q_SLOTS:
     void wholeHistoryComesBack();
     void rowsUnderTheStandardLayout();
     void longAddressBehindAFreeblockHeader();
+    void shortAddressBehindALargeFreeblockHeader();
     void joining_data();
     void joining();
     void titleOfTheLastVisit();
@@ -251,6 +252,23 @@ void TestSafariHistory::longAddressBehindAFreeblockHeader()
         QVERIFY2(found == expected,
                  qPrintable(QString::number(size) + found.join(QLatin1Char(' '))));
     }
+}
+
+/// The header of a freeblock of 128 bytes or more ends as a type of two bytes begins.
+void TestSafariHistory::shortAddressBehindALargeFreeblockHeader()
+{
+    HistoryFile file;
+    QVERIFY(file.create(path("large.db")));
+    const QString url = QStringLiteral("http://www.example.com/a/page/of/some/length/%1");
+    for (int i = 1; i <= 6; ++i) {
+        QVERIFY(file.visit(i, url.arg(i).toUtf8().constData(), ""));
+    }
+    QVERIFY(file.exec("delete from history_items where id=2; delete from history_items where id=4;"
+                      "delete from history_items where id=5")
+            && file.close());
+    QCOMPARE(texts(scanHistory(path("large.db"))),
+             (QStringList{url.arg(5) + QLatin1Char(' '), url.arg(4) + QLatin1Char(' '),
+                          url.arg(2) + QLatin1Char(' ')}));
 }
 
 void TestSafariHistory::joining_data()

@@ -2,6 +2,7 @@
 
 #include "engine/fieldreader.h"
 #include "engine/serialtype.h"
+#include "engine/varint.h"
 #include "recoverers/calendar_notes_safari/webaddress.h"
 
 #include <QtEndian>
@@ -102,32 +103,57 @@ bool BookmarkHistoryDbFile::BookmarHistoryMatcher::areOtherTypesUsual() const
 }
 
 /// The address comes first, and its type takes two bytes from 58 characters on. The header of a
-/// freeblock in front of it hides that, and the last byte alone makes a short address of a long
-/// one. Behind a short one stand its main word and numbers; behind the beginning of a long one it
+/// freeblock in front of it makes doubtful whether it does, and so whether the address is long or
+/// short. Behind a short one stand its main word and numbers; behind the beginning of a long one it
 /// goes on. Returns false when neither can be seen.
 bool BookmarkHistoryDbFile::BookmarHistoryMatcher::settleUrlType(const QByteArray &region)
 {
-    constexpr int LastShortType = 127;
-    constexpr qint64 BehindShortAddress = 128; // far enough to meet a number
+    constexpr qint64 LastShortType = 0x7F;
+    const qint64 type = columnType(m_url);
+    if (m_url != 1) {
+        return true;
+    }
+    if (type > LastShortType) {
+        if (!isLongAddress(region, type) && isShortAddress(region, type & LastShortType)) {
+            takeFirstType(type & LastShortType, 1 - varintLength(type));
+        }
+        return true;
+    }
     const qint64 before = typesStart() - 1;
     const uchar byte = before >= 0 ? uchar(region[int(before)]) : 0;
-    if (m_url != 1 || columnType(m_url) > LastShortType || byte <= 0x80) {
+    if (byte <= 0x80) {
         return true;
     }
-    const qint64 type = qint64(byte & 0x7F) * 128 + columnType(m_url);
+    const qint64 longType = qint64(byte & 0x7F) * 128 + type;
+    if (isLongAddress(region, longType)) {
+        takeFirstType(longType, 1);
+        return true;
+    }
+    return isShortAddress(region, type);
+}
+
+bool BookmarkHistoryDbFile::BookmarHistoryMatcher::isLongAddress(const QByteArray &region,
+                                                                 qint64 type) const
+{
+    constexpr qint64 BehindShortAddress = 128; // far enough to meet a number
     const qint64 size = std::min(serialTypeSize(type), BehindShortAddress);
     const char *address = region.constData() + bodyStart;
-    if (bodyStart + size <= region.size() && std::all_of(address, address + size, isAddressByte)) {
-        takeFirstType(type, 1);
-        return true;
-    }
-    if (!isTextSerialType(columnType(m_url), false) || m_domainExpansion != m_url + 1) {
+    return isTextSerialType(type, false) && bodyStart + size <= region.size()
+           && std::all_of(address, address + size, isAddressByte);
+}
+
+/// True when the main word of the address stands behind it.
+bool BookmarkHistoryDbFile::BookmarHistoryMatcher::isShortAddress(const QByteArray &region,
+                                                                  qint64 type) const
+{
+    if (!isTextSerialType(type, false) || m_domainExpansion != m_url + 1) {
         return false;
     }
-    const qint64 shortSize = serialTypeSize(columnType(m_url));
+    const qint64 size = serialTypeSize(type);
     const qint64 wordSize = serialTypeSize(columnType(m_domainExpansion));
-    const char *word = address + shortSize;
-    return bodyStart + shortSize + wordSize <= region.size()
+    const char *address = region.constData() + bodyStart;
+    const char *word = address + size;
+    return wordSize > 0 && bodyStart + size + wordSize <= region.size()
            && std::search(address, word, word, word + wordSize) != word;
 }
 

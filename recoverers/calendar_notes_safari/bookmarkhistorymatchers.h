@@ -24,6 +24,8 @@ protected:
 private:
     bool areOtherTypesUsual() const;
     bool settleUrlType(const QByteArray &region);
+    bool isLongAddress(const QByteArray &region, qint64 type) const;
+    bool isShortAddress(const QByteArray &region, qint64 type) const;
 
     BookmarkHistoryDbFile *m_owner;
     int m_dailyVisitCounts = -1;

@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr qint64 LastShortType = 0x7F;
 constexpr char Text36[] = "\x55"; // serial type of the anchor, a unique identifier
 
 /// True when the dashes of a unique identifier stand where they should.
@@ -51,6 +52,7 @@ bool BookmarkDbFile::BookmarMatcher::bindColumns(const TableSchema &table)
     m_numChildren = table.columnIndex(QLatin1String("num_children"));
     m_editable = table.columnIndex(QLatin1String("editable"));
     m_deletable = table.columnIndex(QLatin1String("deletable"));
+    m_specialId = table.columnIndex(QLatin1String("special_id"));
     m_title = table.columnIndex(QLatin1String("title"));
     m_url = table.columnIndex(QLatin1String("url"));
     m_parent = table.columnIndex(QLatin1String("parent"));
@@ -81,6 +83,11 @@ void BookmarkDbFile::BookmarMatcher::decodeRow(const QByteArray &region, int anc
     if (serialTypes.isEmpty()) {
         decodeAround(region, anchorPos, m_externalUuid - 1,
                      countVarints(region, anchorPos, typesAfter));
+    }
+    // The first column holds small numbers: a longer type begins in a freeblock header.
+    if (m_specialId == 1 && !serialTypes.isEmpty() && columnType(m_specialId) > LastShortType) {
+        takeFirstType(columnType(m_specialId) & LastShortType,
+                      1 - varintLength(columnType(m_specialId)));
     }
 }
 

@@ -24,6 +24,7 @@ private:
     int m_numChildren = -1;
     int m_editable = -1;
     int m_deletable = -1;
+    int m_specialId = -1;
     int m_title = -1; ///< this and the next two are read where present, not required
     int m_url = -1;
     int m_parent = -1;
