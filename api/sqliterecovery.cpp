@@ -2,6 +2,8 @@
 
 #include "api/backupfilename_p.h"
 #include "api/scanprogress.h"
+#include "recoverers/calendar_notes_safari/bookmarkdbfile.h"
+#include "recoverers/calendar_notes_safari/bookmarkhistorydbfile.h"
 #include "recoverers/calendar_notes_safari/calendardbfile.h"
 #include "recoverers/calendar_notes_safari/ios9notedbfile.h"
 #include "recoverers/calendar_notes_safari/notedbfile.h"
@@ -62,6 +64,10 @@ Recoverer makeRecoverer(int type)
         return std::make_unique<NoteDbFile>();
     case ScanTypeIos9Notes:
         return std::make_unique<Ios9NoteDbFile>();
+    case ScanTypeBookmarks:
+        return std::make_unique<BookmarkDbFile>();
+    case ScanTypeSafariHistory:
+        return std::make_unique<BookmarkHistoryDbFile>();
     default:
         return nullptr;
     }

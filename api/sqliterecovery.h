@@ -27,8 +27,8 @@ class ScanProgress;
 /// its destruction; after the object was copied, records are to be asked for anew. A getXxx(index)
 /// returns null when index is not below getXxxCount().
 ///
-/// Kinds: this version recovers calls, contacts, messages, events, reminders and notes. The scans
-/// of all other kinds are accepted and find nothing.
+/// Kinds: this version recovers calls, contacts, messages, events, reminders, notes, Safari
+/// bookmarks and Safari history. The scans of all other kinds are accepted and find nothing.
 ///
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
 /// Where a write-ahead log that is not empty lies beside a database, both are copied for the time
@@ -77,7 +77,8 @@ public:
     /// Returns an empty string when none fits.
     QString dbFileForType(int type, const QStringList &files);
 
-    /// Safari bookmarks (ScanTypeBookmarks).
+    /// Safari bookmarks (ScanTypeBookmarks), in the order found in the file: those whose address
+    /// holds "://", each title and address once in a scan, and none that still exists.
     unsigned getBookmarkCount();
     const BookmarkRecord *getBookmark(unsigned index);
 
@@ -126,7 +127,10 @@ public:
     unsigned getHiddenContactCount();
     const PersonRecord *getHiddenContact(unsigned index);
 
-    /// Safari history (ScanTypeSafariHistory).
+    /// Safari history (ScanTypeSafariHistory): every address once in a scan, in the order found in
+    /// the file, with the title of its last visit that was found; then the addresses that the
+    /// browser itself lists as removed. Older rows of addresses that are still in the history are
+    /// found as well.
     unsigned getSafariHistoryCount();
     const BookmarkRecord *getSafariHistory(unsigned index);
 
@@ -142,6 +146,8 @@ public:
 
 private:
     // The recoverers append what they find to the arrays.
+    friend class BookmarkDbFile;
+    friend class BookmarkHistoryDbFile;
     friend class CalendarDbFile;
     friend class CallHistoryDbFile;
     friend class ContactDbFile;

@@ -65,6 +65,14 @@ const QVector<RecordKind> &allKinds()
                      QStringLiteral("Event"), QStringLiteral("Location")},
          countOf<&SqliteRecovery::getCalendarCount>,
          mapAt<&SqliteRecovery::getCalendar, calendarMap>, calendarRows},
+        {ScanTypeBookmarks, "bookmark", "Bookmarks", true, fieldsOf(bookmarkMap({})),
+         QStringList{QStringLiteral("Title"), QStringLiteral("Address")},
+         countOf<&SqliteRecovery::getBookmarkCount>,
+         mapAt<&SqliteRecovery::getBookmark, bookmarkMap>, pageRows},
+        {ScanTypeSafariHistory, "safariHistory", "Safari history", true, fieldsOf(historyMap({})),
+         QStringList{QStringLiteral("Title"), QStringLiteral("Address")},
+         countOf<&SqliteRecovery::getSafariHistoryCount>,
+         mapAt<&SqliteRecovery::getSafariHistory, historyMap>, pageRows},
     };
     return kinds;
 }

@@ -1,5 +1,6 @@
 #include "cli/recordmaps.h"
 
+#include "api/bookmarkrecord.h"
 #include "api/calendarrecord.h"
 #include "api/callhistoryrecord.h"
 #include "api/messagegrouprecord.h"
@@ -118,6 +119,18 @@ QCborMap reminderMap(const ReminderRecord &reminder)
             {QStringLiteral("startDate"), reminder.startDate},
             {QStringLiteral("completionDate"), reminder.completionDate},
             {QStringLiteral("priority"), reminder.priority}};
+}
+
+QCborMap bookmarkMap(const BookmarkRecord &bookmark)
+{
+    return {{QStringLiteral("title"), bookmark.title},
+            {QStringLiteral("url"), bookmark.url},
+            {QStringLiteral("parent"), bookmark.parent}};
+}
+
+QCborMap historyMap(const BookmarkRecord &entry)
+{
+    return {{QStringLiteral("title"), entry.title}, {QStringLiteral("url"), entry.url}};
 }
 
 QCborMap recordOfKind(const char *kind, const QCborMap &fields)

@@ -2,6 +2,7 @@
 
 #include <QCborMap>
 
+struct BookmarkRecord;
 struct CalendarRecord;
 struct CallhistoryRecord;
 struct MessageGroupRecord;
@@ -18,6 +19,9 @@ QCborMap personMap(const PersonRecord &person);
 QCborMap messageGroupMap(const MessageGroupRecord &group);
 QCborMap calendarMap(const CalendarRecord &event);
 QCborMap reminderMap(const ReminderRecord &reminder);
+QCborMap bookmarkMap(const BookmarkRecord &bookmark);
+/// The same type of record stands for an entry of the history, which has no folder.
+QCborMap historyMap(const BookmarkRecord &entry);
 
 /// The record as every output has it: the field "kind", then `fields`.
 QCborMap recordOfKind(const char *kind, const QCborMap &fields);

@@ -258,3 +258,8 @@ TextRows reminderRows(const QCborMap &reminder)
              calendarDateText(dateOf(reminder, "completionDate"), false),
              textOf(reminder, "calendar"), textOf(reminder, "title")}};
 }
+
+TextRows pageRows(const QCborMap &page)
+{
+    return {{textOf(page, "title"), textOf(page, "url")}};
+}

@@ -22,6 +22,9 @@ TextRows reminderRows(const QCborMap &reminder);
 /// One row: date of the last change, title, and the text behind the title.
 TextRows noteRows(const QCborMap &note);
 
+/// One row: title, address. For bookmarks and entries of the history.
+TextRows pageRows(const QCborMap &page);
+
 /// How people call the person: by name, organization or nickname.
 QString personName(const QCborMap &person);
 

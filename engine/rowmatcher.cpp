@@ -241,6 +241,14 @@ void RowMatcher::dropLastTypes(int count, int length)
     bodyStart -= length;
 }
 
+/// Bytes of a body need not be varints of the shortest form, so the value does not tell the length.
+int RowMatcher::varintLengthAt(const QByteArray &region, qint64 pos)
+{
+    const auto *begin = reinterpret_cast<const uchar *>(region.constData());
+    qint64 value = 0;
+    return decodeVarint(begin + pos, begin + region.size(), value);
+}
+
 qint64 RowMatcher::bodyOffset(int column) const
 {
     qint64 offset = 0;

@@ -97,6 +97,41 @@ protected:
     /// Where in the body the candidate's value of the column `column` begins.
     qint64 bodyOffset(int column) const;
 
+    /// Finds the body of a row that was written before its table got more columns: such a row has
+    /// fewer types than the table, and the first bytes of its body were taken for the others. Takes
+    /// back as few types as `isBody(start)` asks for, which tells whether the body can begin at
+    /// `start`, but none up to that of column `lastColumn`. `anchorColumn` is the anchor's. Returns
+    /// false, and changes nothing, when the body fits nowhere.
+    template<typename IsBody>
+    bool alignBody(const QByteArray &region, int anchorColumn, int lastColumn, IsBody isBody)
+    {
+        if (isBody(bodyStart)) {
+            return true;
+        }
+        qint64 body = m_anchorPos;
+        qint64 fittingBody = 0;
+        int fitting = 0;
+        for (int count = anchorColumn; count < serialTypes.size(); ++count) {
+            body += varintLengthAt(region, body);
+            if (count >= lastColumn && isBody(body)) {
+                fitting = count;
+                fittingBody = body;
+            }
+        }
+        if (fitting > 0) {
+            dropLastTypes(serialTypes.size() - fitting, int(bodyStart - fittingBody));
+        }
+        return fitting > 0;
+    }
+
+    /// Puts another type in place of the first one, which begins `length` bytes in front of it.
+    void takeFirstType(qint64 type, int length)
+    {
+        serialTypes[0] = type;
+        m_typesLength += length;
+        headerStart += length;
+    }
+
     /// True while a row is held back.
     bool isHolding() const { return m_isHeld; }
 
@@ -112,6 +147,7 @@ protected:
     int m_typesLength = 0;        ///< bytes of the candidate's serial types
 
 private:
+    static int varintLengthAt(const QByteArray &region, qint64 pos);
     void dropLastTypes(int count, int length);
     void readHeldRow(const TableSchema &table);
     bool coversHeldHeader() const;

@@ -8,6 +8,7 @@
 #include "samples/contactsamples.h"
 #include "samples/messagesamples.h"
 #include "samples/notesamples.h"
+#include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
 #include "samples/truthfile.h"
 
@@ -110,6 +111,24 @@ bool makeNotes(SampleDatabase *db, const NotePlan &plan, Truth *truth)
     return ok;
 }
 
+bool makeBookmarks(SampleDatabase *db, const BookmarkPlan &plan, Truth *truth)
+{
+    BookmarkSample sample;
+    const bool ok = makeBookmarkSample(db, plan, &sample);
+    truth->deleted = mapsOf("bookmark", recordsOf(sample.deleted), bookmarkMap);
+    truth->live = mapsOf("bookmark", recordsOf(sample.live), bookmarkMap);
+    return ok;
+}
+
+bool makeHistory(SampleDatabase *db, const HistoryPlan &plan, Truth *truth)
+{
+    HistorySample sample;
+    const bool ok = makeHistorySample(db, plan, &sample);
+    truth->deleted = mapsOf("safariHistory", sample.deleted, historyMap);
+    truth->live = mapsOf("safariHistory", sample.live, historyMap);
+    return ok;
+}
+
 QString backupName(const char *domainPath)
 {
     return QString::fromLatin1(
@@ -122,7 +141,7 @@ bool fail(const QString &message)
     return false;
 }
 
-/// The number of calls, persons, messages, notes and so on.
+/// The number of calls, persons, messages, notes, pages and so on.
 int countOf(const QVector<QCborMap> &records)
 {
     int count = 0;
@@ -187,6 +206,16 @@ bool makeBackup(const QString &path)
          deviceOptions(NoteLayout::Store17),
          [](SampleDatabase *db, Truth *truth) {
              return makeNotes(db, {NoteLayout::Store17, NoteDeletion::Scattered, 80, 3}, truth);
+         }},
+        {"HomeDomain-Library/Safari/Bookmarks.db", "bookmarks", deviceOptions(BookmarkLayout::Ios7),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeBookmarks(db, {BookmarkLayout::Ios7, BookmarkDeletion::Scattered, 150, 1},
+                                  truth);
+         }},
+        {"HomeDomain-Library/Safari/History.db", "pages", deviceOptions(HistoryLayout::Ios11),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeHistory(db, {HistoryLayout::Ios11, HistoryDeletion::Everything, 120, 5},
+                                truth);
          }},
     };
     const QDir folder(path);

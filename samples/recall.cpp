@@ -11,6 +11,8 @@
 #include "samples/notescan.h"
 #include "samples/notetruth.h"
 #include "samples/recallreport.h"
+#include "samples/safariscan.h"
+#include "samples/safaritruth.h"
 #include "samples/sampledatabase.h"
 
 #include <QCoreApplication>
@@ -107,6 +109,30 @@ bool measure(const NotePlan &plan, const QString &path, NoteResult *result)
     return true;
 }
 
+bool measure(const BookmarkPlan &plan, const QString &path, SafariReport *report)
+{
+    SampleDatabase db;
+    BookmarkSample sample;
+    if (!db.create(path, deviceOptions(plan.layout)) || !makeBookmarkSample(&db, plan, &sample)
+        || !db.close()) {
+        return false;
+    }
+    report->add(compareBookmarks(sample, scanBookmarks(path)));
+    return true;
+}
+
+bool measure(const HistoryPlan &plan, const QString &path, SafariReport *report)
+{
+    SampleDatabase db;
+    HistorySample sample;
+    if (!db.create(path, deviceOptions(plan.layout)) || !makeHistorySample(&db, plan, &sample)
+        || !db.close()) {
+        return false;
+    }
+    report->add(compareHistory(sample, scanHistory(path)));
+    return true;
+}
+
 /// Every layout with every way of losing rows, each in several samples of `rows` rows.
 template<typename Plan, typename Result, typename Layouts, typename Deletions>
 bool measureAll(const Layouts &layouts, const Deletions &deletions, int rows, Run *run)
@@ -156,6 +182,18 @@ bool measureNotes(Run *run)
     return measureAll<NotePlan, NoteResult>(allNoteLayouts(), allNoteDeletions(), 120, run);
 }
 
+bool measureBookmarks(Run *run)
+{
+    return measureAll<BookmarkPlan, SafariReport>(allBookmarkLayouts(), allBookmarkDeletions(), 300,
+                                                  run);
+}
+
+bool measureHistory(Run *run)
+{
+    return measureAll<HistoryPlan, SafariReport>(allHistoryLayouts(), allHistoryDeletions(), 600,
+                                                 run);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -165,14 +203,17 @@ int main(int argc, char *argv[])
     Run run;
     run.verbose = arguments.removeAll(QStringLiteral("--verbose")) > 0;
     const QString kind = arguments.value(0);
-    bool (*const measureKind)(Run *) = kind == QLatin1String("calls")      ? measureCalls
-                                       : kind == QLatin1String("contacts") ? measureContacts
-                                       : kind == QLatin1String("messages") ? measureMessages
-                                       : kind == QLatin1String("calendar") ? measureCalendars
-                                       : kind == QLatin1String("notes")    ? measureNotes
-                                                                           : nullptr;
+    bool (*const measureKind)(Run *) = kind == QLatin1String("calls")            ? measureCalls
+                                       : kind == QLatin1String("contacts")       ? measureContacts
+                                       : kind == QLatin1String("messages")       ? measureMessages
+                                       : kind == QLatin1String("calendar")       ? measureCalendars
+                                       : kind == QLatin1String("notes")          ? measureNotes
+                                       : kind == QLatin1String("bookmarks")      ? measureBookmarks
+                                       : kind == QLatin1String("safari-history") ? measureHistory
+                                                                                 : nullptr;
     if (!measureKind || arguments.size() != 1) {
-        QTextStream(stderr) << "usage: recall calls|contacts|messages|calendar|notes [--verbose]\n";
+        QTextStream(stderr) << "usage: recall calls|contacts|messages|calendar|notes|bookmarks|"
+                               "safari-history [--verbose]\n";
         return 2;
     }
     return measureKind(&run) ? 0 : 1;

@@ -82,6 +82,13 @@ TruthItem valueItem(const QCborMap &value, const QString &owner)
             shortened(QStringList(owner) + personValueRow(value))};
 }
 
+/// A page is known by its address: its title may be lost.
+TruthItem pageItem(const QCborMap &page, const QString &kind)
+{
+    const QByteArray core = kind.toUtf8() + keyOf(page, {"url"});
+    return {core + keyOf(page, {"title", "parent"}), core, shortened(pageRows(page).first())};
+}
+
 /// Somebody who stands for a lost owner of values is nobody to be found.
 bool isNobody(const QCborMap &person)
 {
@@ -149,6 +156,9 @@ QVector<TruthItem> itemsOf(const QCborMap &record)
     }
     if (kind == QLatin1String("note") || kind == QLatin1String("ios9Note")) {
         return {noteItem(record)};
+    }
+    if (kind == QLatin1String("bookmark") || kind == QLatin1String("safariHistory")) {
+        return {pageItem(record, kind)};
     }
     if (kind != QLatin1String("messageGroup")) {
         return personItems(record);

@@ -11,8 +11,8 @@ struct TruthItem
 {
     /// Equal for items that are equal in all that a user sees, also in whom they belong to.
     QByteArray identity;
-    /// Equal for items with the same main contents: the name, the value, the message's
-    /// identifier or else its date and text.
+    /// Equal for items with the same main contents: the name, the value, the address of a page, the
+    /// message's identifier or else its date and text.
     QByteArray core;
     /// How to show it: what it is, and its contents.
     QStringList cells;

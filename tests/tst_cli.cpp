@@ -477,9 +477,9 @@ void TestCli::everyTypeRuns_data()
     row(ScanTypeCallHistory, "call-history", true);
     row(ScanTypeCalendar, "calendar", true);
     row(ScanTypeNotes, "notes", true);
-    row(ScanTypeBookmarks, "bookmarks", false);
+    row(ScanTypeBookmarks, "bookmarks", true);
     row(ScanTypeWhatsapp, "whatsapp", false);
-    row(ScanTypeSafariHistory, "safari-history", false);
+    row(ScanTypeSafariHistory, "safari-history", true);
     row(ScanTypeIos9Notes, "ios9-notes", true);
     row(ScanTypeWeChat, "wechat", false);
 }

@@ -1,0 +1,484 @@
+#include "recoverers/calendar_notes_safari/historyassembler.h"
+#include "samples/safariscan.h"
+#include "samples/safaritruth.h"
+#include "tests/support/folderstate.h"
+#include "tests/support/scanprobe.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QtTest>
+
+Q_DECLARE_METATYPE(CarvedHistoryItem)
+
+namespace {
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+QStringList texts(const QVector<BookmarkRecord> &entries)
+{
+    QStringList lines;
+    for (const BookmarkRecord &entry : entries) {
+        lines << entry.url + QLatin1Char(' ') + entry.title
+                     + (entry.parent == 0 ? QString() : QStringLiteral(" parent!"));
+    }
+    return lines;
+}
+
+int percent(int part, int whole)
+{
+    return whole == 0 ? 100 : part * 100 / whole;
+}
+
+CarvedHistoryItem item(const char *url, qint64 id, bool isIntact = true, bool isSure = false)
+{
+    CarvedHistoryItem item;
+    item.url = QString::fromUtf8(url);
+    item.id.value = id;
+    item.id.isIntact = isIntact;
+    item.id.isSure = isSure;
+    return item;
+}
+
+CarvedVisit visit(qint64 item, qint64 time, const char *title)
+{
+    return {item, time, QString::fromUtf8(title)};
+}
+
+/// Pages that a test visits and deletes one by one.
+class HistoryFile
+{
+public:
+    bool create(const QString &path, HistoryLayout layout = HistoryLayout::Ios10)
+    {
+        bool ok = m_db.create(path);
+        for (const QString &statement : safariTables(layout)) {
+            ok = ok && m_db.exec(statement);
+        }
+        return ok;
+    }
+    bool visit(int item, const char *url, const char *title)
+    {
+        const QString rows = QStringLiteral(
+            "INSERT INTO history_items (id, url, domain_expansion, visit_count, "
+            "daily_visit_counts, should_recompute_derived_visit_counts, visit_count_score) VALUES "
+            "(%1, '%2', 'example', 1, x'64000000', 0, 100); INSERT INTO history_visits "
+            "(history_item, visit_time, title) VALUES (%1, 480000000.5 + %1, '%3');");
+        return m_db.exec(rows.arg(item).arg(QString::fromUtf8(url), QString::fromUtf8(title)));
+    }
+    bool exec(const char *sql) { return m_db.exec(QString::fromUtf8(sql)); }
+    bool close() { return m_db.close(); }
+
+private:
+    SampleDatabase m_db;
+};
+
+} // namespace
+
+/// Databases of a history as SQLite itself leaves them, through the public interface; and how items
+/// and visits are joined.
+class TestSafariHistory : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void samplesHoldWhatTheTruthSays_data();
+    void samplesHoldWhatTheTruthSays();
+    void deletedPagesComeBack_data();
+    void deletedPagesComeBack();
+    void wholeHistoryComesBack_data();
+    void wholeHistoryComesBack();
+    void rowsUnderTheStandardLayout();
+    void longAddressBehindAFreeblockHeader();
+    void shortAddressBehindALargeFreeblockHeader();
+    void joining_data();
+    void joining();
+    void titleOfTheLastVisit();
+    void formerRowsOfPagesThatAreLeftAreDelivered();
+    void incompleteDatabases_data();
+    void incompleteDatabases();
+    void bothPlacesOfABackup();
+    void scansAppend();
+    void stoppedScanEnds();
+    void evidenceStaysAsItWas();
+    void truncatedFiles();
+
+private:
+    QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
+    /// Makes the sample as the file "sample.db".
+    bool makeSample(const HistoryPlan &plan, int pageSize, HistorySample *sample)
+    {
+        SampleOptions options = deviceOptions(plan.layout);
+        options.pageSize = pageSize;
+        SampleDatabase db;
+        return db.create(path("sample.db"), options) && makeHistorySample(&db, plan, sample)
+               && db.close();
+    }
+    /// Several samples, added up; an empty report when one could not be made.
+    SafariReport scanSamples(HistoryPlan plan, int pageSize)
+    {
+        SafariReport total;
+        for (const quint32 seed : {1, 2, 3}) {
+            plan.seed = seed;
+            HistorySample sample;
+            if (!makeSample(plan, pageSize, &sample)) {
+                return SafariReport();
+            }
+            total.add(compareHistory(sample, scanHistory(path("sample.db"))));
+        }
+        return total;
+    }
+
+    QTemporaryDir m_dir;
+};
+
+void TestSafariHistory::samplesHoldWhatTheTruthSays_data()
+{
+    QTest::addColumn<int>("layout");
+    for (const HistoryLayout layout : allHistoryLayouts()) {
+        QTest::newRow(qPrintable(layoutName(layout))) << int(layout);
+    }
+}
+
+void TestSafariHistory::samplesHoldWhatTheTruthSays()
+{
+    QFETCH(int, layout);
+    for (const HistoryDeletion deletion : allHistoryDeletions()) {
+        HistorySample sample;
+        QVERIFY(makeSample({HistoryLayout(layout), deletion}, 4096, &sample));
+        SampleDatabase db;
+        QVERIFY(db.open(path("sample.db")));
+        const auto scalar = [&db](const char *sql) { return db.scalar(QString::fromLatin1(sql)); };
+        QCOMPARE(scalar("select count(*) from history_items").toInt(), sample.live.size());
+        QCOMPARE(scalar("select count(*) from history_visits where history_item not in (select id "
+                        "from history_items)")
+                     .toInt(),
+                 0);
+        QCOMPARE(scalar("select count(url) from history_tombstones").toInt(),
+                 sample.removed.size());
+        QCOMPARE(scalar("pragma integrity_check").toString(), QStringLiteral("ok"));
+        QVERIFY(sample.deleted.size() > 50);
+    }
+}
+
+void TestSafariHistory::deletedPagesComeBack_data()
+{
+    QTest::addColumn<int>("layout");
+    QTest::addColumn<int>("deletion");
+    QTest::addColumn<int>("pageSize");
+    for (const HistoryLayout layout : allHistoryLayouts()) {
+        for (const HistoryDeletion deletion : allHistoryDeletions()) {
+            for (const int pageSize : {1024, 4096, 16384}) {
+                QTest::addRow("%s, %s, pages of %d bytes", qPrintable(layoutName(layout)),
+                              qPrintable(deletionName(deletion)), pageSize)
+                    << int(layout) << int(deletion) << pageSize;
+            }
+        }
+    }
+}
+
+/// The bounds leave room for what SQLite itself loses: it moves rows, and uses space again. A
+/// concluded identifier may be wrong, and a freeblock on an index page look like a row.
+void TestSafariHistory::deletedPagesComeBack()
+{
+    QFETCH(int, layout);
+    QFETCH(int, deletion);
+    QFETCH(int, pageSize);
+    const SafariReport report =
+        scanSamples({HistoryLayout(layout), HistoryDeletion(deletion)}, pageSize);
+    const QByteArray details =
+        (report.summary() + QLatin1Char('\n') + report.details.join(QLatin1Char('\n'))).toUtf8();
+    QVERIFY(report.deleted >= 150);
+    QVERIFY2(percent(report.recovered, report.deleted) >= 55, details.constData());
+    QVERIFY2(percent(report.wrongTitles, report.recovered) <= 5, details.constData());
+    QVERIFY2(report.invented <= 1 && report.repeated == 0, details.constData());
+}
+
+void TestSafariHistory::wholeHistoryComesBack_data()
+{
+    samplesHoldWhatTheTruthSays_data();
+}
+
+/// Emptied tables leave their pages as they are: every page comes back, with its title.
+void TestSafariHistory::wholeHistoryComesBack()
+{
+    QFETCH(int, layout);
+    const SafariReport report =
+        scanSamples({HistoryLayout(layout), HistoryDeletion::Everything, 600}, 4096);
+    QVERIFY(report.deleted > 1000);
+    QVERIFY2(report.missed() <= 2 && report.untitled <= 10, qPrintable(report.summary()));
+    QCOMPARE(report.faults(), 0);
+}
+
+/// A table that a newer system made has columns in another order; the standard list finds rows that
+/// were written before.
+void TestSafariHistory::rowsUnderTheStandardLayout()
+{
+    HistoryFile file;
+    QVERIFY(file.create(path("standard.db")) && file.visit(1, "http://a.example.com/", "A")
+            && file.visit(2, "http://b.example.com/", "B")
+            && file.exec("delete from history_items; pragma writable_schema=on; update "
+                         "sqlite_master set sql=replace(sql, 'daily_visit_counts BLOB NOT NULL, "
+                         "weekly_visit_counts BLOB NULL', 'weekly_visit_counts BLOB NULL, "
+                         "first_visit REAL, daily_visit_counts BLOB NOT NULL')")
+            && file.close());
+    QCOMPARE(texts(scanHistory(path("standard.db"))),
+             (QStringList{QStringLiteral("http://b.example.com/ "),
+                          QStringLiteral("http://a.example.com/ ")}));
+}
+
+/// The type of such an address takes two bytes, of which a freeblock header that ends in front of
+/// them makes the first one doubtful.
+void TestSafariHistory::longAddressBehindAFreeblockHeader()
+{
+    for (int size = 50; size < 110; ++size) {
+        const QByteArray url = "http://www.example.com/" + QByteArray(size - 23, 'x');
+        HistoryFile file;
+        QVERIFY(file.create(path("long.db")) && file.visit(1, "http://a.example.com/", "A")
+                && file.visit(2, url.constData(), "B") && file.visit(3, "http://c.test/", "C")
+                && file.exec("delete from history_items where id=2; delete from history_visits "
+                             "where history_item=2")
+                && file.close());
+        const QStringList found = texts(scanHistory(path("long.db")));
+        const QStringList expected(QString::fromLatin1(url) + QStringLiteral(" B"));
+        QVERIFY2(found == expected,
+                 qPrintable(QString::number(size) + found.join(QLatin1Char(' '))));
+    }
+}
+
+/// The header of a freeblock of 128 bytes or more ends as a type of two bytes begins.
+void TestSafariHistory::shortAddressBehindALargeFreeblockHeader()
+{
+    HistoryFile file;
+    QVERIFY(file.create(path("large.db")));
+    const QString url = QStringLiteral("http://www.example.com/a/page/of/some/length/%1");
+    for (int i = 1; i <= 6; ++i) {
+        QVERIFY(file.visit(i, url.arg(i).toUtf8().constData(), ""));
+    }
+    QVERIFY(file.exec("delete from history_items where id=2; delete from history_items where id=4;"
+                      "delete from history_items where id=5")
+            && file.close());
+    QCOMPARE(texts(scanHistory(path("large.db"))),
+             (QStringList{url.arg(5) + QLatin1Char(' '), url.arg(4) + QLatin1Char(' '),
+                          url.arg(2) + QLatin1Char(' ')}));
+}
+
+void TestSafariHistory::joining_data()
+{
+    QTest::addColumn<QVector<CarvedHistoryItem>>("items");
+    QTest::addColumn<QStringList>("found");
+    const auto row = [](const char *name, const QVector<CarvedHistoryItem> &items,
+                        const QStringList &found) { QTest::newRow(name) << items << found; };
+    const QString a = QStringLiteral("http://a/");
+    const QString gone = QStringLiteral("http://gone/ ");
+    row("nothing carved", {}, {gone});
+    row("item with its visit", {item("http://a/", 1)}, {a + QStringLiteral(" One"), gone});
+    row("item without a visit", {item("http://a/", 9)}, {a + QLatin1Char(' '), gone});
+    row("item of unknown identifier", {item("http://a/", 0, false)}, {a + QLatin1Char(' '), gone});
+    row("equal addresses", {item("http://a/", 2), item("http://a/", 1)},
+        {a + QStringLiteral(" Two"), gone});
+    row("equal addresses, only the second with a visit",
+        {item("http://a/", 9), item("http://a/", 1)}, {a + QLatin1Char(' '), gone});
+    row("identifier known from a copy", {item("http://a/", 0, false), item("http://a/", 1)},
+        {a + QStringLiteral(" One"), gone});
+    row("addresses that differ in case", {item("http://a/", 1), item("http://A/", 2)},
+        {a + QStringLiteral(" One"), QStringLiteral("http://A/ Two"), gone});
+    row("sure identifier", {item("http://a/", 1, false, true)}, {a + QStringLiteral(" One"), gone});
+    row("guessed identifier", {item("http://a/", 1, false, false)}, {a + QLatin1Char(' '), gone});
+    row("sure identifier that a live item has", {item("http://a/", 5, false, true)},
+        {a + QLatin1Char(' '), gone});
+    row("sure identifier that another item surely has",
+        {item("http://a/", 1, false, true), item("http://b/", 1)},
+        {a + QLatin1Char(' '), QStringLiteral("http://b/ One"), gone});
+    row("two sure items of one identifier",
+        {item("http://a/", 1, false, true), item("http://b/", 1, false, true)},
+        {a + QLatin1Char(' '), QStringLiteral("http://b/ "), gone});
+    row("former row of a live item", {item("http://live/", 0, false)},
+        {QStringLiteral("http://live/ Five"), gone});
+    row("removed item that was carved", {item("http://gone/", 2)},
+        {QStringLiteral("http://gone/ Two")});
+}
+
+void TestSafariHistory::joining()
+{
+    QFETCH(QVector<CarvedHistoryItem>, items);
+    LiveHistory live;
+    live.items = {{5, QStringLiteral("http://live/")}};
+    live.removedUrls =
+        QStringList{QString(), QStringLiteral("http://gone/"), QStringLiteral("http://gone/")};
+    CarvedHistory carved;
+    carved.items.assign(items.cbegin(), items.cend());
+    carved.visits = {visit(1, 100, "One"), visit(2, 100, "Two"), visit(5, 100, "Five")};
+    QTEST(texts(assembleHistory(live, carved)), "found");
+}
+
+void TestSafariHistory::titleOfTheLastVisit()
+{
+    CarvedHistory carved;
+    carved.items.push_back(item("http://a/", 1));
+    carved.visits = {visit(1, 200, "Second"), visit(1, 300, "Last"), visit(1, 100, "First"),
+                     visit(1, 400, ""), visit(2, 500, "Other")};
+    QCOMPARE(texts(assembleHistory(LiveHistory(), carved)),
+             QStringList(QStringLiteral("http://a/ Last")));
+}
+
+/// What was deleted of such a page cannot be told: the older row is shown.
+void TestSafariHistory::formerRowsOfPagesThatAreLeftAreDelivered()
+{
+    HistoryFile file;
+    QVERIFY(file.create(path("former.db")) && file.visit(1, "http://a.example.com/", "A")
+            && file.visit(2, "http://b.example.com/", "B")
+            && file.exec("update history_items set visit_count=2, "
+                         "daily_visit_counts=x'640000000000000000000000c8000000' where id=1")
+            && file.close());
+    QCOMPARE(texts(scanHistory(path("former.db"))),
+             QStringList(QStringLiteral("http://a.example.com/ ")));
+}
+
+void TestSafariHistory::incompleteDatabases_data()
+{
+    QTest::addColumn<QString>("change");
+    QTest::addColumn<QStringList>("found");
+    const QString titled = QStringLiteral("http://b.example.com/ B");
+    const QString untitled = QStringLiteral("http://b.example.com/ ");
+    const auto row = [](const char *name, const char *change, const QStringList &found) {
+        QTest::newRow(name) << QString::fromLatin1(change) << found;
+    };
+    row("complete", "select 1", {titled});
+    row("no visits", "drop table history_visits", {untitled});
+    row("visits without a title", "alter table history_visits rename column title to name",
+        {untitled});
+    row("no list of removed pages", "drop table history_tombstones", {titled});
+    row("removed pages",
+        "insert into history_tombstones (start_time, end_time, url) values (1, 2, "
+        "'http://b.example.com/'), (1, 2, null), (1, 2, 'http://d.test/')",
+        {titled, QStringLiteral("http://d.test/ ")});
+    row("no items",
+        "alter table history_items rename to others; insert into history_tombstones (start_time, "
+        "end_time, url) values (1, 2, 'http://d.test/')",
+        {QStringLiteral("http://d.test/ ")});
+    // The standard layout does without the table's own.
+    row("items without an anchor",
+        "alter table history_items rename column daily_visit_counts to other", {titled});
+    row("one more column", "alter table history_items add column status integer default 5",
+        {titled});
+}
+
+void TestSafariHistory::incompleteDatabases()
+{
+    QFETCH(QString, change);
+    HistoryFile file;
+    QVERIFY(file.create(path("incomplete.db")) && file.visit(1, "http://a.example.com/", "A")
+            && file.visit(2, "http://b.example.com/", "B") && file.visit(3, "http://c.test/", "C")
+            && file.exec("delete from history_items where id=2; delete from history_visits where "
+                         "history_item=2")
+            && file.exec(change.toUtf8().constData()) && file.close());
+    QTEST(texts(scanHistory(path("incomplete.db"))), "found");
+}
+
+void TestSafariHistory::bothPlacesOfABackup()
+{
+    const QString backup = path("backup");
+    QVERIFY(QDir().mkpath(backup));
+    // In the application's folder first, then in the home folder: the same page counts twice.
+    const QStringList names{QStringLiteral("e74113c185fd8297e140cfcf9c99436c5cc06b57"),
+                            QStringLiteral("1a0e7afc19d307da602ccdcece51af33afe92c53")};
+    for (int i = 0; i < names.size(); ++i) {
+        HistoryFile file;
+        QVERIFY(file.create(backup + QLatin1Char('/') + names.at(i))
+                && file.visit(1, "http://a.example.com/", "A")
+                && file.visit(2, "http://b.example.com/", i == 0 ? "First" : "Second")
+                && file.visit(3, "http://c.test/", "C")
+                && file.exec("delete from history_items where id=2; delete from history_visits "
+                             "where history_item=2")
+                && file.close());
+    }
+    SqliteRecovery recovery;
+    QCOMPARE(recovery.scanRecovery(backup), 0);
+    QCOMPARE(texts(historyOf(&recovery)),
+             (QStringList{QStringLiteral("http://b.example.com/ First"),
+                          QStringLiteral("http://b.example.com/ Second")}));
+}
+
+void TestSafariHistory::scansAppend()
+{
+    HistorySample sample;
+    QVERIFY(makeSample(HistoryPlan(), 4096, &sample));
+    SqliteRecovery recovery;
+    recovery.scanRecoveryForType(ScanTypeSafariHistory, path("sample.db"), nullptr);
+    const QStringList once = texts(historyOf(&recovery));
+    QVERIFY(once.size() > 50);
+    QCOMPARE(recovery.scanRecoveryForType(ScanTypeSafariHistory, QStringList{path("History.db")},
+                                          nullptr),
+             -1);
+    recovery.scanRecoveryForType(ScanTypeSafariHistory, path("sample.db"), nullptr);
+    QCOMPARE(texts(historyOf(&recovery)), once + once);
+    QCOMPARE(recovery.getBookmarkCount(), 0U);
+}
+
+void TestSafariHistory::stoppedScanEnds()
+{
+    HistorySample sample;
+    QVERIFY(makeSample(HistoryPlan(), 1024, &sample));
+    SqliteRecovery whole;
+    ScanProbe follower;
+    whole.scanRecoveryForType(ScanTypeSafariHistory, path("sample.db"), &follower);
+    QVERIFY(follower.reports > 100 && qAbs(follower.total - 100) < 2);
+    QCOMPARE(follower.doneCalls, 1);
+    // In the first search of the items, in the second one, in the visits.
+    for (const int stopAfter : {1, follower.reports / 2, follower.reports - 2}) {
+        SqliteRecovery recovery;
+        ScanProbe probe;
+        probe.stopAfter = stopAfter;
+        QCOMPARE(recovery.scanRecoveryForType(ScanTypeSafariHistory, path("sample.db"), &probe), 0);
+        QCOMPARE(probe.doneCalls, 1);
+        QCOMPARE(probe.reports, stopAfter);
+        QVERIFY(recovery.getSafariHistoryCount() <= whole.getSafariHistoryCount());
+    }
+}
+
+void TestSafariHistory::evidenceStaysAsItWas()
+{
+    HistorySample sample;
+    QVERIFY(makeSample(HistoryPlan(), 4096, &sample));
+    const QString folder = path("evidence");
+    const QString database = folder + QStringLiteral("/History.db");
+    QVERIFY(QDir().mkpath(folder) && QFile::copy(path("sample.db"), database));
+    for (const char *beside : {"", "-journal", "-wal"}) {
+        const QString file = database + QLatin1String(beside);
+        QVERIFY(QFile::exists(file) || writeFile(file, readFile(database).left(5000)));
+        const QStringList before = folderState(folder);
+        QVERIFY(scanHistory(database).size() > 50);
+        QCOMPARE(folderState(folder), before);
+    }
+}
+
+void TestSafariHistory::truncatedFiles()
+{
+    HistorySample sample;
+    QVERIFY(makeSample({HistoryLayout::Ios10, HistoryDeletion::SingleItems, 60}, 1024, &sample));
+    QSet<QString> urls;
+    for (const BookmarkRecord &record : sample.deleted + sample.live) {
+        urls.insert(record.url);
+    }
+    const QByteArray bytes = readFile(path("sample.db"));
+    QVERIFY(bytes.size() > 20000);
+    for (int length = 0; length < bytes.size(); length += 211) {
+        QVERIFY(writeFile(path("cut.db"), bytes.left(length)));
+        // Pages that lost their place in the tree count as deleted, but none is made up.
+        for (const BookmarkRecord &record : scanHistory(path("cut.db"))) {
+            QVERIFY2(urls.contains(record.url), qPrintable(record.url));
+        }
+    }
+}
+
+QTEST_APPLESS_MAIN(TestSafariHistory)
+#include "tst_safarihistory.moc"
