@@ -18,19 +18,26 @@ constexpr qint64 MostRebuilds = 16;
 
 constexpr int GuidLength = 36;
 
-/// True when the dashes of a guid stand where they should in the 36 bytes at `bytes`.
-bool hasGuidDashes(const char *bytes)
+bool isGuidAt(const QByteArray &region, qint64 pos)
 {
-    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
-}
-
-bool isGuid(const char *bytes)
-{
-    const auto isDigitOrDash = [](char c) { return c == '-' || std::isxdigit(uchar(c)) != 0; };
-    return hasGuidDashes(bytes) && std::all_of(bytes, bytes + GuidLength, isDigitOrDash);
+    if (!hasGuidDashesAt(region, pos)) {
+        return false;
+    }
+    const char *bytes = region.constData() + pos;
+    return std::all_of(bytes, bytes + GuidLength,
+                       [](char c) { return c == '-' || std::isxdigit(uchar(c)) != 0; });
 }
 
 } // namespace
+
+bool hasGuidDashesAt(const QByteArray &region, qint64 pos)
+{
+    if (pos < 0 || pos > region.size() - GuidLength) {
+        return false;
+    }
+    const char *bytes = region.constData() + pos;
+    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
+}
 
 void RowMatcher::trackRowid(const TableSchema &table, bool restart, bool)
 {
@@ -171,9 +178,7 @@ void RowMatcher::widenFirstType(const QByteArray &region)
     }
     const qint64 type = qint64(first[-1] & 0x7f) << 7 | *first;
     if (isTextSerialType(type, false)) {
-        serialTypes[0] = type;
-        ++m_typesLength;
-        ++headerStart;
+        takeFirstType(type, 1);
     }
 }
 
@@ -215,9 +220,8 @@ bool RowMatcher::isHeaderOfOtherSize(const QByteArray &region) const
 
 void RowMatcher::alignToGuid(const QByteArray &region, qint64 offset, int columns)
 {
-    const qint64 last = region.size() - GuidLength; // where a guid can begin
     const qint64 expected = bodyStart + offset;
-    if (offset < 0 || (expected <= last && hasGuidDashes(region.constData() + expected))) {
+    if (offset < 0 || hasGuidDashesAt(region, expected)) {
         return;
     }
     int length = 0;
@@ -226,8 +230,7 @@ void RowMatcher::alignToGuid(const QByteArray &region, qint64 offset, int column
         if (bodyStart - length <= m_anchorPos) {
             return;
         }
-        const qint64 place = expected - length;
-        if (place <= last && isGuid(region.constData() + place)) {
+        if (isGuidAt(region, expected - length)) {
             dropLastTypes(serialTypes.size() - i, length);
             return;
         }

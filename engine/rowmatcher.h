@@ -4,6 +4,9 @@
 
 struct BrokenChain;
 
+/// True when the dashes of a guid of 36 characters that begins at `pos` stand where they should.
+bool hasGuidDashesAt(const QByteArray &region, qint64 pos);
+
 /// Base of matchers that read whole rows, which other bytes may cover or which may go on elsewhere:
 ///
 /// - A payload that spills is rebuilt across its overflow pages; otherwise its last fields would be

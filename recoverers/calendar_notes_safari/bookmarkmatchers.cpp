@@ -11,17 +11,6 @@ namespace {
 constexpr qint64 LastShortType = 0x7F;
 constexpr char Text36[] = "\x55"; // serial type of the anchor, a unique identifier
 
-/// True when the dashes of a unique identifier stand where they should.
-bool isUuidAt(const QByteArray &region, qint64 pos)
-{
-    constexpr int UuidLength = 36;
-    if (pos > region.size() - UuidLength) {
-        return false;
-    }
-    const char *bytes = region.constData() + pos;
-    return bytes[8] == '-' && bytes[13] == '-' && bytes[18] == '-' && bytes[23] == '-';
-}
-
 /// The number of varints from `pos` on, up to `most`.
 int countVarints(const QByteArray &region, int pos, int most)
 {
@@ -98,7 +87,7 @@ bool BookmarkDbFile::BookmarMatcher::alignToContents(const QByteArray &region)
 {
     const qint64 uuid = bodyOffset(m_externalUuid);
     if (alignBody(region, m_externalUuid, m_externalUuid,
-                  [&](qint64 body) { return isUuidAt(region, body + uuid); })) {
+                  [&](qint64 body) { return hasGuidDashesAt(region, body + uuid); })) {
         return true;
     }
     const qint64 url = bodyOffset(m_url);

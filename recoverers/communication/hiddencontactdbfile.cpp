@@ -10,12 +10,6 @@
 
 namespace {
 
-QStringList wholeValue(const QString &text)
-{
-    const QString trimmed = text.trimmed();
-    return trimmed.isEmpty() ? QStringList() : QStringList{trimmed};
-}
-
 struct NamedValue
 {
     const char *name;
@@ -24,10 +18,10 @@ struct NamedValue
 };
 
 constexpr NamedValue NamedValues[] = {
-    {"phone", 3, telephoneNumbers},   {"email", 4, mailAddresses},
-    {"address", 5, wholeValue},       {"date", 12, wholeValue},
-    {"im", 13, wholeValue},           {"url", 22, webAddresses},
-    {"relatednames", 23, wholeValue}, {"socialprofile", 46, wholeValue},
+    {"phone", 3, telephoneNumbers},  {"email", 4, mailAddresses},
+    {"address", 5, wholeText},       {"date", 12, wholeText},
+    {"im", 13, wholeText},           {"url", 22, webAddresses},
+    {"relatednames", 23, wholeText}, {"socialprofile", 46, wholeText},
 };
 
 /// A column of the index and what it is called without its number.

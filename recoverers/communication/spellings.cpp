@@ -116,13 +116,13 @@ QStringList longestWords(const QStringList &words)
     return longest;
 }
 
+} // namespace
+
 QStringList wholeText(const QString &text)
 {
     const QString trimmed = text.trimmed();
     return trimmed.isEmpty() ? QStringList() : QStringList{trimmed};
 }
-
-} // namespace
 
 QStringList telephoneNumbers(const QString &text)
 {

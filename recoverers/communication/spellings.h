@@ -16,3 +16,6 @@ QStringList mailAddresses(const QString &spellings);
 
 /// "http://example.com/a example com a" gives "http://example.com/a".
 QStringList webAddresses(const QString &spellings);
+
+/// The text without white space around it; no value when nothing is left.
+QStringList wholeText(const QString &text);
