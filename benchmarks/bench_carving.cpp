@@ -5,84 +5,14 @@
 //   bench_carving [--folder=DIR] [--mib=256] [--keep] [options of the benchmark library]
 
 #include "benchmarks/benchfiles.h"
+#include "benchmarks/benchsupport.h"
 
-#include <benchmark/benchmark.h>
-
-#include <QDir>
 #include <QFile>
-#include <QMap>
 
 #include <cstdio>
-#include <cstring>
 #include <malloc.h>
-#include <string>
-#include <unistd.h>
-#include <vector>
 
 namespace {
-
-constexpr int pageSize = 4096;
-
-struct Options
-{
-    QString folder = QDir::tempPath();
-    int mebibytes = 256;
-    bool keep = false;
-};
-
-/// Takes this program's own options out of the argument list.
-Options takeOptions(int *argc, char **argv)
-{
-    Options options;
-    int kept = 1;
-    for (int i = 1; i < *argc; ++i) {
-        const QString argument = QString::fromLocal8Bit(argv[i]);
-        if (argument.startsWith(QLatin1String("--folder="))) {
-            options.folder = argument.mid(9);
-        } else if (argument.startsWith(QLatin1String("--mib="))) {
-            options.mebibytes = argument.mid(6).toInt();
-        } else if (argument == QLatin1String("--keep")) {
-            options.keep = true;
-        } else {
-            argv[kept++] = argv[i];
-        }
-    }
-    *argc = kept;
-    return options;
-}
-
-using Signatures = std::vector<std::string>;
-
-int countSignature(const char *bytes, qint64 size, const std::string &signature)
-{
-    int count = 0;
-    const char *end = bytes + size - signature.size() + 1;
-    for (const char *at = bytes;
-         at < end
-         && (at = static_cast<const char *>(std::memchr(at, signature[0], size_t(end - at))));
-         ++at) {
-        count += std::memcmp(at, signature.data(), signature.size()) == 0;
-    }
-    return count;
-}
-
-/// Reads the file page by page and looks for the signatures.
-qint64 readPages(const QString &path, const Signatures &signatures)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        return -1;
-    }
-    char page[pageSize];
-    qint64 result = 0;
-    for (qint64 got = 0; (got = file.read(page, pageSize)) > 0;) {
-        result += got;
-        for (const std::string &signature : signatures) {
-            result += countSignature(page, got, signature);
-        }
-    }
-    return result;
-}
 
 /// The same for each pass.
 qint64 readPasses(const QString &path, const std::vector<Signatures> &passes)
@@ -92,20 +22,6 @@ qint64 readPasses(const QString &path, const std::vector<Signatures> &passes)
         result += readPages(path, signatures);
     }
     return result;
-}
-
-template<typename Pass> void addBenchmark(const char *name, const QString &path, Pass pass)
-{
-    const qint64 size = QFile(path).size();
-    benchmark::RegisterBenchmark(name,
-                                 [pass, size](benchmark::State &state) {
-                                     for (auto _ : state) {
-                                         benchmark::DoNotOptimize(pass());
-                                     }
-                                     state.SetBytesProcessed(int64_t(state.iterations()) * size);
-                                 })
-        ->Unit(benchmark::kMillisecond)
-        ->MinTime(2);
 }
 
 void addBenchmarks(const BenchFiles &files)
@@ -122,47 +38,6 @@ void addBenchmarks(const BenchFiles &files)
     addBenchmark("messages/carve", messages, [messages] { return carveMessages(messages); });
     addBenchmark("messages/scan", messages, [messages] { return scanMessageFile(messages); });
 }
-
-/// Prints as usual and keeps the processor time of each benchmark, which other programs disturb
-/// less.
-class Reporter : public benchmark::ConsoleReporter
-{
-public:
-    Reporter()
-        : ConsoleReporter(isatty(STDOUT_FILENO) != 0 ? OO_ColorTabular : OO_None)
-    {
-    }
-
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        for (const Run &run : runs) {
-            const QString name = QString::fromStdString(run.run_name.function_name);
-            m_times[name] = run.GetAdjustedCPUTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    void printRatios() const
-    {
-        printRatio("calls/carve", "calls/search");
-        printRatio("messages/carve", "messages/search");
-        printRatio("messages/scan", "messages/search");
-        printRatio("messages/scan", "messages/carve");
-    }
-
-private:
-    void printRatio(const char *what, const char *floor) const
-    {
-        const double time = m_times.value(QString::fromLatin1(what));
-        const double floorTime = m_times.value(QString::fromLatin1(floor));
-        if (time > 0 && floorTime > 0) { // else it was not selected
-            std::printf("%s takes %.2f times the processor time of %s\n", what, time / floorTime,
-                        floor);
-        }
-    }
-
-    QMap<QString, double> m_times;
-};
 
 /// A value of /proc/self/status in KiB.
 qint64 memoryStatus(const QByteArray &field)
@@ -204,9 +79,8 @@ void printMemory(const BenchFiles &files)
 
 int main(int argc, char *argv[])
 {
-    const Options options = takeOptions(&argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv) || options.mebibytes < 1) {
+    BenchOptions options;
+    if (!takeOptions(&argc, argv, &options)) {
         return 2;
     }
     BenchFiles files;
@@ -217,10 +91,11 @@ int main(int argc, char *argv[])
     printMemory(files);
     const bool sound = verifyFiles(files);
     if (sound) {
-        Reporter reporter;
         addBenchmarks(files);
-        benchmark::RunSpecifiedBenchmarks(&reporter);
-        reporter.printRatios();
+        runAndPrintRatios({{"calls/carve", "calls/search"},
+                           {"messages/carve", "messages/search"},
+                           {"messages/scan", "messages/search"},
+                           {"messages/scan", "messages/carve"}});
     } else {
         std::fprintf(stderr, "bench_carving: the results are wrong, nothing was measured\n");
     }

@@ -128,6 +128,13 @@ bool CalendarDbFile::CalendarItemMatcher::bindColumns(const TableSchema &table)
     m_priority = table.columnIndex(QLatin1String("priority"));
     m_summary = table.columnIndex(QLatin1String("summary"));
     m_declared = declaredClasses(table);
+    m_locationId = table.columnIndex(QLatin1String("location_id"));
+    m_description = table.columnIndex(QLatin1String("description"));
+    m_startDate = table.columnIndex(QLatin1String("start_date"));
+    m_endDate = table.columnIndex(QLatin1String("end_date"));
+    m_allDay = table.columnIndex(QLatin1String("all_day"));
+    m_calendarId = table.columnIndex(QLatin1String("calendar_id"));
+    m_completionDate = table.columnIndex(QLatin1String("completion_date"));
     return m_uuid >= 1 && m_uniqueIdentifier >= 1 && m_hidden >= 1 && m_hasRecurrences >= 1
            && m_hasAttendees >= 1 && m_entityType >= 1 && m_priority >= 1 && m_summary >= 1;
 }
@@ -232,7 +239,7 @@ bool CalendarDbFile::CalendarItemMatcher::takeHeader(const QByteArray &region, i
     return true;
 }
 
-void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &table, const Row &row)
+void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &, const Row &row)
 {
     RecordFields fields = fieldsOf(row);
     bool isFrontSound = false;
@@ -242,38 +249,38 @@ void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &table, cons
         }
     }
     if (fields.isFieldLost() || isIdentifier(fields.text())) {
-        readItem(table, row);
+        readItem(row);
     } else {
-        readItem(table, ownPart(row, isFrontSound ? m_uuid - 1 : m_summary));
+        readItem(ownPart(row, isFrontSound ? m_uuid - 1 : m_summary));
     }
 }
 
-void CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, const Row &row)
+void CalendarDbFile::CalendarItemMatcher::readItem(const Row &row)
 {
     CarvedCalendarItem item;
     bool isDamaged = false;
     RecordFields fields = proseFieldsOf(row);
     while (fields.nextOfAll()) {
-        const QString &column = table.columns[fields.index() + 1].name;
-        if (column == QLatin1String("summary")) {
+        const int column = fields.index() + 1;
+        if (column == m_summary) {
             item.summary = fields.textBeforeLimit();
-        } else if (column == QLatin1String("location_id")) {
+        } else if (column == m_locationId) {
             item.locationId = fields.uncoveredInteger();
-        } else if (column == QLatin1String("description")) {
+        } else if (column == m_description) {
             item.description = fields.textBeforeLimit();
             isDamaged = cutBeforeDamage(&item.description);
-        } else if (column == QLatin1String("start_date")) {
+        } else if (column == m_startDate) {
             item.startDate = fields.uncoveredInteger();
-        } else if (column == QLatin1String("end_date")) {
+        } else if (column == m_endDate) {
             item.endDate = fields.uncoveredInteger();
             item.hasEnd = item.endDate != 0 || isLost(fields);
-        } else if (column == QLatin1String("all_day")) {
+        } else if (column == m_allDay) {
             item.allDay = qint32(fields.uncoveredInteger());
-        } else if (column == QLatin1String("calendar_id")) {
+        } else if (column == m_calendarId) {
             item.calendarId = fields.uncoveredInteger();
-        } else if (column == QLatin1String("priority")) {
+        } else if (column == m_priority) {
             item.priority = qint32(fields.uncoveredInteger());
-        } else if (column == QLatin1String("completion_date")) {
+        } else if (column == m_completionDate) {
             item.completionDate = fields.uncoveredInteger();
         }
     }
