@@ -127,6 +127,7 @@ bool makeCalendar(SampleDatabase *db, int rows, QSet<QString> *deleted, QSet<QSt
 {
     CalendarPlan plan;
     plan.items = rows;
+    plan.mostHalfHours = 6; // keeps the dates of many items in four bytes
     CalendarSample sample;
     const bool ok = makeCalendarSample(db, plan, &sample);
     for (const SampleCalendarRow &row : qAsConst(sample.deleted)) {
@@ -160,6 +161,7 @@ bool makeNotes(SampleDatabase *db, int rows, QSet<QString> *deleted, QSet<QStrin
 {
     NotePlan plan;
     plan.notes = rows;
+    plan.mostGap = 4000; // as above
     NoteSample sample;
     const bool ok = makeNoteSample(db, plan, &sample);
     for (const SampleNote &note : qAsConst(sample.deleted)) {
