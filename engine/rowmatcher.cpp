@@ -62,10 +62,8 @@ void RowMatcher::coverHeldRow()
 {
     // Where the candidate's own prefix is overwritten its identifier is taken for one byte: what is
     // read backwards there may reach far into the row in front of it.
-    const qint64 stored = m_cellPrefix.size() == CellPrefix ? m_cellPrefix[1] - m_typesLength : 0;
-    const bool isPrefix = (stored == 2 || stored == 3) && m_cellPrefix[2] == 0;
     const qint64 start =
-        isPrefix ? recordStart() : std::max<qint64>(recordStart(), typesStart() - CellPrefix);
+        hasCellPrefix() ? recordStart() : std::max<qint64>(recordStart(), typesStart() - CellPrefix);
     if (typesStart() < m_held.bodyStart || start >= m_held.localEnd) {
         return;
     }
@@ -99,7 +97,7 @@ QByteArray RowMatcher::readPayload(const QByteArray &region, QIODevice &device,
 QByteArray RowMatcher::payloadOf(const QByteArray &region, QIODevice &device,
                                  const DatabaseHeader &header, const BrokenChain &broken)
 {
-    const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
+    const CandidatePayload payload = candidatePayload();
     m_localEnd = localEnd();
     m_isRebuilt = spills(payload, header);
     if (!m_isRebuilt) {
@@ -263,13 +261,26 @@ qint64 RowMatcher::bodyOffset(int column) const
     return offset;
 }
 
+CandidatePayload RowMatcher::candidatePayload() const
+{
+    return CandidatePayload(bodyStart, m_typesLength + m_aliasTypes - 1, serialTypes);
+}
+
+qint64 RowMatcher::intactRowid(const QByteArray &region) const
+{
+    const auto *begin = reinterpret_cast<const uchar *>(region.constData());
+    const bool isIntact = hasCellPrefix() && recordStart() > 0 && payloadSize() > 0
+                          && endsInVarint(begin, begin + recordStart(), payloadSize());
+    return isIntact ? std::max<qint64>(m_cellPrefix[0], 0) : 0;
+}
+
 qint64 RowMatcher::localEnd() const
 {
-    const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
+    const CandidatePayload payload = candidatePayload();
     return payload.start + localPayloadSize(payload.size, owner->headerInfo());
 }
 
 qint64 RowMatcher::payloadSize() const
 {
-    return CandidatePayload(bodyStart, m_typesLength, serialTypes).size;
+    return candidatePayload().size;
 }
