@@ -11,6 +11,7 @@
 #include "recoverers/communication/contactdbfile.h"
 #include "recoverers/communication/hiddencontactdbfile.h"
 #include "recoverers/communication/smsdbfile.h"
+#include "recoverers/messaging/weixindbfile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -68,6 +69,8 @@ Recoverer makeRecoverer(int type)
         return std::make_unique<BookmarkDbFile>();
     case ScanTypeSafariHistory:
         return std::make_unique<BookmarkHistoryDbFile>();
+    case ScanTypeWeChat:
+        return std::make_unique<weixinDBFile>();
     default:
         return nullptr;
     }
@@ -342,5 +345,6 @@ void SqliteRecovery::releaseWhatsapps()
 
 void SqliteRecovery::releaseWeiChat()
 {
+    weixinDBFile::forgetChats();
     releaseAll(m_weiChatChats);
 }

@@ -155,6 +155,7 @@ private:
     friend class Ios9NoteDbFile;
     friend class NoteDbFile;
     friend class SMSDbFile;
+    friend class weixinDBFile;
 
     static QString calcBackupFilename(const QString &domain, const QString &relativePath);
     void scanHiddenContacts(const QString &dbPath, ScanProgress *progress);

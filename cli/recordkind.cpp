@@ -73,6 +73,11 @@ const QVector<RecordKind> &allKinds()
          QStringList{QStringLiteral("Title"), QStringLiteral("Address")},
          countOf<&SqliteRecovery::getSafariHistoryCount>,
          mapAt<&SqliteRecovery::getSafariHistory, historyMap>, pageRows},
+        {ScanTypeWeChat, "weChat", "WeChat messages", true, fieldsOf(weChatMap({})),
+         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Conversation"),
+                     QStringLiteral("Direction"), QStringLiteral("Text")},
+         countOf<&SqliteRecovery::getWeiChatCount>, mapAt<&SqliteRecovery::getWeiChat, weChatMap>,
+         weChatRows},
     };
     return kinds;
 }

@@ -7,6 +7,7 @@
 #include "api/noterecord.h"
 #include "api/personrecord.h"
 #include "api/reminderrecord.h"
+#include "api/weichatchat.h"
 
 #include <QCborArray>
 
@@ -52,6 +53,14 @@ QCborMap messageMap(const MessageItem &message)
             {QStringLiteral("service"), message.service},
             {QStringLiteral("isFromMe"), message.isFromMe},
             {QStringLiteral("isSent"), message.isSent}};
+}
+
+QCborMap weChatMessageMap(const WeiChatMessage &message)
+{
+    return {{QStringLiteral("message"), message.message},
+            {QStringLiteral("createTime"), message.createTime},
+            {QStringLiteral("type"), message.type},
+            {QStringLiteral("isFromMe"), message.isFromMe}};
 }
 
 } // namespace
@@ -131,6 +140,15 @@ QCborMap bookmarkMap(const BookmarkRecord &bookmark)
 QCborMap historyMap(const BookmarkRecord &entry)
 {
     return {{QStringLiteral("title"), entry.title}, {QStringLiteral("url"), entry.url}};
+}
+
+QCborMap weChatMap(const WeiChatChat &chat)
+{
+    QCborArray messages;
+    for (const WeiChatMessage *message : chat.messages) {
+        messages.append(weChatMessageMap(*message));
+    }
+    return {{QStringLiteral("chatId"), chat.chatId}, {QStringLiteral("messages"), messages}};
 }
 
 QCborMap recordOfKind(const char *kind, const QCborMap &fields)

@@ -168,6 +168,32 @@ QString conversationText(const QCborMap &message, const QCborMap &group)
     return address.isEmpty() ? QStringLiteral("(unknown)") : address;
 }
 
+/// What a WeChat message other than a text is; its text is then XML for the program.
+QString weChatKindText(qint64 type)
+{
+    switch (type) {
+    case 3:
+        return QStringLiteral("(picture)");
+    case 34:
+        return QStringLiteral("(voice)");
+    case 42:
+        return QStringLiteral("(contact)");
+    case 43:
+    case 62:
+        return QStringLiteral("(video)");
+    case 47:
+        return QStringLiteral("(sticker)");
+    case 48:
+        return QStringLiteral("(place)");
+    case 49:
+        return QStringLiteral("(link)");
+    case 50:
+        return QStringLiteral("(call)");
+    default:
+        return QString();
+    }
+}
+
 } // namespace
 
 TextRows callRows(const QCborMap &call)
@@ -262,4 +288,23 @@ TextRows reminderRows(const QCborMap &reminder)
 TextRows pageRows(const QCborMap &page)
 {
     return {{textOf(page, "title"), textOf(page, "url")}};
+}
+
+QStringList weChatRow(const QCborMap &message, const QCborMap &chat)
+{
+    const QString kind = weChatKindText(numberOf(message, "type"));
+    const bool isSent = message.value(QLatin1String("isFromMe")).toBool();
+    return {callDateText(numberOf(message, "createTime")), textOf(chat, "chatId"),
+            isSent ? QStringLiteral("sent") : QStringLiteral("received"),
+            kind.isEmpty() ? textOf(message, "message") : kind};
+}
+
+TextRows weChatRows(const QCborMap &chat)
+{
+    TextRows rows;
+    const QCborArray messages = listOf(chat, "messages");
+    for (const auto &message : messages) {
+        rows.append(weChatRow(message.toMap(), chat));
+    }
+    return rows;
 }

@@ -481,7 +481,7 @@ void TestCli::everyTypeRuns_data()
     row(ScanTypeWhatsapp, "whatsapp", false);
     row(ScanTypeSafariHistory, "safari-history", true);
     row(ScanTypeIos9Notes, "ios9-notes", true);
-    row(ScanTypeWeChat, "wechat", false);
+    row(ScanTypeWeChat, "wechat", true);
 }
 
 void TestCli::everyTypeRuns()
