@@ -11,6 +11,7 @@
 #include "recoverers/communication/contactdbfile.h"
 #include "recoverers/communication/hiddencontactdbfile.h"
 #include "recoverers/communication/smsdbfile.h"
+#include "recoverers/messaging/whatsappdbfile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -68,6 +69,8 @@ Recoverer makeRecoverer(int type)
         return std::make_unique<BookmarkDbFile>();
     case ScanTypeSafariHistory:
         return std::make_unique<BookmarkHistoryDbFile>();
+    case ScanTypeWhatsapp:
+        return std::make_unique<WhatsappDbFile>();
     default:
         return nullptr;
     }

@@ -118,7 +118,10 @@ public:
     unsigned getContactCount();
     const PersonRecord *getContact(unsigned index);
 
-    /// WhatsApp chats with recovered messages (ScanTypeWhatsapp).
+    /// WhatsApp chats with recovered messages (ScanTypeWhatsapp), in the order of their keys in the
+    /// database; first, one for each partner, chats of messages that name no chat. A chat's messages
+    /// come by date. A message that still exists comes only as it was before it was revoked or
+    /// edited.
     unsigned getWhatsappCount();
     const WhatsappChatRecord *getWhatsapp(unsigned index);
 
@@ -155,6 +158,7 @@ private:
     friend class Ios9NoteDbFile;
     friend class NoteDbFile;
     friend class SMSDbFile;
+    friend class WhatsappDbFile;
 
     static QString calcBackupFilename(const QString &domain, const QString &relativePath);
     void scanHiddenContacts(const QString &dbPath, ScanProgress *progress);

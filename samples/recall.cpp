@@ -14,6 +14,7 @@
 #include "samples/safariscan.h"
 #include "samples/safaritruth.h"
 #include "samples/sampledatabase.h"
+#include "samples/whatsappscan.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -133,6 +134,19 @@ bool measure(const HistoryPlan &plan, const QString &path, SafariReport *report)
     return true;
 }
 
+bool measure(const WhatsappPlan &plan, const QString &path, WhatsappResult *result)
+{
+    SampleDatabase db;
+    WhatsappSample sample;
+    QFile file(path);
+    if (!db.create(path, deviceOptions(plan.layout)) || !makeWhatsappSample(&db, plan, &sample)
+        || !db.close() || !file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    result->add(compareWhatsapp(sample, file.readAll(), scanWhatsapp(path)));
+    return true;
+}
+
 /// Every layout with every way of losing rows, each in several samples of `rows` rows.
 template<typename Plan, typename Result, typename Layouts, typename Deletions>
 bool measureAll(const Layouts &layouts, const Deletions &deletions, int rows, Run *run)
@@ -194,6 +208,12 @@ bool measureHistory(Run *run)
                                                  run);
 }
 
+bool measureWhatsapp(Run *run)
+{
+    return measureAll<WhatsappPlan, WhatsappResult>(allWhatsappLayouts(), allWhatsappDeletions(),
+                                                    600, run);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -210,10 +230,11 @@ int main(int argc, char *argv[])
                                        : kind == QLatin1String("notes")          ? measureNotes
                                        : kind == QLatin1String("bookmarks")      ? measureBookmarks
                                        : kind == QLatin1String("safari-history") ? measureHistory
+                                       : kind == QLatin1String("whatsapp")       ? measureWhatsapp
                                                                                  : nullptr;
     if (!measureKind || arguments.size() != 1) {
         QTextStream(stderr) << "usage: recall calls|contacts|messages|calendar|notes|bookmarks|"
-                               "safari-history [--verbose]\n";
+                               "safari-history|whatsapp [--verbose]\n";
         return 2;
     }
     return measureKind(&run) ? 0 : 1;
