@@ -60,12 +60,12 @@ bool RowMatcher::coversHeldHeader() const
 /// in front of a record there is at least its payload size.
 void RowMatcher::coverHeldRow()
 {
-    // Where the candidate's own prefix is overwritten its identifier is taken for one byte: what is
-    // read backwards there may reach far into the row in front of it.
+    // Where the candidate's own prefix is overwritten its identifier is taken for as long as most
+    // are: what is read backwards there may reach far into the row in front of it.
+    const qint64 usualStart = typesStart() - CellPrefix - (rowidLength - 1);
     const qint64 stored = m_cellPrefix.size() == CellPrefix ? m_cellPrefix[1] - m_typesLength : 0;
     const bool isPrefix = (stored == 2 || stored == 3) && m_cellPrefix[2] == 0;
-    const qint64 start =
-        isPrefix ? recordStart() : std::max<qint64>(recordStart(), typesStart() - CellPrefix);
+    const qint64 start = isPrefix ? std::min<qint64>(recordStart(), usualStart) : usualStart;
     if (typesStart() < m_held.bodyStart || start >= m_held.localEnd) {
         return;
     }

@@ -105,10 +105,15 @@ public:
         , m_former(sample.formerVersions)
         , m_live(sample.live)
     {
+        // What may be a deleted message without its media text counts as that, before it counts as
+        // a live one without any.
         for (const Match wanted : {Match::Whole, Match::Incomplete}) {
             for (const FoundWhatsappMessage &message : found) {
                 classify(message, wanted);
             }
+        }
+        for (const FoundWhatsappMessage &message : found) {
+            classifyLive(message);
         }
         for (const FoundWhatsappMessage &message : found) {
             if (!m_done.contains(&message)) {
@@ -131,16 +136,11 @@ private:
         }
         const Message *deleted = m_deleted.take(found, wanted);
         const Message *former = deleted ? nullptr : m_former.take(found, wanted);
-        const Message *live = deleted || former ? nullptr : m_live.take(found, wanted);
-        if (!deleted && !former && !live) {
+        if (!deleted && !former) {
             return;
         }
         m_done.insert(&found);
         m_keys.insert(keyOf(found));
-        if (live) {
-            count(&result.liveCopies, "live copy", found);
-            return;
-        }
         const Message &message = deleted ? *deleted : *former;
         m_found.insert(&message);
         if (wanted == Match::Incomplete) {
@@ -149,6 +149,15 @@ private:
             ++(deleted ? result.recovered : result.former);
         }
         compareFields(message, found);
+    }
+
+    void classifyLive(const FoundWhatsappMessage &found)
+    {
+        if (!m_done.contains(&found)
+            && (m_live.take(found, Match::Whole) || m_live.take(found, Match::Incomplete))) {
+            m_done.insert(&found);
+            count(&result.liveCopies, "live copy", found);
+        }
     }
 
     void compareFields(const Message &message, const FoundWhatsappMessage &found)

@@ -163,54 +163,77 @@ struct MediaText
     bool isIncomplete = false;
 };
 
+/// Finds media items. The key of a carved one is often unknown or concluded from its neighbours,
+/// but it names its message, as its message names it: what both say can be relied upon.
 class MediaBook
 {
 public:
+    using Carved = CarvedWhatsappRow<WhatsappMedia>;
+
     MediaBook(const LiveWhatsapp &live, const CarvedWhatsapp &carved)
         : m_live(live)
-        , m_carved(carved.media, live.highestMedia)
+        , m_byKey(carved.media, live.highestMedia)
     {
-        for (const auto &media : carved.media) {
-            const CarvedWhatsappRow<WhatsappMedia> *known = m_byMessage.value(media.row.message);
-            if (isWhatsappKey(media.row.message, live.highestMessage)
-                && (!known || (known->isIncomplete && !media.isIncomplete))) {
+        for (const Carved &media : carved.media) {
+            const Carved *known = m_byMessage.value(media.row.message);
+            if (!known || (known->isIncomplete && !media.isIncomplete)) {
                 m_byMessage.insert(media.row.message, &media);
             }
         }
+        for (const CarvedWhatsappMessage &message : carved.messages) {
+            m_messageKeys.insert(message.key.believed());
+        }
     }
 
-    /// `messageKey` is the message's own key, 0 when unknown. A media item whose key is unknown or
-    /// concluded must name the message, as far as that can be told.
-    MediaText find(const WhatsappMessage &message, qint64 messageKey) const
+    MediaText find(const WhatsappMessage &message, const CarvedRowid &messageKey) const
     {
-        if (message.media == 0) {
-            return {};
-        }
         const auto live = m_live.media.constFind(message.media);
-        if (live != m_live.media.cend()) {
-            return {&*live, false};
+        if (message.media == 0 || live != m_live.media.cend()) {
+            return message.media == 0 ? MediaText() : MediaText{&*live, false};
         }
-        const CarvedWhatsappRow<WhatsappMedia> *carved = m_carved.find(message.media);
-        const bool isBelievable =
-            carved
-            && (carved->key.isIntact || messageKey == 0 || carved->row.message == messageKey);
-        if (!isBelievable) {
-            carved = messageKey != 0 ? m_byMessage.value(messageKey) : nullptr;
+        const Carved *byKey = m_byKey.find(message.media);
+        if (byKey && (byKey->key.isIntact || !namesAnother(*byKey, messageKey))) {
+            return {&byKey->row, byKey->isIncomplete};
         }
-        return carved ? MediaText{&carved->row, carved->isIncomplete} : MediaText();
+        const Carved *byMessage = m_byMessage.value(messageKey.value);
+        if (byMessage && messageKey.value != 0 && isOf(*byMessage, message.media, messageKey)) {
+            return {&byMessage->row, byMessage->isIncomplete};
+        }
+        return {};
     }
 
 private:
+    /// True when the media item belongs to another message than that with the key, or to one that
+    /// is known when the key is not.
+    bool namesAnother(const Carved &media, const CarvedRowid &messageKey) const
+    {
+        const qint64 owner = media.row.message;
+        const qint64 believed = messageKey.believed();
+        return believed != 0 ? owner != believed
+                             : m_messageKeys.contains(owner)
+                                   || std::binary_search(m_live.messageKeys.cbegin(),
+                                                         m_live.messageKeys.cend(), owner);
+    }
+
+    /// True when a media item that names the message can have the key that the message names: two
+    /// guesses must agree.
+    static bool isOf(const Carved &media, qint64 key, const CarvedRowid &messageKey)
+    {
+        const qint64 known = media.key.believed();
+        return messageKey.believed() != 0 ? known == 0 || known == key : media.key.value == key;
+    }
+
     const LiveWhatsapp &m_live;
-    const KeyBook<WhatsappMedia> m_carved;
-    QHash<qint64, const CarvedWhatsappRow<WhatsappMedia> *> m_byMessage;
+    const KeyBook<WhatsappMedia> m_byKey;
+    QHash<qint64, const Carved *> m_byMessage;
+    QSet<qint64> m_messageKeys;
 };
 
 /// A message that is to be delivered.
 struct DeletedMessage
 {
     WhatsappMessage row; ///< with believable references only
-    qint64 key = 0;      ///< 0 when unknown
+    CarvedRowid key;     ///< without value when no message can have had it
 };
 
 /// Leaves out what still exists, copies, and pieces of what was found whole.
@@ -263,8 +286,8 @@ private:
             return;
         }
         m_contents.insert(content);
-        const qint64 key = message.key.believed();
-        m_messages.insert(place, {row, isWhatsappKey(key, m_live.highestMessage) ? key : 0});
+        const bool isKey = isWhatsappKey(message.key.value, m_live.highestMessage);
+        m_messages.insert(place, {row, isKey ? message.key : CarvedRowid()});
         for (const int piece : m_copies.take(message.row)) {
             m_knownPieces.insert(piece);
         }

@@ -24,6 +24,10 @@ int WhatsappDbFile::scanDeletedRecords(SqliteRecovery *resultHolder)
     m_liveMedia = m_live.media.keys().toVector();
     m_carved = CarvedWhatsapp();
     carve();
+    dropOtherEntities(m_live.sessionEntity, &m_carved.sessions);
+    dropOtherEntities(m_live.memberEntity, &m_carved.members);
+    dropOtherEntities(m_live.mediaEntity, &m_carved.media);
+    dropOtherEntities(m_live.messageEntity, &m_carved.messages);
     markLiveCopies(query, &m_carved);
     for (std::unique_ptr<WhatsappChatRecord> &chat : assembleWhatsappChats(m_live, m_carved)) {
         resultHolder->m_whatsappChats.append(chat.release());

@@ -2,6 +2,7 @@
 
 #include "engine/fieldreader.h"
 #include "engine/serialtype.h"
+#include "engine/varint.h"
 
 namespace {
 
@@ -62,6 +63,18 @@ constexpr WhatsappColumn<WhatsappMessage> MessageColumns[] = {
     {"ztojid", nullptr, &WhatsappMessage::toJid},
 };
 
+/// What is read in place of an address is none where a header is read shifted.
+bool isAddress(const QString &text)
+{
+    return text.contains(QLatin1Char('@'));
+}
+
+/// The bytes of most keys of a table.
+int usualKeyLength(qint64 highest)
+{
+    return highest >= 1 && highest != UnknownHighestKey ? varintLength(highest) : 1;
+}
+
 /// In the order in which a row holds them.
 constexpr QString WhatsappMessage::*MessageTexts[] = {
     &WhatsappMessage::fromJid, &WhatsappMessage::pushName, &WhatsappMessage::stanzaId,
@@ -91,23 +104,50 @@ bool WhatsappMatcher<Fields>::matchHeader(const TableSchema &table, const QByteA
 {
     const int columnCount = table.columns.size();
     decodeAround(region, anchorPos, m_anchor - 1, columnCount - m_anchor);
-    if (serialTypes.size() != columnCount - 1 || !isRow() || isCellOfOtherLayout(region)) {
+    takeEntityAsByte();
+    if (serialTypes.size() != columnCount - 1 || !isRow() || !isOfLiveEntity(region)
+        || isCellOfOtherLayout(region)) {
         return false;
     }
     keepRowid(region);
     return true;
 }
 
+/// The type of the entity's number is one byte; where it seems longer, the rest is the header of a
+/// freeblock.
+template<typename Fields> void WhatsappMatcher<Fields>::takeEntityAsByte()
+{
+    if (m_entity == 1 && !serialTypes.isEmpty() && varintLength(serialTypes[0]) > 1) {
+        takeFirstType(serialTypes[0] & 0x7f, 1 - varintLength(serialTypes[0]));
+    }
+}
+
 template<typename Fields>
-void WhatsappMatcher<Fields>::readField(RecordFields &fields, Fields *row,
+bool WhatsappMatcher<Fields>::isOfLiveEntity(const QByteArray &region) const
+{
+    if (m_entity < 1 || m_knownEntity.live == 0) {
+        return true;
+    }
+    const qint64 start = bodyStart + bodyOffset(m_entity);
+    return start <= region.size()
+           && decodeIntegerField(region.constData() + start, region.size() - start,
+                                 columnType(m_entity), owner->headerInfo().textEncoding)
+                  == m_knownEntity.live;
+}
+
+template<typename Fields>
+void WhatsappMatcher<Fields>::readField(RecordFields &fields, CarvedWhatsappRow<Fields> *carved,
                                         QString Fields::*prose) const
 {
-    const Column *column = m_columns.at(fields.index() + 1);
-    if (column && column->number) {
-        row->*column->number = fields.uncoveredInteger();
+    const int index = fields.index() + 1;
+    const Column *column = m_columns.at(index);
+    if (index == m_entity) {
+        carved->entity = fields.uncoveredInteger();
+    } else if (column && column->number) {
+        carved->row.*column->number = fields.uncoveredInteger();
     } else if (column) {
         const bool isProse = column->text == prose;
-        row->*column->text = isProse ? fields.textBeforeLimit() : fields.uncoveredText();
+        carved->row.*column->text = isProse ? fields.textBeforeLimit() : fields.uncoveredText();
     }
 }
 
@@ -116,7 +156,7 @@ bool WhatsappMatcher<Fields>::readFields(const Row &row, CarvedWhatsappRow<Field
 {
     RecordFields fields = fieldsOf(row);
     while (fields.nextOfAll()) {
-        readField(fields, &carved->row);
+        readField(fields, carved);
     }
     for (const Column *column : m_columns) {
         if (column && column->text && hasUnwritableCharacters(carved->row.*column->text)) {
@@ -129,8 +169,17 @@ bool WhatsappMatcher<Fields>::readFields(const Row &row, CarvedWhatsappRow<Field
     return !isCut(row, fields);
 }
 
+template<typename Fields>
+void WhatsappMatcher<Fields>::numberKept(CarvedWhatsappRow<Fields> *kept, const Row &row)
+{
+    const qint64 registered = m_knownEntity.registered;
+    if (!kept->isIncomplete && (registered == 0 || kept->entity == registered)) {
+        number(&kept->key, row);
+    }
+}
+
 WhatsappDbFile::SessionMatcher::SessionMatcher(WhatsappDbFile *recoverer)
-    : WhatsappMatcher(recoverer->m_liveSessions)
+    : WhatsappMatcher(recoverer->m_liveSessions, recoverer->m_live.sessionEntity)
     , m_owner(recoverer)
 {
     owner = recoverer;
@@ -160,18 +209,15 @@ bool WhatsappDbFile::SessionMatcher::isRow() const
 void WhatsappDbFile::SessionMatcher::readRow(const TableSchema &, const Row &row)
 {
     CarvedWhatsappRow<WhatsappSession> carved;
-    // Of no use without the address, which comes before the name.
-    if (!readFields(row, &carved) || carved.row.contactJid.isEmpty()) {
+    if (!readFields(row, &carved) || !isAddress(carved.row.contactJid)) {
         return;
     }
     m_owner->m_carved.sessions.push_back(carved);
-    if (!carved.isIncomplete) {
-        number(&m_owner->m_carved.sessions.back().key, row);
-    }
+    numberKept(&m_owner->m_carved.sessions.back(), row);
 }
 
 WhatsappDbFile::MemberMatcher::MemberMatcher(WhatsappDbFile *recoverer)
-    : WhatsappMatcher(recoverer->m_liveMembers)
+    : WhatsappMatcher(recoverer->m_liveMembers, recoverer->m_live.memberEntity)
     , m_owner(recoverer)
 {
     owner = recoverer;
@@ -204,15 +250,15 @@ void WhatsappDbFile::MemberMatcher::readRow(const TableSchema &, const Row &row)
 {
     CarvedWhatsappRow<WhatsappMember> carved;
     // A member whose name is lost must not stand for one without a name.
-    if (!readFields(row, &carved) || carved.isIncomplete) {
+    if (!readFields(row, &carved) || carved.isIncomplete || !isAddress(carved.row.memberJid)) {
         return;
     }
     m_owner->m_carved.members.push_back(carved);
-    number(&m_owner->m_carved.members.back().key, row);
+    numberKept(&m_owner->m_carved.members.back(), row);
 }
 
 WhatsappDbFile::MediaMatcher::MediaMatcher(WhatsappDbFile *recoverer)
-    : WhatsappMatcher(recoverer->m_liveMedia)
+    : WhatsappMatcher(recoverer->m_liveMedia, recoverer->m_live.mediaEntity)
     , m_owner(recoverer)
 {
     owner = recoverer;
@@ -248,16 +294,15 @@ void WhatsappDbFile::MediaMatcher::readRow(const TableSchema &, const Row &row)
         return;
     }
     m_owner->m_carved.media.push_back(carved);
-    if (!carved.isIncomplete) {
-        number(&m_owner->m_carved.media.back().key, row);
-    }
+    numberKept(&m_owner->m_carved.media.back(), row);
 }
 
 WhatsappDbFile::MessageMatcher::MessageMatcher(WhatsappDbFile *recoverer)
-    : WhatsappMatcher(recoverer->m_live.messageKeys)
+    : WhatsappMatcher(recoverer->m_live.messageKeys, recoverer->m_live.messageEntity)
     , m_owner(recoverer)
 {
     owner = recoverer;
+    rowidLength = usualKeyLength(recoverer->m_live.highestMessage);
     signatures = matchersOf(Real, FourByteInteger);
 }
 
@@ -294,7 +339,7 @@ void WhatsappDbFile::MessageMatcher::readRow(const TableSchema &, const Row &row
     bool isDateLost = false;
     RecordFields fields = proseFieldsOf(row);
     while (fields.nextOfAll()) {
-        readField(fields, &carved.row, &WhatsappMessage::text);
+        readField(fields, &carved, &WhatsappMessage::text);
         isDateLost = isDateLost || (fields.index() + 1 == m_anchor && fields.isFieldLost());
     }
     const bool isDamaged = cutAtDamage(&carved.row);
@@ -307,7 +352,5 @@ void WhatsappDbFile::MessageMatcher::readRow(const TableSchema &, const Row &row
     }
     carved.key = keptRowid();
     m_owner->m_carved.messages.push_back(carved);
-    if (!carved.isIncomplete) {
-        number(&m_owner->m_carved.messages.back().key, row);
-    }
+    numberKept(&m_owner->m_carved.messages.back(), row);
 }

@@ -17,7 +17,13 @@ template<typename Fields> class WhatsappMatcher : public NumberedMatcher
 {
 public:
     using Column = WhatsappColumn<Fields>;
-    using NumberedMatcher::NumberedMatcher;
+
+    /// `liveKeys` are the keys of the table's live rows, ascending; borrowed.
+    WhatsappMatcher(const QVector<qint64> &liveKeys, const WhatsappEntity &entity)
+        : NumberedMatcher(liveKeys)
+        , m_knownEntity(entity)
+    {
+    }
 
     bool matchHeader(const TableSchema &table, const QByteArray &region, int anchorPos) override;
 
@@ -28,6 +34,7 @@ protected:
     /// Notes the columns that fields are read from; a missing one is never read.
     template<int count> void bindFields(const TableSchema &table, const Column (&columns)[count])
     {
+        m_entity = table.columnIndex(QLatin1String("z_ent"));
         m_columns.fill(nullptr, table.columns.size());
         for (const Column &column : columns) {
             const int index = table.columnIndex(QLatin1String(column.name));
@@ -39,14 +46,24 @@ protected:
 
     /// Reads the current field. Numbers and names that are covered stay empty; of prose the part in
     /// front is kept.
-    void readField(RecordFields &fields, Fields *row, QString Fields::*prose = nullptr) const;
+    void readField(RecordFields &fields, CarvedWhatsappRow<Fields> *carved,
+                   QString Fields::*prose = nullptr) const;
 
     /// Reads all fields; returns false for a row that is cut. Names that nobody writes are cleared.
     bool readFields(const Row &row, CarvedWhatsappRow<Fields> *carved) const;
 
+    /// Numbers the row that was just kept, if it is in sequence with its neighbours: one that is
+    /// covered is not, nor one that is no row of the table.
+    void numberKept(CarvedWhatsappRow<Fields> *kept, const Row &row);
+
     int m_anchor = -1; ///< the column of the anchor
 
 private:
+    void takeEntityAsByte();
+    bool isOfLiveEntity(const QByteArray &region) const;
+
+    WhatsappEntity m_knownEntity;
+    int m_entity = -1;                 ///< the column; it may be missing
     QVector<const Column *> m_columns; ///< by column; null for those that are not read
 };
 

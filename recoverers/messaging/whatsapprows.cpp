@@ -77,6 +77,20 @@ void readMedia(LiveQuery &query, LiveWhatsapp *live)
         });
 }
 
+WhatsappEntity readEntity(LiveQuery &query, const char *table, const char *name)
+{
+    WhatsappEntity entity;
+    query.forEachRow(
+        QStringLiteral("select min(z_ent), max(z_ent) from %1").arg(QLatin1String(table)),
+        [&entity](const LiveRow &row) {
+            entity.live = row.integer(0) == row.integer(1) ? row.integer(0) : 0;
+        });
+    query.forEachRow(QStringLiteral("select z_ent from z_primarykey where z_name = '%1'")
+                         .arg(QLatin1String(name)),
+                     [&entity](const LiveRow &row) { entity.registered = row.integer(0); });
+    return entity;
+}
+
 /// The record of the highest key can be out of date; a row that exists had a key.
 template<typename Rows> void raise(qint64 *highest, const Rows &rows)
 {
@@ -118,6 +132,10 @@ LiveWhatsapp readWhatsapp(LiveQuery &query)
     readMedia(query, &live);
     query.forEachRow(QStringLiteral("select z_pk from zwamessage order by z_pk"),
                      [&live](const LiveRow &row) { live.messageKeys.append(row.integer(0)); });
+    live.sessionEntity = readEntity(query, "zwachatsession", "WAChatSession");
+    live.memberEntity = readEntity(query, "zwagroupmember", "WAGroupMember");
+    live.mediaEntity = readEntity(query, "zwamediaitem", "WAMediaItem");
+    live.messageEntity = readEntity(query, "zwamessage", "WAMessage");
     raise(&live.highestSession, live.sessions);
     raise(&live.highestMember, live.members);
     raise(&live.highestMedia, live.media);

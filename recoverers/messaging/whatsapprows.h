@@ -8,6 +8,7 @@
 #include <QString>
 #include <QVector>
 
+#include <algorithm>
 #include <deque>
 #include <limits>
 
@@ -68,6 +69,7 @@ struct WhatsappMessage
 template<typename Row> struct CarvedWhatsappRow
 {
     CarvedRowid key;
+    qint64 entity = 0; ///< the number of the table's entity, where the row is one of this table
     Row row;
     bool isIncomplete = false; ///< some field could not be read, or not to its end
 };
@@ -90,6 +92,40 @@ struct CarvedWhatsapp
 /// was.
 constexpr qint64 UnknownHighestKey = std::numeric_limits<qint64>::max();
 
+/// The number of a table's entity, which all its rows hold: any other number shows a header that is
+/// read shifted, or bytes that are no row. 0 where it is not known.
+struct WhatsappEntity
+{
+    qint64 live = 0;       ///< as all live rows have it
+    qint64 registered = 0; ///< as the list of entities says
+};
+
+/// Drops the rows that are not of the table's entity. Where no live row tells which that is, the
+/// rows whose cells are whole decide, then the list of entities, then the majority.
+template<typename Rows> void dropOtherEntities(const WhatsappEntity &entity, Rows *rows)
+{
+    QHash<qint64, size_t> counts;
+    QHash<qint64, size_t> intactCounts;
+    for (const auto &row : *rows) {
+        ++counts[row.entity];
+        intactCounts[row.entity] += row.key.isIntact ? 1 : 0;
+    }
+    const auto mostOf = [](const QHash<qint64, size_t> &numbers) {
+        return std::max_element(numbers.cbegin(), numbers.cend());
+    };
+    if (rows->empty()) {
+        return;
+    }
+    const auto intact = mostOf(intactCounts);
+    const qint64 kept = entity.live != 0                     ? entity.live
+                        : *intact > 0                        ? intact.key()
+                        : counts.contains(entity.registered) ? entity.registered
+                                                             : mostOf(counts).key();
+    rows->erase(std::remove_if(rows->begin(), rows->end(),
+                               [kept](const auto &row) { return row.entity != kept; }),
+                rows->end());
+}
+
 /// What still exists, by key, and the highest keys that were ever given out.
 struct LiveWhatsapp
 {
@@ -101,6 +137,10 @@ struct LiveWhatsapp
     qint64 highestMember = UnknownHighestKey;
     qint64 highestMedia = UnknownHighestKey;
     qint64 highestMessage = UnknownHighestKey;
+    WhatsappEntity sessionEntity;
+    WhatsappEntity memberEntity;
+    WhatsappEntity mediaEntity;
+    WhatsappEntity messageEntity;
 };
 
 /// True for a key that some row can have had.
