@@ -73,6 +73,11 @@ const QVector<RecordKind> &allKinds()
          QStringList{QStringLiteral("Title"), QStringLiteral("Address")},
          countOf<&SqliteRecovery::getSafariHistoryCount>,
          mapAt<&SqliteRecovery::getSafariHistory, historyMap>, pageRows},
+        {ScanTypeWhatsapp, "whatsapp", "WhatsApp messages", true, fieldsOf(whatsappMap({})),
+         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Chat"),
+                     QStringLiteral("Direction"), QStringLiteral("Text")},
+         countOf<&SqliteRecovery::getWhatsappCount>,
+         mapAt<&SqliteRecovery::getWhatsapp, whatsappMap>, whatsappRows},
     };
     return kinds;
 }

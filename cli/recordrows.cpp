@@ -168,6 +168,37 @@ QString conversationText(const QCborMap &message, const QCborMap &group)
     return address.isEmpty() ? QStringLiteral("(unknown)") : address;
 }
 
+/// Stands for the text of a message that has none.
+QString messageKindText(qint64 type)
+{
+    switch (type) {
+    case 0:
+        return QString();
+    case 1:
+        return QStringLiteral("(picture)");
+    case 2:
+        return QStringLiteral("(video)");
+    case 3:
+        return QStringLiteral("(voice)");
+    case 4:
+        return QStringLiteral("(contact)");
+    case 5:
+        return QStringLiteral("(place)");
+    case 6:
+        return QStringLiteral("(change of the group)");
+    case 7:
+        return QStringLiteral("(link)");
+    case 8:
+        return QStringLiteral("(document)");
+    case 14:
+        return QStringLiteral("(revoked)");
+    case 15:
+        return QStringLiteral("(sticker)");
+    default:
+        return QStringLiteral("(message of type %1)").arg(type);
+    }
+}
+
 } // namespace
 
 TextRows callRows(const QCborMap &call)
@@ -262,4 +293,28 @@ TextRows reminderRows(const QCborMap &reminder)
 TextRows pageRows(const QCborMap &page)
 {
     return {{textOf(page, "title"), textOf(page, "url")}};
+}
+
+QStringList whatsappRow(const QCborMap &message, const QCborMap &chat)
+{
+    const QString name = textOf(chat, "chatName");
+    const QString sender = textOf(message, "senderName");
+    const QString shown = name.isEmpty() ? QStringLiteral("(unknown)") : name;
+    const bool isSent = numberOf(message, "isFromMe") != 0;
+    // A title without a text ends in empty lines.
+    const QString text = textOf(message, "text").simplified();
+    return {noteDateText(numberOf(message, "date")),
+            sender.isEmpty() ? shown : QStringLiteral("%1 (%2)").arg(shown, sender),
+            isSent ? QStringLiteral("sent") : QStringLiteral("received"),
+            text.isEmpty() ? messageKindText(numberOf(message, "messageType")) : text};
+}
+
+TextRows whatsappRows(const QCborMap &chat)
+{
+    TextRows rows;
+    const QCborArray messages = listOf(chat, "messages");
+    for (const auto &message : messages) {
+        rows.append(whatsappRow(message.toMap(), chat));
+    }
+    return rows;
 }
