@@ -411,7 +411,8 @@ void TestWhatsappAssembler::copiesAndPieces_data()
     QTest::newRow("other media") << "media" << false << "milk" << 2;
     QTest::newRow("other reply") << "parent" << false << "milk" << 2;
     QTest::newRow("piece") << QString() << true << "mi" << 1;
-    QTest::newRow("piece of another") << QString() << true << "te" << 2;
+    QTest::newRow("piece of another") << QString() << true << "tea, please" << 2;
+    QTest::newRow("piece with a stray end") << QString() << true << "miq" << 1;
     QTest::newRow("piece without identifier") << "no stanza" << true << "" << 1;
     QTest::newRow("piece with another identifier") << "stanza" << true << "mi" << 2;
     QTest::newRow("piece of another chat") << "session" << true << "mi" << 2;

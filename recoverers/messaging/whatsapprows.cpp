@@ -116,6 +116,14 @@ QString wholeKey(const QString &key, const QString &text)
     return key + QLatin1Char('=') + text;
 }
 
+/// Where one row covers another, single bytes of a third may be left between them: the last
+/// characters of a piece say nothing.
+QString believableText(const WhatsappMessage &piece)
+{
+    constexpr int doubtful = 4;
+    return piece.text.left(piece.text.size() - std::min(piece.text.size(), doubtful));
+}
+
 QString pieceKey(const QString &key, const QString &text)
 {
     return key + QLatin1Char('<') + text;
@@ -149,8 +157,9 @@ void WhatsappCopies::add(const CarvedWhatsappMessage &message, int number)
 {
     const QString key = keyOf(message.row, message.row.stanzaId);
     if (message.isIncomplete) {
-        m_numbers[pieceKey(key, message.row.text)].append(number);
-        m_lengths[key].insert(message.row.text.size());
+        const QString text = believableText(message.row);
+        m_numbers[pieceKey(key, text)].append(number);
+        m_lengths[key].insert(text.size());
     } else {
         m_numbers[wholeKey(key, message.row.text)].append(number);
     }
