@@ -28,7 +28,8 @@ class ScanProgress;
 /// returns null when index is not below getXxxCount().
 ///
 /// Kinds: this version recovers calls, contacts, messages, events, reminders, notes, Safari
-/// bookmarks and Safari history. The scans of all other kinds are accepted and find nothing.
+/// bookmarks, Safari history and WhatsApp messages. The scans of all other kinds are accepted and
+/// find nothing.
 ///
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
 /// Where a write-ahead log that is not empty lies beside a database, both are copied for the time

@@ -52,14 +52,35 @@ Match match(const Message &message, const WhatsappMessageItem &found)
     return isMediaLost || item.text.startsWith(found.text) ? Match::Incomplete : Match::None;
 }
 
+/// True when the file holds the row: its serial types and, next to them, its values (of a long row
+/// their beginning, the rest of which lies on other pages).
+bool isWholeInFile(const Message &message, const QByteArray &file)
+{
+    constexpr int inOneCell = 3900;
+    constexpr int leastInCell = 400;
+    QVariantList values;
+    for (const QString &column : whatsappColumns(QStringLiteral("ZWAMESSAGE")).mid(1)) {
+        values << message.row.value(column);
+    }
+    const EncodedRow row = encodeValues(values, "UTF-8");
+    return file.contains(row.types
+                         + (row.body.size() < inOneCell ? row.body : row.body.left(leastInCell)));
+}
+
 /// Versions by date, each of which is found once at most.
 class Versions
 {
 public:
-    explicit Versions(const QVector<Message> &messages)
+    /// Pictures of one second can be equal in all that is compared: those that the file holds are
+    /// taken first.
+    Versions(const QVector<Message> &messages, const QByteArray &file)
     {
-        for (const Message &message : messages) {
-            m_byDate.insert(message.item.date, &message);
+        for (const bool isWhole : {false, true}) {
+            for (const Message &message : messages) {
+                if (isWholeInFile(message, file) == isWhole) {
+                    m_byDate.insert(message.item.date, &message);
+                }
+            }
         }
     }
 
@@ -81,29 +102,15 @@ private:
     QMultiHash<qint32, const Message *> m_byDate;
 };
 
-/// True when the file holds the row: its serial types and, next to them, its values (of a long row
-/// their beginning, the rest of which lies on other pages).
-bool isWholeInFile(const Message &message, const QByteArray &file)
-{
-    constexpr int inOneCell = 3900;
-    constexpr int leastInCell = 400;
-    QVariantList values;
-    for (const QString &column : whatsappColumns(QStringLiteral("ZWAMESSAGE")).mid(1)) {
-        values << message.row.value(column);
-    }
-    const EncodedRow row = encodeValues(values, "UTF-8");
-    return file.contains(row.types
-                         + (row.body.size() < inOneCell ? row.body : row.body.left(leastInCell)));
-}
-
 class Comparison
 {
 public:
-    Comparison(const WhatsappSample &sample, const QVector<FoundWhatsappMessage> &found)
+    Comparison(const WhatsappSample &sample, const QByteArray &file,
+               const QVector<FoundWhatsappMessage> &found)
         : m_sample(sample)
-        , m_deleted(sample.deleted)
-        , m_former(sample.formerVersions)
-        , m_live(sample.live)
+        , m_deleted(sample.deleted, file)
+        , m_former(sample.formerVersions, file)
+        , m_live(sample.live, file)
     {
         // What may be a deleted message without its media text counts as that, before it counts as
         // a live one without any.
@@ -240,7 +247,7 @@ QString WhatsappResult::summary() const
 WhatsappResult compareWhatsapp(const WhatsappSample &sample, const QByteArray &file,
                                const QVector<FoundWhatsappMessage> &found)
 {
-    const Comparison comparison(sample, found);
+    const Comparison comparison(sample, file, found);
     WhatsappResult result = comparison.result;
     result.deleted = sample.deleted.size();
     for (const SampleWhatsappMessage &message : sample.deleted) {

@@ -236,6 +236,9 @@ struct DeletedMessage
     CarvedRowid key;     ///< without value when no message can have had it
 };
 
+/// Messages of one chat; borrowed.
+using ChatMessages = QVector<const DeletedMessage *>;
+
 /// Leaves out what still exists, copies, and pieces of what was found whole.
 class DeletedMessages
 {
@@ -328,13 +331,12 @@ public:
     }
 
     /// `messages` are those of the chat `session` (0 for a chat that is not known), in order.
-    std::unique_ptr<WhatsappChatRecord> make(qint64 session,
-                                             const QVector<DeletedMessage> &messages) const
+    std::unique_ptr<WhatsappChatRecord> make(qint64 session, const ChatMessages &messages) const
     {
         auto chat = std::make_unique<WhatsappChatRecord>();
         Names names{chat.get(), {}, {}};
-        for (const DeletedMessage &message : messages) {
-            add(message, &names);
+        for (const DeletedMessage *message : messages) {
+            add(*message, &names);
         }
         chat->chatName = nameOf(session, messages, chat->chatJids);
         return chat;
@@ -408,13 +410,12 @@ private:
         }
     }
 
-    QString nameOf(qint64 key, const QVector<DeletedMessage> &messages,
-                   const QStringList &partners) const
+    QString nameOf(qint64 key, const ChatMessages &messages, const QStringList &partners) const
     {
         QStringList jids = partners;
         QString group;
-        for (const DeletedMessage &message : messages) {
-            for (const QString &jid : {message.row.fromJid, message.row.toJid}) {
+        for (const DeletedMessage *message : messages) {
+            for (const QString &jid : {message->row.fromJid, message->row.toJid}) {
                 group = group.isEmpty() && isGroupJid(jid) ? jid : group;
             }
         }
@@ -466,17 +467,17 @@ std::vector<std::unique_ptr<WhatsappChatRecord>> assembleWhatsappChats(const Liv
                                                                        const CarvedWhatsapp &carved)
 {
     ChatPlaces places;
-    std::map<ChatPlaces::Place, QVector<DeletedMessage>> chats;
+    std::map<ChatPlaces::Place, ChatMessages> chats;
     const DeletedMessages deleted(live, carved);
     for (const DeletedMessage &message : deleted.messages()) {
-        chats[places.placeOf(message.row)].append(message);
+        chats[places.placeOf(message.row)].append(&message);
     }
     const ChatMaker maker(live, carved);
     std::vector<std::unique_ptr<WhatsappChatRecord>> records;
     for (auto &[place, ofChat] : chats) {
         std::stable_sort(ofChat.begin(), ofChat.end(),
-                         [](const DeletedMessage &a, const DeletedMessage &b) {
-                             return a.row.date < b.row.date;
+                         [](const DeletedMessage *a, const DeletedMessage *b) {
+                             return a->row.date < b->row.date;
                          });
         records.push_back(maker.make(place.first, ofChat));
     }
