@@ -120,9 +120,9 @@ public:
     const PersonRecord *getContact(unsigned index);
 
     /// WhatsApp chats with recovered messages (ScanTypeWhatsapp), in the order of their keys in the
-    /// database; first, one for each partner, chats of messages that name no chat. A chat's messages
-    /// come by date. A message that still exists comes only as it was before it was revoked or
-    /// edited.
+    /// database; first, one for each partner, chats of messages that name no chat. A chat's
+    /// messages come by date. A message that still exists comes only as it was before it was
+    /// revoked or edited.
     unsigned getWhatsappCount();
     const WhatsappChatRecord *getWhatsapp(unsigned index);
 
