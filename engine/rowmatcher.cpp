@@ -62,7 +62,8 @@ void RowMatcher::coverHeldRow()
 {
     // Where the candidate's own prefix is overwritten its identifier is taken for as long as most
     // are: what is read backwards there may reach far into the row in front of it.
-    const qint64 usualStart = typesStart() - CellPrefix - (rowidLength - 1);
+    const qint64 usualStart =
+        std::max<qint64>(recordStart(), typesStart() - CellPrefix) - (rowidLength - 1);
     const qint64 stored = m_cellPrefix.size() == CellPrefix ? m_cellPrefix[1] - m_typesLength : 0;
     const bool isPrefix = (stored == 2 || stored == 3) && m_cellPrefix[2] == 0;
     const qint64 start = isPrefix ? std::min<qint64>(recordStart(), usualStart) : usualStart;
