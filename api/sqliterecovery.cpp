@@ -12,6 +12,7 @@
 #include "recoverers/communication/hiddencontactdbfile.h"
 #include "recoverers/communication/smsdbfile.h"
 #include "recoverers/messaging/weixindbfile.h"
+#include "recoverers/messaging/whatsappdbfile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -71,6 +72,8 @@ Recoverer makeRecoverer(int type)
         return std::make_unique<BookmarkHistoryDbFile>();
     case ScanTypeWeChat:
         return std::make_unique<weixinDBFile>();
+    case ScanTypeWhatsapp:
+        return std::make_unique<WhatsappDbFile>();
     default:
         return nullptr;
     }

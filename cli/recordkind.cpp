@@ -78,6 +78,11 @@ const QVector<RecordKind> &allKinds()
                      QStringLiteral("Direction"), QStringLiteral("Text")},
          countOf<&SqliteRecovery::getWeiChatCount>, mapAt<&SqliteRecovery::getWeiChat, weChatMap>,
          weChatRows},
+        {ScanTypeWhatsapp, "whatsapp", "WhatsApp messages", true, fieldsOf(whatsappMap({})),
+         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Chat"),
+                     QStringLiteral("Direction"), QStringLiteral("Text")},
+         countOf<&SqliteRecovery::getWhatsappCount>,
+         mapAt<&SqliteRecovery::getWhatsapp, whatsappMap>, whatsappRows},
     };
     return kinds;
 }

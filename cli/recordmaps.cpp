@@ -8,6 +8,7 @@
 #include "api/personrecord.h"
 #include "api/reminderrecord.h"
 #include "api/weichatchat.h"
+#include "api/whatsappchatrecord.h"
 
 #include <QCborArray>
 
@@ -61,6 +62,20 @@ QCborMap weChatMessageMap(const WeiChatMessage &message)
             {QStringLiteral("createTime"), message.createTime},
             {QStringLiteral("type"), message.type},
             {QStringLiteral("isFromMe"), message.isFromMe}};
+}
+
+QCborMap whatsappMessageMap(const WhatsappMessageItem &message)
+{
+    return {{QStringLiteral("messageType"), message.messageType},
+            {QStringLiteral("isFromMe"), message.isFromMe},
+            {QStringLiteral("messageStatus"), message.messageStatus},
+            {QStringLiteral("groupEventType"), message.groupEventType},
+            {QStringLiteral("date"), message.date},
+            {QStringLiteral("hasParent"), message.hasParent},
+            {QStringLiteral("text"), message.text},
+            {QStringLiteral("senderName"), message.senderName},
+            {QStringLiteral("vcardText"), message.vcardText},
+            {QStringLiteral("toJid"), message.toJid}};
 }
 
 } // namespace
@@ -149,6 +164,18 @@ QCborMap weChatMap(const WeiChatChat &chat)
         messages.append(weChatMessageMap(*message));
     }
     return {{QStringLiteral("chatId"), chat.chatId}, {QStringLiteral("messages"), messages}};
+}
+
+QCborMap whatsappMap(const WhatsappChatRecord &chat)
+{
+    QCborArray messages;
+    for (const WhatsappMessageItem *message : chat.messages) {
+        messages.append(whatsappMessageMap(*message));
+    }
+    return {{QStringLiteral("chatName"), chat.chatName},
+            {QStringLiteral("memberNames"), QCborArray::fromStringList(chat.memberNames)},
+            {QStringLiteral("chatJids"), QCborArray::fromStringList(chat.chatJids)},
+            {QStringLiteral("messages"), messages}};
 }
 
 QCborMap recordOfKind(const char *kind, const QCborMap &fields)

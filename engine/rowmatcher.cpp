@@ -60,10 +60,11 @@ bool RowMatcher::coversHeldHeader() const
 /// in front of a record there is at least its payload size.
 void RowMatcher::coverHeldRow()
 {
-    // Where the candidate's own prefix is overwritten its identifier is taken for one byte: what is
-    // read backwards there may reach far into the row in front of it.
-    const qint64 start =
-        hasCellPrefix() ? recordStart() : std::max<qint64>(recordStart(), typesStart() - CellPrefix);
+    // Where the candidate's own prefix is overwritten its identifier is taken for as long as most
+    // are: what is read backwards there may reach far into the row in front of it.
+    const qint64 usualStart =
+        std::max<qint64>(recordStart(), typesStart() - CellPrefix) - (rowidLength - 1);
+    const qint64 start = hasCellPrefix() ? std::min<qint64>(recordStart(), usualStart) : usualStart;
     if (typesStart() < m_held.bodyStart || start >= m_held.localEnd) {
         return;
     }

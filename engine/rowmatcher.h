@@ -154,6 +154,9 @@ protected:
     /// Where its bytes in the region end.
     qint64 localEnd() const;
 
+    /// The bytes of most row identifiers, for tables whose rows have two bytes of payload size at
+    /// least: it tells from where on a row whose identifier is overwritten covers another one.
+    int rowidLength = 1;
     QVector<qint64> m_cellPrefix; ///< kept, so that a candidate needs no list of its own
     int m_typesLength = 0;        ///< bytes of the candidate's serial types
     /// 1 when the type of the rowid alias, NULL, stands in front of the decoded ones; 0 when it is
