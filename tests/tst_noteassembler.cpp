@@ -84,30 +84,44 @@ void TestNoteAssembler::notes_data()
         "1|A|A\ntea;2|A|tea");
     row("first of two bodies", {{note("A", "x")}, {body("A<div>1</div>"), body("A<div>2</div>")}},
         "1|A|A\n1;0|A|A\n2");
-    row("body that goes on as the summary",
+    row("order of the bodies, whatever the summary",
         {{note("A", "2"), note("A", "1", 2)}, {body("A<div>1</div>"), body("A<div>2</div>")}},
-        "1|A|A\n2;2|A|A\n1");
+        "1|A|A\n1;2|A|A\n2");
+    row("copies of a body", {{note("A", "1")}, {body("A<br>1"), body("A<br>1")}},
+        "1|A|A\n1;0|A|A\n1");
+    row("three bodies with one title",
+        {{note("A", "x"), note("A", "y")}, {body("A<br>1"), body("A<br>2"), body("A<br>3")}},
+        "1|A|A\n1;1|A|A\n2;0|A|A\n3");
     row("copies of one note",
         {{note("A", "1"), note("A", "1")}, {body("A<div>1</div>"), body("A<div>1</div>")}},
         "1|A|A\n1");
     row("bodies without notes", {{}, {body("A<br>1"), body("B"), body("B")}}, "0|A|A\n1;0|B|B");
     row("bodies without text", {{}, {body("<div><br></div>"), body("")}}, "0||");
-    row("copy of a live row", {{note("A", "1"), note("A", "1", 2)}, {}}, "2|A|1",
+    row("copy of a live row, delivered", {{note("A", "1"), note("A", "1", 2)}, {}}, "1|A|1;2|A|1",
         {{note("A", "1")}, {}});
-    row("copy of a live body", {{}, {body("A"), body("B")}}, "0|B|B", {{}, {QStringLiteral("A")}});
-    row("copy of a live body that a deleted note has", {{note("A", "1", 2)}, {body("A<br>1")}},
-        "2|A|A\n1", {{}, {QStringLiteral("A<br>1")}});
-    row("deleted body before the copy of a live one",
-        {{note("A", "x", 2)}, {body("A<br>1"), body("A<br>2")}}, "2|A|A\n2",
+    row("copy of a live body, delivered", {{}, {body("A"), body("B")}}, "0|A|A;0|B|B",
+        {{}, {QStringLiteral("A")}});
+    row("copy of a live body in front of a deleted one",
+        {{note("A", "x", 2)}, {body("A<br>1"), body("A<br>2")}}, "2|A|A\n1;0|A|A\n2",
         {{}, {QStringLiteral("A<br>1")}});
     row("row without its end", {{note("", "mi", 1, true)}, {body("<br>")}}, "1||mi;0||");
     row("row without its end, whole elsewhere", {{note("", "mi", 1, true), note("A", "milk")}, {}},
+        "1|A|milk");
+    row("row without its end, another summary", {{note("", "mi", 1, true), note("A", "tea")}, {}},
+        "1||mi;1|A|tea");
+    row("row without its end, another date", {{note("", "mi", 2, true), note("A", "milk")}, {}},
+        "2||mi;1|A|milk");
+    row("row without its end, another title", {{note("B", "mi", 1, true), note("A", "milk")}, {}},
+        "1|B|mi;1|A|milk");
+    row("row without its end, with its title", {{note("A", "mi", 1, true), note("A", "milk")}, {}},
         "1|A|milk");
     row("row without its end, still alive", {{note("", "mi", 1, true)}, {}}, "",
         {{note("A", "milk")}, {}});
     row("body without its end", {{}, {body("A<br>mi", true)}}, "0|A|A\nmi");
     row("body without its end, whole elsewhere", {{}, {body("A<br>mi", true), body("A<br>milk")}},
         "0|A|A\nmilk");
+    row("body without its end, equal to a whole one",
+        {{note("A", "x")}, {body("A<br>mi", true), body("A<br>mi")}}, "1|A|A\nmi");
     row("two cuts of one body", {{}, {body("A<br>mi", true), body("A<br>m", true)}}, "0|A|A\nmi");
     row("body without its end, still alive", {{}, {body("A<br>mi", true)}}, "",
         {{}, {QStringLiteral("A<br>milk")}});
@@ -123,23 +137,27 @@ void TestNoteAssembler::notes()
 
 void TestNoteAssembler::ios9Notes()
 {
-    const CarvedNotes carved{{note("A", "1"), note("A", "", 2), note("A", "1"), note("B", "2")},
+    const CarvedNotes carved{{note("A", "1"), note("A", "", 2), note("A", "1"), note("B", "2"),
+                              note("A", "mi", 1, true)},
                              {}};
-    QCOMPARE(toText(assembleIos9Notes({{note("B", "2")}, {}}, carved, always)),
-             (QStringList{QStringLiteral("1|A|1"), QStringLiteral("2|A|")}));
+    QCOMPARE(
+        toText(assembleIos9Notes({{note("B", "2"), note("A", "milk")}, {}}, carved)),
+        (QStringList{QStringLiteral("1|A|1"), QStringLiteral("2|A|"), QStringLiteral("1|B|2")}));
 }
 
 void TestNoteAssembler::stopsWhenTold()
 {
     const CarvedNotes carved{{note("A", "1"), note("B", "2")}, {body("C"), body("D")}};
-    for (int asked = 0; asked <= 4; ++asked) {
-        int left = asked;
-        const auto mayGoOn = [&left] { return left-- > 0; };
-        // Two bodies are asked for, then two notes.
-        QCOMPARE(assembleNotes({}, carved, mayGoOn).size(), asked < 4 ? std::max(0, asked - 2) : 4);
-        left = asked;
-        QCOMPARE(assembleIos9Notes({}, carved, mayGoOn).size(), std::min(asked, 2));
-    }
+    const auto stoppedAfter = [&carved](int answers) {
+        int left = answers;
+        return toText(assembleNotes({}, carved, [&left] { return left-- > 0; }));
+    };
+    // Between the bodies: what was converted is still paired.
+    QCOMPARE(stoppedAfter(0), (QStringList{QStringLiteral("1|A|1"), QStringLiteral("1|B|2"),
+                                           QStringLiteral("0|C|C")}));
+    // Between the notes.
+    QCOMPARE(stoppedAfter(1), QStringList(QStringLiteral("1|A|1")));
+    QCOMPARE(stoppedAfter(2).size(), 4);
 }
 
 void TestNoteAssembler::plainText_data()
