@@ -216,6 +216,9 @@ void TestBookmarks::whatIsDelivered_data()
     row("folder", "Folder", "", nullptr);
     row("script", "Back", "javascript:history.back()", nullptr);
     row("address without a scheme", "News", "example.com", nullptr);
+    row("address that holds another one", "News", "example.com/?to=http://a.test/",
+        "News example.com/?to=http://a.test/ 7");
+    row("scheme alone", "News", "://", "News :// 7");
     row("any scheme", "Files", "FTP://example.com/", "Files FTP://example.com/ 7");
     row("equal to one that is left", "Live", "http://live.example.com/", nullptr);
     row("title of one that is left", "Live", "http://other.example.com/",

@@ -53,6 +53,8 @@ private Q_SLOTS:
     void longTypesBehindTheAnchor_data();
     void longTypesBehindTheAnchor();
     void longTitleOfAnOldEvent();
+    void signsInTextsAreKept_data();
+    void signsInTextsAreKept();
     void locationsWithoutAnOwnerThereWas();
     void overflowPages_data();
     void overflowPages();
@@ -294,6 +296,42 @@ void TestCalendar::longTitleOfAnOldEvent()
     const QStringList titles = titlesOf(scan());
     QVERIFY(titles.size() >= 12); // what the splitting of pages left
     QCOMPARE(titles.count(title), titles.size());
+}
+
+void TestCalendar::signsInTextsAreKept_data()
+{
+    QTest::addColumn<bool>("isOld");
+    QTest::newRow("older table") << true;
+    QTest::newRow("newer table") << false;
+}
+
+/// Texts from elsewhere hold control characters, and signs of characters that were lost there. In a
+/// row that nothing covers they are no damage.
+void TestCalendar::signsInTextsAreKept()
+{
+    QFETCH(bool, isOld);
+    const QString title = QStringLiteral("Ring\x07 Karin");
+    const QString notes = QStringLiteral("Caf\uFFFD\x1b, at four");
+    const QString identifier = QStringLiteral("0B6C7F0E-1D9C-4B52-8D55-3C6B7A9D1E2F");
+    SampleDatabase db;
+    if (isOld) {
+        QVERIFY(makeTables(&db, CalendarLayout::Ios5)
+                && db.run(QStringLiteral("INSERT INTO Event (summary, description, start_date, "
+                                         "end_date, all_day, calendar_id, unique_identifier) "
+                                         "VALUES (?,?,300000000,300003600,0,1,?)"),
+                          {title, notes, identifier})
+                && db.exec(QStringLiteral("DELETE FROM Event")));
+    } else {
+        QVERIFY(makeTables(&db, CalendarLayout::Ios11)
+                && insertEvent(&db, title,
+                               {{QStringLiteral("description"), notes},
+                                {QStringLiteral("unique_identifier"), identifier}})
+                && db.exec(DeleteAll));
+    }
+    QVERIFY(db.close());
+    const FoundCalendars found = scan();
+    QCOMPARE(titlesOf(found), QStringList(title));
+    QCOMPARE(found.events.at(0).notes, notes);
 }
 
 void TestCalendar::locationsWithoutAnOwnerThereWas()

@@ -145,21 +145,18 @@ void TestCalendarAssembler::defaultListHasAName()
 void TestCalendarAssembler::eventsOfTheOlderTable_data()
 {
     QTest::addColumn<qint64>("calendarId");
-    QTest::addColumn<bool>("isLost");
     QTest::addColumn<int>("events");
-    QTest::newRow("first calendar") << qint64(1) << false << 1;
-    QTest::newRow("highest calendar") << qint64(6) << false << 1;
-    QTest::newRow("beyond it") << qint64(7) << false << 0;
-    QTest::newRow("no calendar, unlike items") << qint64(0) << false << 0;
-    QTest::newRow("calendar that cannot be read any more") << qint64(0) << true << 1;
+    QTest::newRow("first calendar") << qint64(1) << 1;
+    QTest::newRow("highest calendar") << qint64(6) << 1;
+    QTest::newRow("beyond it") << qint64(7) << 0;
+    QTest::newRow("no calendar, unlike items") << qint64(0) << 0;
+    QTest::newRow("negative calendar") << qint64(-1) << 0;
 }
 
 void TestCalendarAssembler::eventsOfTheOlderTable()
 {
     QFETCH(qint64, calendarId);
     CarvedEvent row = oldEvent(calendarId);
-    QFETCH(bool, isLost);
-    row.isCalendarLost = isLost;
     row.location = text("Gate B7");
     CarvedCalendars carved;
     carved.events = {row};
@@ -187,11 +184,9 @@ void TestCalendarAssembler::withoutKnownCalendarsNothingCounts()
 {
     LiveCalendars live = m_live;
     live.highestCalendarId = 0;
-    CarvedEvent lost = oldEvent(0);
-    lost.isCalendarLost = true;
     CarvedCalendars carved;
     carved.items = {item(0, Start, Start + 60), item(1, Start, 0)};
-    carved.events = {oldEvent(1), lost};
+    carved.events = {oldEvent(1), oldEvent(0)};
     const RecoveredCalendars found = assembleCalendars(live, carved);
     QCOMPARE(found.events.size() + found.reminders.size(), 0);
 }

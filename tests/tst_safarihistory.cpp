@@ -97,6 +97,7 @@ private Q_SLOTS:
     void wholeHistoryComesBack_data();
     void wholeHistoryComesBack();
     void rowsUnderTheStandardLayout();
+    void addressWithoutAScheme();
     void longAddressBehindAFreeblockHeader();
     void shortAddressBehindALargeFreeblockHeader();
     void joining_data();
@@ -233,6 +234,15 @@ void TestSafariHistory::rowsUnderTheStandardLayout()
     QCOMPARE(texts(scanHistory(path("standard.db"))),
              (QStringList{QStringLiteral("http://b.example.com/ "),
                           QStringLiteral("http://a.example.com/ ")}));
+}
+
+void TestSafariHistory::addressWithoutAScheme()
+{
+    HistoryFile file;
+    QVERIFY(file.create(path("plain.db")) && file.visit(1, "example.com/start", "A")
+            && file.exec("delete from history_items; delete from history_visits") && file.close());
+    QCOMPARE(texts(scanHistory(path("plain.db"))),
+             QStringList(QStringLiteral("example.com/start A")));
 }
 
 /// The type of such an address takes two bytes, of which a freeblock header that ends in front of

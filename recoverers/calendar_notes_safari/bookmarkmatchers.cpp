@@ -111,7 +111,7 @@ void BookmarkDbFile::BookmarMatcher::readRow(const TableSchema &, const Row &row
         }
     }
     // Half an address leads nowhere, and what does not begin as one was read from a wrong place.
-    if (!fields.isCut() && !fields.isCovered() && hasScheme(record.url)
+    if (!fields.isCut() && !fields.isCovered()
         && !hasUnwritableCharacters(record.title + record.url)) {
         m_owner->addRecord(record);
     }

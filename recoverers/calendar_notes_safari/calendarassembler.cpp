@@ -173,8 +173,7 @@ CalendarRecord Assembly::eventOf(const CarvedCalendarItem &item) const
 
 void Assembly::add(const CarvedEvent &event)
 {
-    const bool isKnown = event.calendarId > 0 && event.calendarId <= m_live.highestCalendarId;
-    if (!isKnown && !(event.isCalendarLost && m_live.highestCalendarId > 0)) {
+    if (event.calendarId <= 0 || event.calendarId > m_live.highestCalendarId) {
         return;
     }
     CalendarRecord record;

@@ -241,14 +241,17 @@ void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &table, cons
             isFrontSound = !fields.isFieldLost() && isIdentifier(fields.text());
         }
     }
-    if (fields.isFieldLost() || isIdentifier(fields.text())) {
-        readItem(table, row);
+    if (fields.isFieldLost()) {
+        readItem(table, row, false);
+    } else if (isIdentifier(fields.text())) {
+        readItem(table, row, !row.isRebuilt);
     } else {
-        readItem(table, ownPart(row, isFrontSound ? m_uuid - 1 : m_summary));
+        readItem(table, ownPart(row, isFrontSound ? m_uuid - 1 : m_summary), false);
     }
 }
 
-void CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, const Row &row)
+void CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, const Row &row,
+                                                   bool isSound)
 {
     CarvedCalendarItem item;
     bool isDamaged = false;
@@ -261,7 +264,7 @@ void CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, con
             item.locationId = fields.uncoveredInteger();
         } else if (column == QLatin1String("description")) {
             item.description = fields.textBeforeLimit();
-            isDamaged = cutBeforeDamage(&item.description);
+            isDamaged = !isSound && cutBeforeDamage(&item.description);
         } else if (column == QLatin1String("start_date")) {
             item.startDate = fields.uncoveredInteger();
         } else if (column == QLatin1String("end_date")) {
@@ -277,7 +280,8 @@ void CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, con
             item.completionDate = fields.uncoveredInteger();
         }
     }
-    if (isWorthKeeping(row, fields, isDamaged, &item) && !hasUnwritableCharacters(item.summary)) {
+    if (isWorthKeeping(row, fields, isDamaged, &item)
+        && (isSound || !hasUnwritableCharacters(item.summary))) {
         m_owner->m_carved.items.push_back(item);
     }
 }
@@ -322,11 +326,13 @@ void CalendarDbFile::EventItemMatcher::readRow(const TableSchema &table, const R
     RecordFields fields = fieldsOf(row);
     while (fields.nextOfAll() && fields.index() < m_uniqueIdentifier - 1) {
     }
-    const bool isSound = fields.isFieldLost() || isIdentifier(fields.text());
-    readEvent(table, isSound ? row : ownPart(row, 1));
+    const bool isLost = fields.isFieldLost();
+    const bool isSound = !isLost && isIdentifier(fields.text());
+    readEvent(table, isLost || isSound ? row : ownPart(row, 1), isSound && !row.isRebuilt);
 }
 
-void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const Row &row)
+void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const Row &row,
+                                                 bool isSound)
 {
     CarvedEvent event;
     bool isDamaged = false;
@@ -339,10 +345,9 @@ void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const
             event.location = fields.textBeforeLimit();
         } else if (column == QLatin1String("description")) {
             event.description = fields.textBeforeLimit();
-            isDamaged = cutBeforeDamage(&event.description);
+            isDamaged = !isSound && cutBeforeDamage(&event.description);
         } else if (column == QLatin1String("calendar_id")) {
             event.calendarId = fields.uncoveredInteger();
-            event.isCalendarLost = isLost(fields);
         } else if (column == QLatin1String("start_date")) {
             event.startDate = fields.uncoveredInteger();
         } else if (column == QLatin1String("end_date")) {
@@ -352,7 +357,7 @@ void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const
         }
     }
     if (isWorthKeeping(row, fields, isDamaged, &event)
-        && !hasUnwritableCharacters(event.summary + event.location)) {
+        && (isSound || !hasUnwritableCharacters(event.summary + event.location))) {
         m_owner->m_carved.events.push_back(event);
     }
 }

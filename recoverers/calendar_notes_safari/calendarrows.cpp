@@ -15,8 +15,9 @@ qint64 sequenceOf(LiveQuery &query, const QString &table)
 
 } // namespace
 
-LiveCalendars readCalendars(LiveQuery &query)
+LiveCalendars readCalendars(const QString &dbPath)
 {
+    LiveQuery query(dbPath);
     LiveCalendars live;
     query.forEachRow(
         QStringLiteral("select rowid, title, supported_entity_types from calendar"),

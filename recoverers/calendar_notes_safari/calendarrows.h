@@ -6,8 +6,6 @@
 
 #include <deque>
 
-class LiveQuery;
-
 /// A calendar, or a list of reminders.
 struct LiveCalendar
 {
@@ -25,7 +23,7 @@ struct LiveCalendars
 };
 
 /// Reads what can be read of it. A statement that fails leaves its part empty or 0.
-LiveCalendars readCalendars(LiveQuery &query);
+LiveCalendars readCalendars(const QString &dbPath);
 
 /// A row of the table of events and reminders.
 struct CarvedCalendarItem
@@ -55,7 +53,6 @@ struct CarvedEvent
     qint64 endDate = 0;
     qint32 allDay = 0;
     bool isIncomplete = false;
-    bool isCalendarLost = false; ///< it had one, which cannot be read any more
 };
 
 /// The carved rows of a calendar database, in the order found.

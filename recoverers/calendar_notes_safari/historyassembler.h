@@ -10,8 +10,6 @@
 
 #include <deque>
 
-class LiveQuery;
-
 /// The live rows that the recovered ones need.
 struct LiveHistory
 {
@@ -39,7 +37,7 @@ struct CarvedHistory
 };
 
 /// Returns what the database has of it; nothing for tables that are missing.
-LiveHistory readHistory(LiveQuery &query);
+LiveHistory readHistory(const QString &dbPath);
 
 /// Returns one entry for each address that was found, in the order found, and then for each of the
 /// removed ones that was not. An entry has the title of the last visit of its item that has one.
