@@ -110,7 +110,7 @@ void BookmarkDbFile::BookmarMatcher::readRow(const TableSchema &, const Row &row
             record.parent = fields.uncoveredInteger();
         }
     }
-    // Half an address leads nowhere, and what does not begin as one was read from a wrong place.
+    // Half an address leads nowhere, and signs that nobody writes show a row read at a wrong place.
     if (!fields.isCut() && !fields.isCovered()
         && !hasUnwritableCharacters(record.title + record.url)) {
         m_owner->addRecord(record);
