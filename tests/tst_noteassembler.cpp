@@ -1,7 +1,9 @@
 #include "recoverers/calendar_notes_safari/noteassembler.h"
 #include "recoverers/calendar_notes_safari/notehtml.h"
+#include "samples/samplerandom.h"
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -48,6 +50,8 @@ private Q_SLOTS:
     void stopsWhenTold();
     void plainText_data();
     void plainText();
+    void longTextInPieces_data();
+    void longTextInPieces();
     void readsNoFiles_data();
     void readsNoFiles();
     void hostileHtmlTakesNoLongTime_data();
@@ -188,6 +192,38 @@ void TestNoteAssembler::plainText()
 {
     QFETCH(QString, html);
     QTEST(plainNoteText(html), "text");
+}
+
+void TestNoteAssembler::longTextInPieces_data()
+{
+    QTest::addColumn<QStringList>("parts");
+    QTest::addColumn<bool>("isSame"); // and not only but for empty lines
+    const QStringList ordinary{QStringLiteral("one "), QStringLiteral("<br>"),
+                               QStringLiteral("<div>&amp;</div>"), QStringLiteral("<b>two</b>")};
+    const QStringList strange{
+        QStringLiteral("<p>"),   QStringLiteral("</p>"),       QStringLiteral("<ul><li>"),
+        QStringLiteral("</ul>"), QStringLiteral("<h1>"),       QStringLiteral("</h1>"),
+        QStringLiteral("<hr>"),  QStringLiteral("<div >four"), QStringLiteral("</div>")};
+    QTest::newRow("lines of a note") << ordinary << true;
+    QTest::newRow("anything") << ordinary + strange << false;
+}
+
+/// A long text is converted piece by piece, and nobody sees it.
+void TestNoteAssembler::longTextInPieces()
+{
+    QFETCH(QStringList, parts);
+    QFETCH(bool, isSame);
+    const QRegularExpression space(QStringLiteral("\\s+"));
+    SampleRandom random(5);
+    for (int round = 0; round < 100; ++round) {
+        QString html;
+        for (int i = 0; i < 60; ++i) {
+            html += parts.at(random.number(0, parts.size()));
+        }
+        QString whole = plainNoteText(html);
+        QString pieces = plainNoteText(html, isSame ? 100 : 10);
+        QCOMPARE(isSame ? pieces : pieces.remove(space), isSame ? whole : whole.remove(space));
+    }
 }
 
 void TestNoteAssembler::readsNoFiles_data()

@@ -61,6 +61,7 @@ private Q_SLOTS:
     void brokenChains_data();
     void brokenChains();
     void pagesOfLiveBodiesAreNotGathered();
+    void manyBodiesClaimOneChain();
     void rowsFromBeforeTheTableWasWidened();
     void missingTables_data();
     void missingTables();
@@ -210,6 +211,30 @@ void TestNotes::pagesOfLiveBodiesAreNotGathered()
     for (const QString &note : found) {
         QVERIFY(text.startsWith(note.section(QLatin1Char('|'), 2)));
     }
+}
+
+/// A hostile file makes much of little: each body would be as long as the file.
+void TestNotes::manyBodiesClaimOneChain()
+{
+    constexpr int pageSize = 4096;
+    constexpr int claims = 40;
+    QVERIFY(makeDeletedBody(longText(300000)));
+    QByteArray bytes = contents(path("notes.db"));
+    const QByteArray page = bytes.mid(bytes.indexOf("line0 ") / pageSize * pageSize, pageSize);
+    for (int i = 10; i < 10 + claims; ++i) {
+        bytes += QByteArray(page).replace("line0 ", "lin" + QByteArray::number(i) + ' ');
+    }
+    QFile file(path("notes.db"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    file.close();
+    const QVector<NoteRecord> found = scanNotes(NoteLayout::Ios7, path("notes.db"));
+    QCOMPARE(found.size(), claims + 1);
+    qint64 size = 0;
+    for (const NoteRecord &note : found) {
+        QVERIFY(note.content.startsWith(QLatin1String("lin")));
+        size += note.content.size();
+    }
+    QVERIFY2(size > 300000 && size < 4 * bytes.size(), qPrintable(QString::number(size)));
 }
 
 void TestNotes::rowsFromBeforeTheTableWasWidened()
