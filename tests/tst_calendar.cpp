@@ -56,6 +56,7 @@ private Q_SLOTS:
     void signsInTextsAreKept_data();
     void signsInTextsAreKept();
     void locationsWithoutAnOwnerThereWas();
+    void locationsOnOtherPages();
     void overflowPages_data();
     void overflowPages();
     void missingTables_data();
@@ -357,6 +358,24 @@ void TestCalendar::locationsWithoutAnOwnerThereWas()
     QCOMPARE(found.events.at(0).location, QStringLiteral("Stays"));
 }
 
+/// Places are looked for where their own rows can be, and nowhere else.
+void TestCalendar::locationsOnOtherPages()
+{
+    SampleDatabase db;
+    QVERIFY(makeTables(&db, CalendarLayout::Ios7));
+    QVERIFY(insertEvent(&db, QStringLiteral("Dentist")));
+    QVERIFY(db.exec(QStringLiteral("INSERT INTO Location (title, radius, item_owner_id, "
+                                   "alarm_owner_id) VALUES ('Room 4', 0, 1, 0)"))
+            && db.close());
+    const QByteArray bytes = contents(path());
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::Append));
+    file.write(bytes.mid(bytes.indexOf("Room 4") / 4096 * 4096, 4096));
+    file.write(bytes.mid(bytes.indexOf("Dentist") / 4096 * 4096, 4096));
+    file.close();
+    QCOMPARE(titlesOf(scan()), QStringList(QStringLiteral("Dentist")));
+}
+
 void TestCalendar::overflowPages_data()
 {
     QTest::addColumn<quint32>("next");
@@ -364,6 +383,7 @@ void TestCalendar::overflowPages_data()
     QTest::newRow("sound") << 0u << true;
     QTest::newRow("beyond the file") << 999999u << false;
     QTest::newRow("page 1") << 1u << false;
+    QTest::newRow("bytes of another row") << 0xfffffffeu << false;
     QTest::newRow("a cycle") << 0xffffffffu << false; // stands for the chain's own first page
 }
 
@@ -387,7 +407,10 @@ void TestCalendar::overflowPages()
     const int row = bytes.indexOf("Dentist");
     const int page = row / 4096 * 4096;
     bytes.replace(page + 3, 2, QByteArray(2, '\0'));
-    if (next != 0) {
+    if (next == 0xfffffffeu) {
+        bytes.replace(bytes.indexOf(notes.mid(notes.size() / 2, 20).toLatin1()), 3,
+                      QByteArray("\x05\x00\x81", 3));
+    } else if (next != 0) {
         const int first = bytes.indexOf(notes.mid(notes.size() / 2, 20).toLatin1()) / 4096;
         const quint32 target = next == 0xffffffffu ? quint32(first) + 1 : next;
         bytes[first * 4096] = char(target >> 24);

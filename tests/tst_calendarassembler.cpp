@@ -49,7 +49,8 @@ private Q_SLOTS:
     void locationsAreEventsOfTheirOwn();
     void withoutKnownCalendarsNothingCounts();
     void eventsMinutesApartCollapse();
-    void duplicatesOfReminders();
+    void recordsThatDifferInOneField();
+    void piecesOfOldEvents();
     void piecesOfWholeRows_data();
     void piecesOfWholeRows();
 
@@ -202,12 +203,45 @@ void TestCalendarAssembler::eventsMinutesApartCollapse()
     QCOMPARE(found.events.at(1).startDate, double(Start + 3000));
 }
 
-void TestCalendarAssembler::duplicatesOfReminders()
+/// In a calendar of reminders, and with an end, so that each row gives both.
+void TestCalendarAssembler::recordsThatDifferInOneField()
 {
+    const CarvedCalendarItem row = item(2, Start, Start + 60);
     CarvedCalendars carved;
-    carved.items = {item(2, Start, 0), item(2, Start, 0), item(3, Start, 0), item(2, Start, 0)};
-    carved.items.back().priority = 1;
-    QCOMPARE(assembleCalendars(m_live, carved).reminders.size(), 3);
+    carved.items.assign(10, row);
+    carved.items[1].summary = text("Lunch");
+    carved.items[2].locationId = 7;
+    carved.items[3].description = text("Bring the card");
+    carved.items[4].startDate += 5000;
+    carved.items[5].endDate += 5000;
+    carved.items[6].allDay = 1;
+    carved.items[7].calendarId = 3;
+    carved.items[8].completionDate = Start;
+    carved.items[9].priority = 1;
+    const RecoveredCalendars found = assembleCalendars(m_live, carved);
+    QCOMPARE(found.events.size(), 7);
+    QCOMPARE(found.reminders.size(), 8);
+}
+
+void TestCalendarAssembler::piecesOfOldEvents()
+{
+    CarvedEvent whole = oldEvent(1);
+    whole.description = text("Bring the card");
+    whole.endDate = Start + 60;
+    whole.allDay = 1;
+    CarvedEvent piece = oldEvent(1);
+    piece.isIncomplete = true;
+    piece.startDate = 0;
+    CarvedEvent other = piece;
+    other.summary = text("Lunch");
+    CarvedCalendars carved;
+    carved.events = {piece, whole, other};
+    const RecoveredCalendars found = assembleCalendars(m_live, carved);
+    QCOMPARE(found.events.size(), 2);
+    QCOMPARE(found.events.at(0).title + found.events.at(0).notes, text("DentistBring the card"));
+    QCOMPARE(found.events.at(0).endDate, double(Start + 60));
+    QCOMPARE(found.events.at(0).allDay, 1);
+    QCOMPARE(found.events.at(1).title, text("Lunch"));
 }
 
 void TestCalendarAssembler::piecesOfWholeRows_data()

@@ -100,6 +100,9 @@ void TestNoteAssembler::notes_data()
         {{note("A", "1"), note("A", "1")}, {body("A<div>1</div>"), body("A<div>1</div>")}},
         "1|A|A\n1");
     row("bodies without notes", {{}, {body("A<br>1"), body("B"), body("B")}}, "0|A|A\n1;0|B|B");
+    row("empty lines in front of the title", {{note("A", "x")}, {body("<br><br>A<br>1")}},
+        "1|A|\n\nA\n1");
+    row("nothing but empty lines", {{note("\n", "")}, {body("<br><br>")}}, "1|\n|\n");
     row("bodies without text", {{}, {body("<div><br></div>"), body("")}}, "0||");
     row("copy of a live row, delivered", {{note("A", "1"), note("A", "1", 2)}, {}}, "1|A|1;2|A|1",
         {{note("A", "1")}, {}});

@@ -65,6 +65,8 @@ private Q_SLOTS:
     void rowsFromBeforeTheTableWasWidened();
     void missingTables_data();
     void missingTables();
+    void damagedBodies_data();
+    void damagedBodies();
     void unreadableNotes();
     void scansAppendAndStop();
     void wholeBackup();
@@ -199,18 +201,25 @@ void TestNotes::brokenChains()
     QCOMPARE(gathered, pages);
 }
 
+/// The new text takes some or all of the pages, in the same order or in another one.
 void TestNotes::pagesOfLiveBodiesAreNotGathered()
 {
     const QString text = longText(9000);
-    QVERIFY(makeDeletedBody(text));
-    SampleDatabase db; // the new text takes the pages, and is longer than a cell can cover
-    QVERIFY(db.open(path("notes.db")) && db.run(InsertBody, {QString(12900, QLatin1Char('x'))})
-            && db.close());
-    const QStringList found = scan();
-    QVERIFY(found.size() <= 1);
-    for (const QString &note : found) {
-        QVERIFY(text.startsWith(note.section(QLatin1Char('|'), 2)));
+    int cut = 0;
+    for (int size = 4500; size < 18000; size += 500) {
+        QVERIFY(makeDeletedBody(text));
+        SampleDatabase db;
+        QVERIFY(db.open(path("notes.db")) && db.run(InsertBody, {QString(size, QLatin1Char('x'))})
+                && db.close());
+        const QStringList found = scan();
+        QVERIFY(found.size() <= 1);
+        for (const QString &note : found) {
+            const QString content = note.section(QLatin1Char('|'), 2);
+            QVERIFY2(text.startsWith(content), qPrintable(QString::number(size)));
+            cut += content.size() < text.size();
+        }
     }
+    QVERIFY(cut > 0);
 }
 
 /// A hostile file makes much of little: each body would be as long as the file.
@@ -298,6 +307,26 @@ void TestNotes::missingTables()
             && db.run(InsertBody, {QStringLiteral("<div>Shopping</div><div>milk<br></div>")})
             && db.exec(QStringLiteral("DELETE FROM ZNOTE; DELETE FROM ZNOTEBODY;") + change)
             && db.close());
+    QTEST(scan(), "expected");
+}
+
+void TestNotes::damagedBodies_data()
+{
+    QTest::addColumn<QString>("html");
+    QTest::addColumn<QStringList>("expected");
+    const QString text = QStringLiteral("Milk, tea and much more than that.");
+    QTest::newRow("sound") << text << QStringList(QStringLiteral("0|%1|%1").arg(text));
+    QTest::newRow("behind a text") << text + QStringLiteral("<br\x01>more")
+                                   << QStringList(QStringLiteral("0|%1|%1").arg(text));
+    QTest::newRow("behind a few letters") << QStringLiteral("Milk\x01 and tea") << QStringList();
+}
+
+/// Bytes that are no text belong to something else, and letters in front of them are an accident
+/// where they are few.
+void TestNotes::damagedBodies()
+{
+    QFETCH(QString, html);
+    QVERIFY(makeDeletedBody(html));
     QTEST(scan(), "expected");
 }
 

@@ -419,11 +419,9 @@ void CalendarDbFile::LocationMatcher::readRow(const TableSchema &, const Row &ro
             itemOwnerId = fields.uncoveredInteger();
         }
     }
-    // The signatures occur everywhere, so what the header test leaves open must fit as well. Of a
-    // row that other bytes cover the title may be whole, but its owner may be none that there was.
-    if (fitColumns(row.serialTypes, m_declared, 1) && !fields.isCut() && !fields.isCovered()
-        && !title.isEmpty() && !hasUnwritableCharacters(title)
-        && itemOwnerId <= m_owner->m_live.highestItemId) {
+    // The signatures occur everywhere, so what the header test leaves open must fit as well.
+    if (fitColumns(row.serialTypes, m_declared, 1) && !title.isEmpty()
+        && !hasUnwritableCharacters(title) && itemOwnerId <= m_owner->m_live.highestItemId) {
         m_owner->m_carved.locations.push_back(title);
     }
 }
