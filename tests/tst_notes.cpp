@@ -379,6 +379,7 @@ void TestNotes::scansAppendAndStop()
     for (unsigned i = 0; i < ios9Notes; ++i) {
         QCOMPARE(recovery.getIos9Note(i)->title, recovery.getIos9Note(ios9Notes + i)->title);
     }
+    QVERIFY2(qAbs(probe.total - 200) < 10, qPrintable(QString::number(probe.total)));
     ScanProbe stopping;
     stopping.stopAfter = 3;
     SqliteRecovery stopped;
@@ -386,7 +387,8 @@ void TestNotes::scansAppendAndStop()
     QVERIFY(stopping.reports >= 3 && stopping.reports < 10);
     QCOMPARE(stopping.doneCalls, 1);
     // What was found until then is delivered.
-    QVERIFY(stopped.getNoteCount() > 0 && stopped.getNoteCount() < notes);
+    QVERIFY2(stopped.getNoteCount() > 3 && stopped.getNoteCount() < notes,
+             qPrintable(QString::number(stopped.getNoteCount())));
     for (unsigned i = 0; i < recovery.getIos9NoteCount(); ++i) {
         delete recovery.getIos9Note(i); // nobody else frees these
     }
