@@ -225,6 +225,8 @@ void TestBookmarks::whatIsDelivered_data()
         "Live http://other.example.com/ 7");
     row("address of one that is left", "Other", "http://live.example.com/",
         "Other http://live.example.com/ 7");
+    row("both in one text equal to those of one that is left", "Li", "vehttp://live.example.com/",
+        "Li vehttp://live.example.com/ 7");
     row("title in another script", "\u041d\u043e\u0432\u043e\u0441\u0442\u0438", "http://a.test/",
         "\u041d\u043e\u0432\u043e\u0441\u0442\u0438 http://a.test/ 7");
 }

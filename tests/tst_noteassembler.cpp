@@ -116,8 +116,8 @@ void TestNoteAssembler::notes_data()
         "1|A|milk");
     row("row without its end, another summary", {{note("", "mi", 1, true), note("A", "tea")}, {}},
         "1||mi;1|A|tea");
-    row("row without its end, another date", {{note("", "mi", 2, true), note("A", "milk")}, {}},
-        "2||mi;1|A|milk");
+    row("row without its end, another date", {{note("", "mi", 1, true), note("A", "milk", 2)}, {}},
+        "1||mi;2|A|milk");
     row("row without its end, another title", {{note("B", "mi", 1, true), note("A", "milk")}, {}},
         "1|B|mi;1|A|milk");
     row("row without its end, with its title", {{note("A", "mi", 1, true), note("A", "milk")}, {}},
@@ -132,6 +132,8 @@ void TestNoteAssembler::notes_data()
     row("two cuts of one body", {{}, {body("A<br>mi", true), body("A<br>m", true)}}, "0|A|A\nmi");
     row("body without its end, still alive", {{}, {body("A<br>mi", true)}}, "",
         {{}, {QStringLiteral("A<br>milk")}});
+    row("body without its end, with more than the title",
+        {{note("A", "x")}, {body("A<br>mi", true)}}, "1|A|A\nmi");
     row("beginning of a title", {{note("Shopping", "1")}, {body("Shop", true)}}, "1|Shopping|1");
 }
 

@@ -152,6 +152,7 @@ void TestNoteMatchers::objects_data()
     addRow("mark of two bytes", "zmarkedfordeletion", 300, false);
     addRow("no mark", "zmarkedfordeletion", QVariant(), false);
     addRow("fetched from no cloud", "zneedsinitialfetchfromcloud", QVariant(), false);
+    addRow("fetch mark of two bytes", "zneedsinitialfetchfromcloud", 300, false);
     addRow("no state", "zcloudstate", QVariant(), false);
     addRow("no text", "znotedata", QVariant(), false);
     addRow("no date of change", "zmodificationdate1", QVariant(), false);
