@@ -236,6 +236,11 @@ void TestSafariMatchers::wholeCellOfAnotherLayoutWithoutMarks()
     row[QStringLiteral("url")] = QStringLiteral("feed:1");
     QCOMPARE(m_history.matches<Items>(m_history.cell(row)), 1);
     QCOMPARE(m_history.matches<Items>(m_history.cell(row, 1)), 0);
+    QVERIFY(openVisits());
+    row = visitRow();
+    row[QStringLiteral("visit_time")] = 12.5;
+    QCOMPARE(m_history.matches<Visits>(m_history.cell(row)), 1);
+    QCOMPARE(m_history.matches<Visits>(m_history.cell(row, 1)), 0);
     QVERIFY(m_bookmarks.open(BookmarkTable, safariTables(BookmarkLayout::Ios7).first()));
     row = bookmarkRow();
     row[QStringLiteral("url")] = QStringLiteral("feed:1");
