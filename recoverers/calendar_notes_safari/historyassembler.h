@@ -1,7 +1,7 @@
 #pragma once
 
 #include "api/bookmarkrecord.h"
-#include "recoverers/communication/rownumbering.h"
+#include "recoverers/rownumbering.h"
 
 #include <QHash>
 #include <QMap>

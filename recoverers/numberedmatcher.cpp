@@ -1,4 +1,4 @@
-#include "recoverers/communication/numberedmatcher.h"
+#include "recoverers/numberedmatcher.h"
 
 #include "engine/varint.h"
 
