@@ -261,6 +261,9 @@ void TestSafariMatchers::recordWithoutAHolder()
         m_bookmarks.file().addRecord({QStringLiteral("News"), url(), 1});
     }
     QCOMPARE(recovery.getBookmarkCount(), 1u);
+    QCOMPARE(m_bookmarks.file().scanDeletedRecords(&recovery), 0); // remembers nothing of the last
+    m_bookmarks.file().addRecord({QStringLiteral("News"), url(), 1});
+    QCOMPARE(recovery.getBookmarkCount(), 2u);
 }
 
 void TestSafariMatchers::cellsOfAddressIndexes_data()
