@@ -61,6 +61,7 @@ private Q_SLOTS:
     void brokenChains_data();
     void brokenChains();
     void pagesOfLiveBodiesAreNotGathered();
+    void cellThatPointsToALiveText();
     void manyBodiesClaimOneChain();
     void rowsFromBeforeTheTableWasWidened();
     void missingTables_data();
@@ -220,6 +221,21 @@ void TestNotes::pagesOfLiveBodiesAreNotGathered()
         }
     }
     QVERIFY(cut > 0);
+}
+
+/// What such a cell still has itself says nothing that the live text does not.
+void TestNotes::cellThatPointsToALiveText()
+{
+    SampleDatabase db;
+    QVERIFY(db.create(path("notes.db"), deviceOptions(NoteLayout::Ios7))
+            && db.exec(noteTables(NoteLayout::Ios7)) && db.run(InsertBody, {longText(9000)})
+            && db.close());
+    const QByteArray bytes = contents(path("notes.db"));
+    QFile file(path("notes.db"));
+    QVERIFY(file.open(QIODevice::Append));
+    file.write(bytes.mid(bytes.indexOf("line0 ") / 4096 * 4096, 4096));
+    file.close();
+    QCOMPARE(scan(), QStringList());
 }
 
 /// A hostile file makes much of little: each body would be as long as the file.
