@@ -13,8 +13,9 @@
 namespace {
 
 /// Overflow pages belong to one row each, and copies of a row are few. A hostile file, in which any
-/// number of rows claim the same pages, gets no more than so many times its own size.
-constexpr qint64 MostRebuilds = 16;
+/// number of rows claim the same pages, gets no more than so many times its own size: what is
+/// rebuilt has still to be kept, and to be made text of.
+constexpr qint64 MostRebuilds = 2;
 
 constexpr int GuidLength = 36;
 

@@ -189,8 +189,7 @@ void BookmarkHistoryDbFile::BookmarHistoryMatcher::readRow(const TableSchema &, 
         }
     }
     // Half an address leads nowhere.
-    if (!hasScheme(carved.url) || fields.isCut() || fields.isCovered()
-        || hasUnwritableCharacters(carved.url)) {
+    if (fields.isCut() || fields.isCovered() || hasUnwritableCharacters(carved.url)) {
         return;
     }
     carved.id = keptRowid();

@@ -248,14 +248,16 @@ void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &, const Row
             isFrontSound = !fields.isFieldLost() && isIdentifier(fields.text());
         }
     }
-    if (fields.isFieldLost() || isIdentifier(fields.text())) {
-        readItem(row);
+    if (fields.isFieldLost()) {
+        readItem(row, false);
+    } else if (isIdentifier(fields.text())) {
+        readItem(row, !row.isRebuilt);
     } else {
-        readItem(ownPart(row, isFrontSound ? m_uuid - 1 : m_summary));
+        readItem(ownPart(row, isFrontSound ? m_uuid - 1 : m_summary), false);
     }
 }
 
-void CalendarDbFile::CalendarItemMatcher::readItem(const Row &row)
+void CalendarDbFile::CalendarItemMatcher::readItem(const Row &row, bool isSound)
 {
     CarvedCalendarItem item;
     bool isDamaged = false;
@@ -268,7 +270,7 @@ void CalendarDbFile::CalendarItemMatcher::readItem(const Row &row)
             item.locationId = fields.uncoveredInteger();
         } else if (column == m_description) {
             item.description = fields.textBeforeLimit();
-            isDamaged = cutBeforeDamage(&item.description);
+            isDamaged = !isSound && cutBeforeDamage(&item.description);
         } else if (column == m_startDate) {
             item.startDate = fields.uncoveredInteger();
         } else if (column == m_endDate) {
@@ -284,7 +286,8 @@ void CalendarDbFile::CalendarItemMatcher::readItem(const Row &row)
             item.completionDate = fields.uncoveredInteger();
         }
     }
-    if (isWorthKeeping(row, fields, isDamaged, &item) && !hasUnwritableCharacters(item.summary)) {
+    if (isWorthKeeping(row, fields, isDamaged, &item)
+        && (isSound || !hasUnwritableCharacters(item.summary))) {
         m_owner->m_carved.items.push_back(item);
     }
 }
@@ -329,11 +332,13 @@ void CalendarDbFile::EventItemMatcher::readRow(const TableSchema &table, const R
     RecordFields fields = fieldsOf(row);
     while (fields.nextOfAll() && fields.index() < m_uniqueIdentifier - 1) {
     }
-    const bool isSound = fields.isFieldLost() || isIdentifier(fields.text());
-    readEvent(table, isSound ? row : ownPart(row, 1));
+    const bool isLost = fields.isFieldLost();
+    const bool isSound = !isLost && isIdentifier(fields.text());
+    readEvent(table, isLost || isSound ? row : ownPart(row, 1), isSound && !row.isRebuilt);
 }
 
-void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const Row &row)
+void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const Row &row,
+                                                 bool isSound)
 {
     CarvedEvent event;
     bool isDamaged = false;
@@ -346,10 +351,9 @@ void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const
             event.location = fields.textBeforeLimit();
         } else if (column == QLatin1String("description")) {
             event.description = fields.textBeforeLimit();
-            isDamaged = cutBeforeDamage(&event.description);
+            isDamaged = !isSound && cutBeforeDamage(&event.description);
         } else if (column == QLatin1String("calendar_id")) {
             event.calendarId = fields.uncoveredInteger();
-            event.isCalendarLost = isLost(fields);
         } else if (column == QLatin1String("start_date")) {
             event.startDate = fields.uncoveredInteger();
         } else if (column == QLatin1String("end_date")) {
@@ -359,7 +363,7 @@ void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const
         }
     }
     if (isWorthKeeping(row, fields, isDamaged, &event)
-        && !hasUnwritableCharacters(event.summary + event.location)) {
+        && (isSound || !hasUnwritableCharacters(event.summary + event.location))) {
         m_owner->m_carved.events.push_back(event);
     }
 }
@@ -421,11 +425,9 @@ void CalendarDbFile::LocationMatcher::readRow(const TableSchema &, const Row &ro
             itemOwnerId = fields.uncoveredInteger();
         }
     }
-    // The signatures occur everywhere, so what the header test leaves open must fit as well. Of a
-    // row that other bytes cover the title may be whole, but its owner may be none that there was.
-    if (fitColumns(row.serialTypes, m_declared, 1) && !fields.isCut() && !fields.isCovered()
-        && !title.isEmpty() && !hasUnwritableCharacters(title)
-        && itemOwnerId <= m_owner->m_live.highestItemId) {
+    // The signatures occur everywhere, so what the header test leaves open must fit as well.
+    if (fitColumns(row.serialTypes, m_declared, 1) && !title.isEmpty()
+        && !hasUnwritableCharacters(title) && itemOwnerId <= m_owner->m_live.highestItemId) {
         m_owner->m_carved.locations.push_back(title);
     }
 }

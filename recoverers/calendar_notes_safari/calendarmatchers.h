@@ -21,7 +21,9 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
-    void readItem(const Row &row);
+    /// `isSound` tells that the identifier behind the texts is whole, and on the same page: then
+    /// nothing covers them, and they are kept whatever they hold.
+    void readItem(const Row &row, bool isSound);
     void findHeaderEnd(const QByteArray &region, int anchorPos);
     bool takeHeader(const QByteArray &region, int anchorPos, int length);
 
@@ -58,7 +60,7 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
-    void readEvent(const TableSchema &table, const Row &row);
+    void readEvent(const TableSchema &table, const Row &row, bool isSound);
 
     CalendarDbFile *m_owner;
     int m_uniqueIdentifier = -1;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "recoverers/communication/numberedmatcher.h"
+#include "recoverers/numberedmatcher.h"
 #include "recoverers/messaging/whatsappdbfile.h"
 
 /// A column and the field of a row that its values go to: a number or a text.

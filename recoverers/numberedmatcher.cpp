@@ -1,4 +1,4 @@
-#include "recoverers/communication/numberedmatcher.h"
+#include "recoverers/numberedmatcher.h"
 
 void NumberedMatcher::trackRowid(const TableSchema &table, bool restart, bool isDeleted)
 {
