@@ -36,7 +36,8 @@ public:
         note.guid = m_random.guid();
         // Some titles are used again and again.
         note.title = m_random.chance(20) ? m_random.pick(titles) : plainLine();
-        note.created = m_seconds = m_seconds + m_random.number(600, m_mostGap);
+        m_seconds += m_random.number(600, m_mostGap);
+        note.created = later(m_seconds);
         note.modified = later(note.created);
         const int lines =
             m_random.chance(15) ? 0 : m_random.number(1, m_random.chance(20) ? 90 : 8);
