@@ -119,9 +119,8 @@ void weixinDBFile::MsgMatcher::readRow(const TableSchema &, const Row &row)
     if (damage >= 0) {
         message.text.truncate(damage);
         // What overwrote the text goes on behind it.
-        message.type = m_type > m_message && serialTypeSize(row.serialTypes[m_type]) > 0
-                           ? 0
-                           : message.type;
+        message.type =
+            m_type > m_message && serialTypeSize(row.serialTypes[m_type]) > 0 ? 0 : message.type;
     }
     message.isIncomplete = fields.isCovered() || fields.isCut() || damage >= 0;
     const bool saysNothing = message.text.isEmpty() && (message.isIncomplete || message.type == 0);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "recoverers/numberedmatcher.h"
 #include "recoverers/messaging/whatsappdbfile.h"
+#include "recoverers/numberedmatcher.h"
 
 /// A column and the field of a row that its values go to: a number or a text.
 template<typename Fields> struct WhatsappColumn
