@@ -46,8 +46,9 @@ TablePages::ChangedLeaves TablePages::update(DatabaseReader &version, quint32 ro
     setRoot(rootPage);
     visitDirty(version);
     dropOrphans(&changed.earlier);
+    keepKnownChains();
     dropStaleChains();
-    walkOpenChains(version, written);
+    walkNewChains(version, written);
     for (const quint32 pageNo : qAsConst(m_now.visited)) {
         if (m_nodes.value(pageNo).kind == TreePage::Leaf) {
             changed.later.append(pageNo);
@@ -169,25 +170,25 @@ QVector<quint32> TablePages::readChains(const DatabaseReader &version, const Tre
         if (version.decodeLeafCell(leaf.bytes, leaf.pageNo, cell, row)
             && version.overflowChain(leaf.bytes, row, chain)) {
             firstPages.append(chain.firstPage);
-            if (!keepChain(chain, leaf.pageNo)) {
-                m_now.openChains.append({leaf.pageNo, chain});
-            }
+            m_now.foundChains.append({leaf.pageNo, chain});
         }
     }
     return firstPages;
 }
 
-/// Returns true when the chain is known and none of its pages was written.
-bool TablePages::keepChain(const OverflowChain &chain, quint32 leaf)
+/// Keeps the chains that are known and of which no page was written. Only now is it known which of
+/// the visited leaves are still in the tree.
+void TablePages::keepKnownChains()
 {
-    const auto known = m_chains.find(chain.firstPage);
-    if (known == m_chains.end() || known->pages.size() != chain.pageCount
-        || m_now.writtenChains.contains(chain.firstPage)) {
-        return false;
+    for (const FoundChain &found : qAsConst(m_now.foundChains)) {
+        const auto known = m_chains.find(found.chain.firstPage);
+        if (known != m_chains.end() && known->pages.size() == found.chain.pageCount
+            && !m_now.writtenChains.contains(found.chain.firstPage)
+            && m_nodes.contains(found.leaf)) {
+            known->leaf = found.leaf;
+            known->update = m_updateCount;
+        }
     }
-    known->leaf = leaf;
-    known->update = m_updateCount;
-    return true;
 }
 
 /// Removes what no page claimed, and all below it.
@@ -226,13 +227,14 @@ void TablePages::dropStaleChains()
 }
 
 /// Walks all chains side by side, so that their pages are read in the order of the file.
-void TablePages::walkOpenChains(DatabaseReader &version, const QVector<quint32> &written)
+void TablePages::walkNewChains(DatabaseReader &version, const QVector<quint32> &written)
 {
     QVector<Link> links;
-    for (const OpenChain &open : qAsConst(m_now.openChains)) {
-        if (!m_chains.contains(open.chain.firstPage)) {
-            m_chains.insert(open.chain.firstPage, {open.leaf, m_updateCount, {}});
-            links.append({open.chain.firstPage, open.chain.firstPage, open.chain.pageCount});
+    for (const FoundChain &found : qAsConst(m_now.foundChains)) {
+        const quint32 firstPage = found.chain.firstPage;
+        if (m_nodes.contains(found.leaf) && !m_chains.contains(firstPage)) {
+            m_chains.insert(firstPage, {found.leaf, m_updateCount, {}});
+            links.append({firstPage, firstPage, found.chain.pageCount});
         }
     }
     while (!links.isEmpty()) {

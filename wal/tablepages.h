@@ -58,8 +58,8 @@ private:
         QVector<quint32> pages;
     };
 
-    /// A chain of which the pages are not known yet.
-    struct OpenChain
+    /// A chain that a visited leaf begins.
+    struct FoundChain
     {
         quint32 leaf;
         OverflowChain chain;
@@ -79,7 +79,7 @@ private:
         QVector<quint32> dirty; ///< pages of the tree that must be read again, ascending
         QVector<quint32> orphans;
         QVector<quint32> staleChains; ///< such as may be
-        QVector<OpenChain> openChains;
+        QVector<FoundChain> foundChains;
         QSet<quint32> visited;
         QSet<quint32> claimed;
         QSet<quint32> writtenChains;
@@ -93,10 +93,10 @@ private:
     void visit(DatabaseReader &version, quint32 pageNo, QVector<quint32> *next);
     void claim(quint32 pageNo, quint32 parent, QVector<quint32> *next);
     QVector<quint32> readChains(const DatabaseReader &version, const TreePage &leaf);
-    bool keepChain(const OverflowChain &chain, quint32 leaf);
     void dropOrphans(QVector<quint32> *leaves);
+    void keepKnownChains();
     void dropStaleChains();
-    void walkOpenChains(DatabaseReader &version, const QVector<quint32> &written);
+    void walkNewChains(DatabaseReader &version, const QVector<quint32> &written);
     void walkLink(DatabaseReader &version, const Link &link, const QVector<quint32> &written,
                   QVector<Link> *next);
 
