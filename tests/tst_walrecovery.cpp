@@ -53,6 +53,78 @@ Contents lostBookmarks(const LogVersions &versions, int count)
     return sorted;
 }
 
+/// The columns that make the records of an item, beginning with its identifier.
+QString calendarSql(CalendarLayout layout)
+{
+    const QString dates =
+        QStringLiteral("CAST(i.start_date AS INTEGER), CAST(i.end_date AS INTEGER), "
+                       "i.all_day");
+    return layout == CalendarLayout::Ios5
+               ? QStringLiteral(
+                     "SELECT i.summary, i.location, i.description, %1, c.title, 4, '', '' "
+                     "FROM Event i LEFT JOIN Calendar c ON c.rowid = i.calendar_id")
+                     .arg(dates)
+               : QStringLiteral("SELECT i.summary, l.title, i.description, %1, c.title, "
+                                "c.supported_entity_types, CAST(i.completion_date AS INTEGER), "
+                                "i.priority FROM CalendarItem i LEFT JOIN Location l ON l.rowid = "
+                                "i.location_id LEFT JOIN Calendar c ON c.rowid = i.calendar_id")
+                     .arg(dates);
+}
+
+/// What a row of that query is as a record, or as two: lists of texts, the kind first.
+Contents recordsOf(const QStringList &row)
+{
+    Contents records;
+    const QString end = row.at(4).isEmpty() ? QStringLiteral("0") : row.at(4);
+    const QString start = row.at(3).isEmpty() ? QStringLiteral("0") : row.at(3);
+    const bool hasEnd = end != QLatin1String("0");
+    const int types = row.at(7).toInt();
+    if (start.toLongLong() <= 0 && end.toLongLong() > 0) {
+        return records;
+    }
+    if (types == 4 || hasEnd) {
+        records.append({QStringLiteral("event"), row.at(0), row.at(1), row.at(2), start, end,
+                        QString::number(row.at(5).toInt())});
+    }
+    if (types == 8 || !hasEnd) {
+        const bool isDefault = row.at(6) == QLatin1String("DEFAULT_TASK_CALENDAR_NAME");
+        records.append({QStringLiteral("reminder"), row.at(0), row.at(1), row.at(2), start,
+                        QString::number(row.at(8).toLongLong()), QString::number(row.at(9).toInt()),
+                        isDefault ? QStringLiteral("Reminders") : row.at(6)});
+    }
+    return records;
+}
+
+Contents calendarOf(WalRecovery *recovery)
+{
+    Contents found;
+    for (unsigned i = 0; i < recovery->getCalendarCount(); ++i) {
+        const CalendarRecord &event = *recovery->getCalendar(i);
+        found.append({QStringLiteral("event"), event.title, event.location, event.notes,
+                      QString::number(qint64(event.startDate)),
+                      QString::number(qint64(event.endDate)), QString::number(event.allDay)});
+    }
+    for (unsigned i = 0; i < recovery->getReminderCount(); ++i) {
+        const ReminderRecord &reminder = *recovery->getReminder(i);
+        found.append({QStringLiteral("reminder"), reminder.title, reminder.location, reminder.notes,
+                      QString::number(qint64(reminder.startDate)),
+                      QString::number(qint64(reminder.completionDate)),
+                      QString::number(reminder.priority), reminder.calendar});
+    }
+    return found;
+}
+
+bool isPlaceAlone(const QStringList &record)
+{
+    return record.at(1).isEmpty() && record.at(4) == QLatin1String("0");
+}
+
+QStringList withoutPlace(QStringList record)
+{
+    record[2].clear();
+    return record;
+}
+
 QStringList titlesOf(const Contents &bookmarks)
 {
     QStringList titles;
@@ -72,6 +144,11 @@ private Q_SLOTS:
     void bookmarksOfEveryLayout_data();
     void bookmarksOfEveryLayout();
     void whatCountsAsDeleted();
+    void calendarsOfEveryLayout_data();
+    void calendarsOfEveryLayout();
+    void namesComeFromAnyVersion();
+    void placesAlone();
+    void rowsOlderThanColumns();
     void cutAtEveryLength();
     void restartedLog();
     void partlyCopiedLog_data();
@@ -191,6 +268,145 @@ void TestWalRecovery::whatCountsAsDeleted()
     QCOMPARE(found.at(2).at(2), QStringLiteral("8"));
     QCOMPARE(found.at(3).at(2), QStringLiteral("9"));
     QVERIFY(found.at(4).at(1).startsWith(QLatin1String("http://")));
+}
+
+void TestWalRecovery::calendarsOfEveryLayout_data()
+{
+    QTest::addColumn<int>("layout");
+    QTest::addColumn<int>("deletion");
+    for (const CalendarLayout layout : allCalendarLayouts()) {
+        for (const CalendarDeletion deletion : allCalendarDeletions()) {
+            QTest::addRow("%s, %s", qPrintable(layoutName(layout)),
+                          qPrintable(deletionName(deletion)))
+                << int(layout) << int(deletion);
+        }
+    }
+}
+
+/// Every item comes back as it was in each version, with its place, and no item comes that is
+/// there.
+void TestWalRecovery::calendarsOfEveryLayout()
+{
+    QFETCH(int, layout);
+    QFETCH(int, deletion);
+    SampleDatabase db;
+    CalendarSample sample;
+    const CalendarPlan plan{CalendarLayout(layout), CalendarDeletion(deletion), 60, 3};
+    QVERIFY(db.create(path("device.db"), deviceOptions(plan.layout)) && db.startLog());
+    QVERIFY(makeCalendarSample(&db, plan, &sample) && db.copyWithLog(path("case.db")));
+    const LogVersions versions(path("case.db"));
+    QSet<QStringList> ever;
+    QSet<QStringList> atLast;
+    for (int i = 0; i < versions.count(); ++i) {
+        atLast.clear();
+        for (const QStringList &row : versions.rows(i, calendarSql(plan.layout), 10)) {
+            for (const QStringList &record : recordsOf(row)) {
+                ever.insert(record);
+                atLast.insert(record);
+            }
+        }
+    }
+    WalRecovery recovery;
+    recovery.scanRecoveryForType(ScanTypeCalendar, path("case.db"), path("case.db-wal"), nullptr);
+    QSet<QStringList> found;
+    for (const QStringList &record : calendarOf(&recovery)) {
+        QVERIFY2(!found.contains(record), qPrintable(record.join(QLatin1Char('|'))));
+        found.insert(record);
+        QVERIFY2(isPlaceAlone(record) || (ever.contains(record) && !atLast.contains(record)),
+                 qPrintable(record.join(QLatin1Char('|'))));
+    }
+    QVERIFY(found.size() > 5);
+    for (const QStringList &record : qAsConst(ever)) {
+        // Where the row of the place went first, the item still comes with it.
+        const bool isExpected = !atLast.contains(record) && !record.at(2).isEmpty();
+        const bool isThereWithoutPlace = atLast.contains(withoutPlace(record));
+        QVERIFY2(!isExpected || isThereWithoutPlace || found.contains(record),
+                 qPrintable(record.join(QLatin1Char('|'))));
+    }
+    QSet<QStringList> foundItems;
+    for (const QStringList &record : qAsConst(found)) {
+        foundItems.insert(withoutPlace(record));
+    }
+    for (const QStringList &record : qAsConst(ever)) {
+        QVERIFY2(atLast.contains(record) || atLast.contains(withoutPlace(record))
+                     || foundItems.contains(withoutPlace(record)),
+                 qPrintable(record.join(QLatin1Char('|'))));
+    }
+}
+
+void TestWalRecovery::namesComeFromAnyVersion()
+{
+    SampleDatabase db;
+    QVERIFY(db.create(path("device.db")) && db.exec(calendarTables(CalendarLayout::Ios10))
+            && db.startLog());
+    QVERIFY(db.exec(QStringLiteral(
+        "INSERT INTO Calendar (ROWID, title, supported_entity_types) VALUES (1, 'Old list', 8);"
+        "INSERT INTO Location (ROWID, title) VALUES (1, 'Old hall'), (2, 'Late hall');"
+        "INSERT INTO CalendarItem (ROWID, summary, calendar_id, location_id, start_date) "
+        "VALUES (1, 'a', 1, 1, 400000000), (2, 'b', 1, 1, 400000000), "
+        "(3, 'c', 2, 2, 400000000), (4, 'd', 1, 2, 400000000);"
+        "DELETE FROM CalendarItem WHERE ROWID = 1;" // names of its own version
+        "UPDATE Location SET title = 'New hall' WHERE ROWID = 1;"
+        "DELETE FROM CalendarItem WHERE ROWID = 2;" // names as they are now
+        "DELETE FROM Location WHERE ROWID = 2;"
+        "DELETE FROM CalendarItem WHERE ROWID = 3;" // its list comes only later
+        "INSERT INTO Calendar (ROWID, title, supported_entity_types) VALUES (2, 'New list', 8);"
+        "DELETE FROM Calendar WHERE ROWID = 1;"
+        "DELETE FROM CalendarItem WHERE ROWID = 4;"))); // both names are gone already
+    QVERIFY(db.copyWithLog(path("case.db")));
+    WalRecovery recovery;
+    recovery.scanRecoveryForType(ScanTypeCalendar, path("case.db"), path("case.db-wal"), nullptr);
+    QStringList found;
+    for (unsigned i = 0; i < recovery.getReminderCount(); ++i) {
+        const ReminderRecord &reminder = *recovery.getReminder(i);
+        found.append(reminder.title + QLatin1Char('|') + reminder.calendar + QLatin1Char('|')
+                     + reminder.location);
+    }
+    QCOMPARE(found, (QStringList{QStringLiteral("a|Old list|Old hall"),
+                                 QStringLiteral("b|Old list|New hall"),
+                                 QStringLiteral("c|New list|Late hall"),
+                                 QStringLiteral("d|Old list|Late hall")}));
+    QCOMPARE(recovery.getCalendarCount(), 0U); // all places came with their items
+}
+
+void TestWalRecovery::placesAlone()
+{
+    SampleDatabase db;
+    QVERIFY(db.create(path("device.db")) && db.exec(calendarTables(CalendarLayout::Ios10))
+            && db.startLog());
+    QVERIFY(db.exec(QStringLiteral(
+        "INSERT INTO Location (ROWID, title) VALUES (1, 'Hall'), (2, 'Yard'), (3, 'Roof'), "
+        "(4, 'Roof');"
+        "UPDATE Location SET title = 'Room' WHERE ROWID = 1;"
+        "UPDATE Location SET latitude = 3 WHERE ROWID = 2;"
+        "DELETE FROM Location WHERE ROWID = 3;")));
+    QVERIFY(db.copyWithLog(path("case.db")));
+    WalRecovery recovery;
+    recovery.scanRecoveryForType(ScanTypeCalendar, path("case.db"), path("case.db-wal"), nullptr);
+    QCOMPARE(recovery.getCalendarCount(), 1U);
+    QCOMPARE(recovery.getCalendar(0)->location, QStringLiteral("Hall"));
+}
+
+/// Rows keep the columns under which they were written.
+void TestWalRecovery::rowsOlderThanColumns()
+{
+    SampleDatabase db;
+    QVERIFY(
+        db.create(path("device.db"))
+        && db.exec(QStringLiteral("CREATE TABLE bookmarks (id INTEGER PRIMARY KEY, title TEXT);"))
+        && db.startLog());
+    QVERIFY(db.exec(QStringLiteral("INSERT INTO bookmarks (title) VALUES ('a'), ('b'), ('c');"
+                                   "ALTER TABLE bookmarks ADD COLUMN parent INTEGER;"
+                                   "ALTER TABLE bookmarks ADD COLUMN url TEXT;"
+                                   "UPDATE bookmarks SET url = 'x://' || title WHERE title <> 'c';"
+                                   "DELETE FROM bookmarks WHERE title = 'c';" // has no address
+                                   "UPDATE bookmarks SET parent = 5 WHERE title = 'b';"
+                                   "ALTER TABLE bookmarks ADD COLUMN more TEXT;"
+                                   "DELETE FROM bookmarks WHERE title = 'a';")));
+    QVERIFY(db.copyWithLog(path("case.db")));
+    QCOMPARE(scan("case.db"),
+             (Contents{{QStringLiteral("a"), QStringLiteral("x://a"), QStringLiteral("0")},
+                       {QStringLiteral("b"), QStringLiteral("x://b"), QStringLiteral("0")}}));
 }
 
 /// What is cut off in the middle of a transaction, or of its last page, gives nothing.
