@@ -1,6 +1,8 @@
 #include "samples/sampledatabase.h"
 #include "samples/samplerandom.h"
+#include "tests/support/databaseimage.h"
 #include "tests/support/scanprobe.h"
+#include "tests/support/walbuilder.h"
 #include "wal/columnvalue.h"
 #include "wal/tablechangecollector.h"
 #include "wal/tablediff.h"
@@ -81,6 +83,17 @@ public:
     }
     ~SqlReader() { sqlite3_close(m_db); }
     Q_DISABLE_COPY(SqlReader)
+
+    /// A number that changes with every commit of somebody else.
+    int commitMark()
+    {
+        sqlite3_stmt *statement = nullptr;
+        sqlite3_prepare_v2(m_db, "PRAGMA data_version", -1, &statement, nullptr);
+        const int mark =
+            sqlite3_step(statement) == SQLITE_ROW ? sqlite3_column_int(statement, 0) : 0;
+        sqlite3_finalize(statement);
+        return mark;
+    }
 
     Version read()
     {
@@ -279,8 +292,65 @@ class TestTableDiff : public QObject
 private Q_SLOTS:
     void everyChangeIsFound_data();
     void everyChangeIsFound();
+    void aCommitCostsWhatItWrites();
+    void progressOfEveryRow();
+    void stoppingAtEveryReport();
+    void overflowPagesWrittenInPlace();
+    void damagedFiles_data();
+    void damagedFiles();
+    void treesThatReturn();
+    void chainsThatReturn();
 
 private:
+    /// Lives at random. Returns the versions that SQL sees; empty when a step failed.
+    QVector<Version> liveAtRandom(int pageSize, int autoVacuum, int seed, int rows, int steps)
+    {
+        SampleOptions options;
+        options.pageSize = pageSize;
+        options.autoVacuum = autoVacuum;
+        SampleDatabase db;
+        RandomLife life(&db, pageSize, autoVacuum, quint32(seed));
+        if (!db.create(path("device.db"), options) || !life.begin(rows) || !db.startLog()) {
+            return {};
+        }
+        SqlReader reader(path("device.db"));
+        QVector<Version> versions{reader.read()};
+        for (int i = 0; i < steps; ++i) {
+            const int mark = reader.commitMark();
+            if (!life.step()) {
+                return {};
+            }
+            // Steps that change nothing make no commit.
+            if (reader.commitMark() != mark) {
+                versions.append(reader.read());
+            }
+        }
+        return db.copyWithLog(path("case.db")) ? versions : QVector<Version>();
+    }
+    /// Makes a table t of `rows` rows, each about 100 bytes long, in pages of 512 bytes.
+    bool makeRows(SampleDatabase *db, int rows)
+    {
+        SampleOptions options;
+        options.pageSize = 512;
+        bool isMade = db->create(path("device.db"), options)
+                      && db->exec(QStringLiteral("BEGIN; CREATE TABLE t (id INTEGER PRIMARY KEY, a "
+                                                 "TEXT, b BLOB); CREATE TABLE u (id INTEGER);"));
+        for (int i = 0; i < rows; ++i) {
+            isMade = isMade
+                     && db->run(QStringLiteral("INSERT INTO t (a, b) VALUES ('x', zeroblob(90))"));
+        }
+        return isMade && db->exec(QStringLiteral("COMMIT")) && db->startLog();
+    }
+    /// What a comparison of case.db finds.
+    QStringList compare(ScanProgress *progress = nullptr)
+    {
+        SnapshotContext context(path("case.db"), path("case.db-wal"));
+        ProbeCollector collector;
+        if (context.load()) {
+            TableDiff(&context, &collector, progress).run();
+        }
+        return collector.lines;
+    }
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
     QTemporaryDir m_dir;
 };
@@ -289,57 +359,202 @@ void TestTableDiff::everyChangeIsFound_data()
 {
     QTest::addColumn<int>("pageSize");
     QTest::addColumn<int>("autoVacuum");
-    QTest::addColumn<int>("rows");
+    QTest::addColumn<int>("seed");
+    const int more = qEnvironmentVariableIntValue("TABLEDIFF_MORE_SEEDS");
     for (const int pageSize : {512, 1024, 4096, 65536}) {
         for (const int autoVacuum : {0, 1, 2}) {
-            QTest::addRow("pages of %d, auto_vacuum %d", pageSize, autoVacuum)
-                << pageSize << autoVacuum << (pageSize == 512 ? 1500 : 300);
+            for (int seed = 1; seed <= 1 + more; ++seed) {
+                QTest::addRow("pages of %d, auto_vacuum %d, seed %d", pageSize, autoVacuum, seed)
+                    << pageSize << autoVacuum << seed;
+            }
         }
     }
+    // A page changes over to the other table while an overflow page of its rows is written.
+    QTest::addRow("page that changes over") << 512 << 1 << 18;
 }
 
 void TestTableDiff::everyChangeIsFound()
 {
     QFETCH(int, pageSize);
     QFETCH(int, autoVacuum);
-    QFETCH(int, rows);
-    SampleOptions options;
-    options.pageSize = pageSize;
-    options.autoVacuum = autoVacuum;
-    static const int seeds = std::max(1, qEnvironmentVariableIntValue("TABLEDIFF_SEEDS"));
-    const int firstSeed = std::max(1, qEnvironmentVariableIntValue("TABLEDIFF_FIRST"));
-    for (int seed = firstSeed; seed < firstSeed + seeds; ++seed) {
-        SampleDatabase db;
-        RandomLife life(&db, pageSize, autoVacuum, quint32(seed));
-        QVERIFY(db.create(path("device.db"), options) && life.begin(rows) && db.startLog());
-        SqlReader reader(path("device.db"));
-        QVector<Version> versions{reader.read()};
-        for (int i = 0; i < 60; ++i) {
-            QVERIFY2(life.step(), qPrintable(db.errorText()));
-            QVERIFY(db.copyWithLog(path("case.db")));
-            WalFile log(path("case.db-wal"));
-            // Steps that change nothing make no commit.
-            if (log.load() && log.transactionCount() == versions.size()) {
-                versions.append(reader.read());
-            }
-            QCOMPARE(log.transactionCount(), versions.size() - 1);
-        }
+    QFETCH(int, seed);
+    const int rows = pageSize == 512 ? 1500 : 300;
+    const QVector<Version> versions = liveAtRandom(pageSize, autoVacuum, seed, rows, 60);
+    SnapshotContext context(path("case.db"), path("case.db-wal"));
+    QVERIFY(context.load());
+    QCOMPARE(context.wal().transactionCount(), versions.size() - 1);
+    ProbeCollector collector;
+    TableDiff(&context, &collector, nullptr).run();
+    const QStringList expected = expectedLines(versions);
+    QVERIFY(expected.size() > 100);
+    for (int i = 0; i < std::min(expected.size(), collector.lines.size()); ++i) {
+        QCOMPARE(collector.lines.at(i), expected.at(i));
+    }
+    QCOMPARE(collector.lines.size(), expected.size());
+    QCOMPARE(collector.begun.size(), versions.size() - 1);
+    QCOMPARE(collector.finished, 1);
+}
+
+/// Of a large table a commit compares the rows of the pages that it wrote, and no others.
+void TestTableDiff::aCommitCostsWhatItWrites()
+{
+    SampleDatabase db;
+    QVERIFY(makeRows(&db, 3000));
+    for (int i = 0; i < 50; ++i) {
+        QVERIFY(db.run(QStringLiteral("UPDATE t SET a = 'y' WHERE id = ?"), {50 * i + 1}));
+    }
+    QVERIFY(db.copyWithLog(path("case.db")));
+    ScanProbe probe;
+    QCOMPARE(compare(&probe).size(), 50);
+    constexpr int mostRowsOnAPage = 5;
+    QVERIFY2(probe.reports <= 50 * (3 + mostRowsOnAPage),
+             qPrintable(QString::number(probe.reports)));
+}
+
+void TestTableDiff::progressOfEveryRow()
+{
+    SampleDatabase db;
+    QVERIFY(makeRows(&db, 4)); // one page
+    QVERIFY(db.exec(QStringLiteral("UPDATE t SET a = 'y' WHERE id = 2; DELETE FROM t WHERE id = 3;"
+                                   "CREATE TABLE v (x);")));
+    QVERIFY(db.copyWithLog(path("case.db")));
+    ScanProbe probe;
+    compare(&probe);
+    // One for every commit and for each of its two tables, and one for every row compared.
+    QCOMPARE(probe.reports, 3 * (1 + 2) + 4 + 4);
+    QVERIFY(qFuzzyCompare(probe.total, (4 + 4) * 100.0 / (3 * 2)));
+}
+
+void TestTableDiff::stoppingAtEveryReport()
+{
+    SampleDatabase db;
+    QVERIFY(makeRows(&db, 4));
+    QVERIFY(db.exec(QStringLiteral("DELETE FROM t WHERE id = 2; DELETE FROM t WHERE id = 3;")));
+    QVERIFY(db.copyWithLog(path("case.db")));
+    const QStringList whole = compare();
+    QCOMPARE(whole.size(), 2);
+    ScanProbe all;
+    compare(&all);
+    for (int stop = 1; stop <= all.reports; ++stop) {
         SnapshotContext context(path("case.db"), path("case.db-wal"));
         QVERIFY(context.load());
         ProbeCollector collector;
-        TableDiff(&context, &collector, nullptr).run();
-        const QStringList expected = expectedLines(versions);
-        QVERIFY(expected.size() > 100);
-        for (int i = 0; i < std::min(expected.size(), collector.lines.size()); ++i) {
-            QVERIFY2(collector.lines.at(i) == expected.at(i),
-                     qPrintable(QStringLiteral("seed %1: %2 instead of %3")
-                                    .arg(seed)
-                                    .arg(collector.lines.at(i), expected.at(i))));
-        }
-        QCOMPARE(collector.lines.size(), expected.size());
-        QCOMPARE(collector.begun.size(), versions.size() - 1);
+        ScanProbe probe;
+        probe.stopAfter = stop;
+        TableDiff(&context, &collector, &probe).run();
+        QCOMPARE(probe.reports, stop);
+        QCOMPARE(collector.lines, whole.mid(0, collector.lines.size()));
         QCOMPARE(collector.finished, 1);
     }
+}
+
+/// A row can change although its leaf page does not.
+void TestTableDiff::overflowPagesWrittenInPlace()
+{
+    SampleDatabase db;
+    QVERIFY(makeRows(&db, 20));
+    QVERIFY(db.exec(QStringLiteral("UPDATE t SET b = zeroblob(3000) WHERE id % 5 = 0;")));
+    QVERIFY(db.exec(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE);")));
+    QVERIFY(db.exec(QStringLiteral("UPDATE t SET b = CAST(zeroblob(2900) || x'01' || zeroblob(99) "
+                                   "AS BLOB) WHERE id = 10;")));
+    QVERIFY(db.copyWithLog(path("case.db")));
+    const QStringList found = compare();
+    QCOMPARE(found.size(), 1);
+    QVERIFY(found.first().startsWith(QLatin1String("0 t ~10 ")));
+}
+
+void TestTableDiff::damagedFiles_data()
+{
+    QTest::addColumn<int>("seed");
+    QTest::addColumn<int>("pageSize");
+    for (int seed = 1; seed <= 20; ++seed) {
+        QTest::addRow("%d", seed) << seed << (seed % 2 == 0 ? 512 : 4096);
+    }
+}
+
+/// Bytes of both files are replaced at random: the comparison ends, whatever it finds.
+void TestTableDiff::damagedFiles()
+{
+    QFETCH(int, seed);
+    QFETCH(int, pageSize);
+    QVERIFY(!liveAtRandom(pageSize, 1, seed, 200, 15).isEmpty());
+    SampleRandom random{quint32(seed)};
+    const auto damage = [&](const char *name, int first) {
+        QFile file(path(name));
+        if (!file.open(QIODevice::ReadWrite)) {
+            return false;
+        }
+        for (int i = 0; i < 40; ++i) {
+            // The headers of pages are where it hurts.
+            const int page = random.number(0, int(file.size() / pageSize));
+            const qint64 offset = first + qint64(page) * (pageSize + (first > 0 ? 24 : 0))
+                                  + random.number(0, random.chance(70) ? 40 : pageSize);
+            const char byte =
+                char(random.chance(50) ? random.number(0, 16) : random.number(0, 256));
+            file.seek(std::min(std::max<qint64>(offset, 100), file.size() - 1));
+            file.write(&byte, 1);
+        }
+        return true;
+    };
+    constexpr int firstPageOfLog = 32 + 24;
+    for (int round = 0; round < 10; ++round) {
+        QVERIFY(damage("case.db", 0) && damage("case.db-wal", firstPageOfLog));
+        ScanProbe probe;
+        compare(&probe);
+        QVERIFY(probe.reports > 0);
+    }
+}
+
+void TestTableDiff::treesThatReturn()
+{
+    constexpr int pageSize = 512;
+    DatabaseImage image(pageSize, 6);
+    image.schemaTable(QStringLiteral("t"), 2, QStringLiteral("CREATE TABLE t (id, a)"));
+    image.interiorPage(2, {3, 4}, 5).leafPage(3, {leafCell(1, record({1, QStringLiteral("a")}))});
+    image.interiorPage(4, {3, 2}, 4).interiorPage(5, {5, 900, 0}, 6);
+    image.leafPage(6, {leafCell(2, record({1, QStringLiteral("b")}))});
+    QVERIFY(image.save(path("case.db")));
+    DatabaseImage later = image;
+    later.interiorPage(3, {2, 3}, 3).leafPage(6, {}).interiorPage(5, {2, 6, 6}, 5);
+    WalBuilder log(pageSize);
+    for (int round = 0; round < 3; ++round) {
+        for (const quint32 pageNo : {3U, 5U, 6U}) {
+            log.frame(pageNo, later.bytes().mid(later.pageStart(int(pageNo)), pageSize), 6);
+        }
+        for (const quint32 pageNo : {5U, 3U, 6U}) {
+            log.frame(pageNo, image.bytes().mid(image.pageStart(int(pageNo)), pageSize), 6);
+        }
+    }
+    QVERIFY(log.save(path("case.db-wal")));
+    const QStringList found = compare();
+    // What such a tree has is a matter of taste; each row goes away at most as often as its page.
+    QVERIFY(found.first().startsWith(QLatin1String("0 t -1 ")));
+    QVERIFY(found.filter(QStringLiteral(" -1 ")).size() <= 3);
+    QVERIFY(found.filter(QStringLiteral(" -2 ")).size() <= 3);
+}
+
+/// The overflow pages of two rows are the same, and lead back to themselves.
+void TestTableDiff::chainsThatReturn()
+{
+    constexpr int pageSize = 512;
+    const QByteArray payload = record({1, QString(3000, QLatin1Char('a'))});
+    const auto cell = [&](qint64 rowid) {
+        const QByteArray whole = leafCell(rowid, payload);
+        // 56 bytes of the payload are local at this length.
+        return whole.left(whole.size() - payload.size() + 90) + QByteArray("\0\0\0\3", 4);
+    };
+    DatabaseImage image(pageSize, 4);
+    image.schemaTable(QStringLiteral("t"), 2, QStringLiteral("CREATE TABLE t (id, a)"));
+    image.leafPage(2, {cell(1), cell(2)}).put32(image.pageStart(3), 4).put32(image.pageStart(4), 3);
+    QVERIFY(image.save(path("case.db")));
+    WalBuilder log(pageSize);
+    for (int round = 0; round < 20; ++round) {
+        log.frame(round % 2 == 0 ? 4 : 3, char('0' + round), 4);
+        log.frame(3, QByteArray("\0\0\0\4", 4), 4).frame(4, QByteArray("\0\0\0\3", 4), 4);
+        log.frame(2, image.bytes().mid(image.pageStart(2), pageSize), 4);
+    }
+    QVERIFY(log.save(path("case.db-wal")));
+    QVERIFY(compare().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestTableDiff)
