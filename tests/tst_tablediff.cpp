@@ -61,8 +61,7 @@ public:
     static QString digestOf(const TableVersion &table, const TableRow &row)
     {
         QByteArrayList values;
-        for (const ColumnValue &value :
-             decodeRow(row, table.schema(), table.textEncoding()).mid(1)) {
+        for (const ColumnValue &value : decodeRow(row, table).mid(1)) {
             values.append(value.isNull() ? QByteArray("null") : value.bytes());
         }
         return QString::fromLatin1(digest(values));

@@ -55,7 +55,7 @@ public:
     }
 
     qint64 payloadSize() const { return m_row.payloadSize; }
-    bool readRow(TableRow *row) { return readRecord(m_version, m_row, row); }
+    bool readRow(TableRow *row) { return readRecord(m_version, m_page.bytes, m_row, row); }
 
     /// The part of the record on the leaf page.
     QByteArray localPart() const
