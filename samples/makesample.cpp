@@ -11,6 +11,7 @@
 #include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
 #include "samples/truthfile.h"
+#include "samples/whatsappsamples.h"
 
 #include <QCborArray>
 #include <QCoreApplication>
@@ -141,6 +142,25 @@ bool makeHistory(SampleDatabase *db, const HistoryPlan &plan, Truth *truth)
     return ok;
 }
 
+QVector<QCborMap> mapsOf(const WhatsappSample &sample,
+                         const QVector<SampleWhatsappMessage> &messages)
+{
+    QVector<QCborMap> maps;
+    for (const auto &chat : expectedChats(sample, messages)) {
+        maps.append(recordOfKind("whatsapp", whatsappMap(*chat)));
+    }
+    return maps;
+}
+
+bool makeWhatsapp(SampleDatabase *db, const WhatsappPlan &plan, Truth *truth)
+{
+    WhatsappSample sample;
+    const bool ok = makeWhatsappSample(db, plan, &sample);
+    truth->deleted = mapsOf(sample, sample.deleted);
+    truth->live = mapsOf(sample, sample.live);
+    return ok;
+}
+
 QString backupName(const char *domainPath)
 {
     return QString::fromLatin1(
@@ -251,6 +271,12 @@ bool makeBackup(const QString &path)
          [](SampleDatabase *db, Truth *truth) {
              return makeHistory(db, {HistoryLayout::Ios11, HistoryDeletion::Everything, 120, 5},
                                 truth);
+         }},
+        {"AppDomain-net.whatsapp.WhatsApp-Documents/ChatStorage.sqlite", "WhatsApp messages",
+         deviceOptions(WhatsappLayout::Ios15),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeWhatsapp(
+                 db, {WhatsappLayout::Ios15, WhatsappDeletion::SingleMessages, 200, 1}, truth);
          }},
     };
     const QDir folder(path);
