@@ -1,6 +1,7 @@
 #include "api/databasecheck.h"
 
 #include "engine/databasereader.h"
+#include "wal/walfile.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -60,4 +61,20 @@ DatabaseState checkDatabase(const QString &path)
         return DatabaseState::Unreadable;
     }
     return checkFormat(file);
+}
+
+LogState checkLog(const QString &path)
+{
+    const QFileInfo info(path);
+    if (!info.exists()) {
+        return LogState::Missing;
+    }
+    if (!info.isFile() || !QFile(path).open(QIODevice::ReadOnly)) {
+        return LogState::Unreadable;
+    }
+    WalFile log(path);
+    if (!log.load()) {
+        return LogState::NotALog;
+    }
+    return log.transactionCount() > 0 ? LogState::Usable : LogState::NothingCommitted;
 }

@@ -18,3 +18,16 @@ enum class DatabaseState {
 /// cannot open, so a program calls this to tell its user. Reads the file only; may be called from
 /// any thread.
 SQLITERECOVERY_EXPORT DatabaseState checkDatabase(const QString &path);
+
+/// What a file is good for as a write-ahead log.
+enum class LogState {
+    Usable,           ///< a log in which something is committed
+    Missing,          ///< there is no file of that name
+    Unreadable,       ///< not a regular file, or the system refuses to read it
+    NotALog,          ///< it does not begin as a log does; an empty file is none either
+    NothingCommitted, ///< a log without a whole transaction
+};
+
+/// Says what a comparison of the versions in the log `path` can expect, as checkDatabase() does of
+/// a scan. Whether the log belongs to a database cannot be told.
+SQLITERECOVERY_EXPORT LogState checkLog(const QString &path);

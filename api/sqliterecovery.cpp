@@ -1,6 +1,7 @@
 #include "api/sqliterecovery.h"
 
 #include "api/backupfilename_p.h"
+#include "api/resultarrays_p.h"
 #include "api/scanprogress.h"
 #include "recoverers/calendar_notes_safari/bookmarkdbfile.h"
 #include "recoverers/calendar_notes_safari/bookmarkhistorydbfile.h"
@@ -100,23 +101,6 @@ QString databaseName(int type)
     default:
         return QString();
     }
-}
-
-template<typename Array>
-auto elementOrNull(Array &array, unsigned index) -> const typename Array::value_type *
-{
-    return index < unsigned(array.size()) ? &array[int(index)] : nullptr;
-}
-
-template<typename Record> const Record *pointerOrNull(const QList<Record *> &array, unsigned index)
-{
-    return index < unsigned(array.size()) ? array[int(index)] : nullptr;
-}
-
-template<typename Record> void releaseAll(QList<Record *> &array)
-{
-    qDeleteAll(array);
-    array = QList<Record *>();
 }
 
 } // namespace

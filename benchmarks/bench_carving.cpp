@@ -7,10 +7,7 @@
 #include "benchmarks/benchfiles.h"
 #include "benchmarks/benchsupport.h"
 
-#include <QFile>
-
 #include <cstdio>
-#include <malloc.h>
 
 namespace {
 
@@ -39,40 +36,13 @@ void addBenchmarks(const BenchFiles &files)
     addBenchmark("messages/scan", messages, [messages] { return scanMessageFile(messages); });
 }
 
-/// A value of /proc/self/status in KiB.
-qint64 memoryStatus(const QByteArray &field)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (status.open(QIODevice::ReadOnly)) {
-        for (const QByteArray &line : status.readAll().split('\n')) {
-            if (line.startsWith(field)) {
-                return line.mid(field.size()).simplified().split(' ').first().toLongLong();
-            }
-        }
-    }
-    return 0;
-}
-
-template<typename Pass> void printPeakMemory(const char *what, Pass pass)
-{
-    malloc_trim(0);
-    QFile reset(QStringLiteral("/proc/self/clear_refs")); // "5" resets the peak
-    if (!reset.open(QIODevice::WriteOnly) || reset.write("5") != 1 || !reset.flush()) {
-        std::printf("the peak memory cannot be measured here\n");
-        return;
-    }
-    const qint64 before = memoryStatus("VmRSS:");
-    pass();
-    std::printf("memory at the peak of carving %s: %lld KiB more than before\n", what,
-                memoryStatus("VmHWM:") - before);
-}
-
 void printMemory(const BenchFiles &files)
 {
-    printPeakMemory("16 MiB of calls", [&files] { carveCalls(files.smallCalls); });
-    printPeakMemory("the large file of calls", [&files] { carveCalls(files.calls); });
-    printPeakMemory("16 MiB of messages", [&files] { carveMessages(files.smallMessages); });
-    printPeakMemory("the large file of messages", [&files] { carveMessages(files.messages); });
+    printPeakMemory("carving 16 MiB of calls", [&files] { carveCalls(files.smallCalls); });
+    printPeakMemory("carving the large file of calls", [&files] { carveCalls(files.calls); });
+    printPeakMemory("carving 16 MiB of messages", [&files] { carveMessages(files.smallMessages); });
+    printPeakMemory("carving the large file of messages",
+                    [&files] { carveMessages(files.messages); });
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <malloc.h>
 #include <unistd.h>
 
 namespace {
@@ -52,6 +53,20 @@ private:
     QMap<std::string, double> m_times;
 };
 
+/// A value of /proc/self/status in KiB.
+qint64 memoryStatus(const QByteArray &field)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (status.open(QIODevice::ReadOnly)) {
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            if (line.startsWith(field)) {
+                return line.mid(field.size()).simplified().split(' ').first().toLongLong();
+            }
+        }
+    }
+    return 0;
+}
+
 } // namespace
 
 bool takeOptions(int *argc, char **argv, BenchOptions *options)
@@ -98,4 +113,18 @@ void runAndPrintRatios(const QVector<Ratio> &ratios)
     for (const Ratio &ratio : ratios) {
         reporter.print(ratio);
     }
+}
+
+void printPeakMemory(const char *what, const std::function<void()> &pass)
+{
+    malloc_trim(0);
+    QFile reset(QStringLiteral("/proc/self/clear_refs")); // "5" resets the peak
+    if (!reset.open(QIODevice::WriteOnly) || reset.write("5") != 1 || !reset.flush()) {
+        std::printf("the peak memory cannot be measured here\n");
+        return;
+    }
+    const qint64 before = memoryStatus("VmRSS:");
+    pass();
+    std::printf("memory at the peak of %s: %lld KiB more than before\n", what,
+                memoryStatus("VmHWM:") - before);
 }

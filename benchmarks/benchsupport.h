@@ -7,6 +7,7 @@
 #include <QMap>
 #include <QVector>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -53,3 +54,6 @@ struct Ratio
 /// Runs what was registered, prints it as usual, then the ratios. They are of processor time, which
 /// other programs disturb less; those of which a part was not selected are left out.
 void runAndPrintRatios(const QVector<Ratio> &ratios);
+
+/// Runs the pass and prints how much memory it takes at most.
+void printPeakMemory(const char *what, const std::function<void()> &pass);

@@ -76,8 +76,8 @@ bool printCsv(const ScanResults &results, QIODevice &out)
         return false;
     }
     for (const RecordKind &kind : results.kinds) {
-        for (unsigned i = 0; i < recordCount(results, kind); ++i) {
-            if (!writeAll(out, lineOf(recordAt(results, kind, i), columns))) {
+        for (unsigned i = 0; i < kind.count(); ++i) {
+            if (!writeAll(out, lineOf(recordAt(kind, i), columns))) {
                 return false;
             }
         }

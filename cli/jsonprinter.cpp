@@ -68,8 +68,8 @@ bool writeRecords(const ScanResults &results, QIODevice &out, const QByteArray &
 {
     QByteArray before;
     for (const RecordKind &kind : results.kinds) {
-        for (unsigned i = 0; i < recordCount(results, kind); ++i) {
-            if (!writeAll(out, before + toJson(recordAt(results, kind, i)))) {
+        for (unsigned i = 0; i < kind.count(); ++i) {
+            if (!writeAll(out, before + toJson(recordAt(kind, i)))) {
                 return false;
             }
             before = separator;

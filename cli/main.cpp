@@ -1,5 +1,7 @@
+#include "cli/commandparts.h"
 #include "cli/messages.h"
 #include "cli/scancommand.h"
+#include "cli/walcommand.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -14,8 +16,10 @@ namespace {
 
 constexpr char HelpText[] =
     R"(Usage: sqliterecovery scan TYPE FILE [--format FORMAT] [--output PATH]
+       sqliterecovery wal TYPE FILE [LOG] [--format FORMAT] [--output PATH]
 
-Finds deleted records in an SQLite database of an iOS backup, changing nothing.
+Finds deleted records in an SQLite database of an iOS backup, changing nothing:
+scan in unused space; wal (types 0, 1, 3, 5) in the log beside it, FILE-wal.
 
 TYPE is a name or its number:
   contacts (0)    messages (1)   call-history (2)    calendar (3)    notes (4)
@@ -28,11 +32,12 @@ Options:
   --help            show this help
   --version         show the version
 
-Exit code: 0 the scan ran, 1 FILE or the output is unusable, 2 wrong usage.
+Exit code: 0 the scan ran, 1 FILE, LOG or the output is unusable, 2 wrong usage.
 
 Examples:
   sqliterecovery scan call-history call_history.db
   sqliterecovery scan contacts AddressBook.sqlitedb --format csv --output c.csv
+  sqliterecovery wal bookmarks Bookmarks.db
   sqliterecovery scan 1 3d0d7e5fb2ce288813306e4d4636395e047a3d28 --format jsonl
 )";
 
@@ -49,14 +54,16 @@ int runCommand(const QStringList &arguments, const QCommandLineParser &parser)
     if (arguments.isEmpty()) {
         return usageError(QStringLiteral("no command given"));
     }
-    if (arguments.first() != QLatin1String("scan")) {
+    const bool isScan = arguments.first() == QLatin1String("scan");
+    if (!isScan && arguments.first() != QLatin1String("wal")) {
         return usageError(QStringLiteral("unknown command: %1").arg(arguments.first()));
     }
     const QString output = parser.value(QStringLiteral("output"));
     if (parser.isSet(QStringLiteral("output")) && output.isEmpty()) {
         return usageError(QStringLiteral("--output needs a path"));
     }
-    return runScan({arguments.mid(1), parser.value(QStringLiteral("format")), output});
+    const ScanOptions options{arguments.mid(1), parser.value(QStringLiteral("format")), output};
+    return isScan ? runScan(options) : runWal(options);
 }
 
 // A standard stream that the caller has closed would lend its number to the next file opened, and

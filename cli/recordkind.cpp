@@ -1,18 +1,34 @@
 #include "cli/recordkind.h"
 
 #include "api/sqliterecovery.h"
+#include "api/walrecovery.h"
 #include "cli/recordmaps.h"
 
 namespace {
 
-template<auto getCount> unsigned countOf(SqliteRecovery &results)
+/// How the records of a kind are read from a facade.
+template<typename Facade> struct Getters
+{
+    const char *name; ///< of the kind
+    unsigned (*count)(Facade &results);
+    QCborMap (*record)(Facade &results, unsigned index);
+};
+
+template<typename Facade, auto getCount> unsigned countOf(Facade &results)
 {
     return (results.*getCount)();
 }
 
-template<auto getRecord, auto mapOf> QCborMap mapAt(SqliteRecovery &results, unsigned index)
+template<typename Facade, auto getRecord, auto mapOf>
+QCborMap mapAt(Facade &results, unsigned index)
 {
     return mapOf(*(results.*getRecord)(index));
+}
+
+template<typename Facade, auto getCount, auto getRecord, auto mapOf>
+constexpr Getters<Facade> gettersOf(const char *name)
+{
+    return {name, countOf<Facade, getCount>, mapAt<Facade, getRecord, mapOf>};
 }
 
 QStringList fieldsOf(const QCborMap &record)
@@ -33,79 +49,196 @@ QStringList noteColumns()
 const QVector<RecordKind> &allKinds()
 {
     static const QVector<RecordKind> kinds = {
-        {ScanTypeCallHistory, "call", "Calls", true, fieldsOf(callMap({})),
+        {ScanTypeCallHistory,
+         "call",
+         "Calls",
+         true,
+         fieldsOf(callMap({})),
          QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Direction"),
                      QStringLiteral("Duration"), QStringLiteral("Address")},
-         countOf<&SqliteRecovery::getCallhistoryCount>,
-         mapAt<&SqliteRecovery::getCallhistory, callMap>, callRows},
-        {ScanTypeMessages, "messageGroup", "Messages", true, fieldsOf(messageGroupMap({})),
+         callRows,
+         {},
+         {}},
+        {ScanTypeMessages,
+         "messageGroup",
+         "Messages",
+         true,
+         fieldsOf(messageGroupMap({})),
          QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Conversation"),
                      QStringLiteral("Direction"), QStringLiteral("Text")},
-         countOf<&SqliteRecovery::getMessageGroupCount>,
-         mapAt<&SqliteRecovery::getMessageGroup, messageGroupMap>, messageRows},
-        {ScanTypeNotes, "note", "Notes", true, fieldsOf(noteMap({})), noteColumns(),
-         countOf<&SqliteRecovery::getNoteCount>, mapAt<&SqliteRecovery::getNote, noteMap>,
-         noteRows},
-        {ScanTypeIos9Notes, "ios9Note", "Notes", true, fieldsOf(noteMap({})), noteColumns(),
-         countOf<&SqliteRecovery::getIos9NoteCount>, mapAt<&SqliteRecovery::getIos9Note, noteMap>,
-         noteRows},
-        {ScanTypeContacts, "contact", "Contacts", false, fieldsOf(personMap({})), QStringList(),
-         countOf<&SqliteRecovery::getContactCount>, mapAt<&SqliteRecovery::getContact, personMap>,
-         personRows},
-        {ScanTypeContacts, "hiddenContact", "Hidden contacts", false, fieldsOf(personMap({})),
-         QStringList(), countOf<&SqliteRecovery::getHiddenContactCount>,
-         mapAt<&SqliteRecovery::getHiddenContact, personMap>, personRows},
-        {ScanTypeCalendar, "reminder", "Reminders", true, fieldsOf(reminderMap({})),
+         messageRows,
+         {},
+         {}},
+        {ScanTypeNotes,
+         "note",
+         "Notes",
+         true,
+         fieldsOf(noteMap({})),
+         noteColumns(),
+         noteRows,
+         {},
+         {}},
+        {ScanTypeIos9Notes,
+         "ios9Note",
+         "Notes",
+         true,
+         fieldsOf(noteMap({})),
+         noteColumns(),
+         noteRows,
+         {},
+         {}},
+        {ScanTypeContacts,
+         "contact",
+         "Contacts",
+         false,
+         fieldsOf(personMap({})),
+         QStringList(),
+         personRows,
+         {},
+         {}},
+        {ScanTypeContacts,
+         "hiddenContact",
+         "Hidden contacts",
+         false,
+         fieldsOf(personMap({})),
+         QStringList(),
+         personRows,
+         {},
+         {}},
+        {ScanTypeCalendar,
+         "reminder",
+         "Reminders",
+         true,
+         fieldsOf(reminderMap({})),
          QStringList{QStringLiteral("Start (UTC)"), QStringLiteral("Completed (UTC)"),
                      QStringLiteral("List"), QStringLiteral("Reminder")},
-         countOf<&SqliteRecovery::getReminderCount>,
-         mapAt<&SqliteRecovery::getReminder, reminderMap>, reminderRows},
-        {ScanTypeCalendar, "calendar", "Calendar events", true, fieldsOf(calendarMap({})),
+         reminderRows,
+         {},
+         {}},
+        {ScanTypeCalendar,
+         "calendar",
+         "Calendar events",
+         true,
+         fieldsOf(calendarMap({})),
          QStringList{QStringLiteral("Start (UTC)"), QStringLiteral("End (UTC)"),
                      QStringLiteral("Event"), QStringLiteral("Location")},
-         countOf<&SqliteRecovery::getCalendarCount>,
-         mapAt<&SqliteRecovery::getCalendar, calendarMap>, calendarRows},
-        {ScanTypeBookmarks, "bookmark", "Bookmarks", true, fieldsOf(bookmarkMap({})),
+         calendarRows,
+         {},
+         {}},
+        {ScanTypeBookmarks,
+         "bookmark",
+         "Bookmarks",
+         true,
+         fieldsOf(bookmarkMap({})),
          QStringList{QStringLiteral("Title"), QStringLiteral("Address")},
-         countOf<&SqliteRecovery::getBookmarkCount>,
-         mapAt<&SqliteRecovery::getBookmark, bookmarkMap>, pageRows},
-        {ScanTypeSafariHistory, "safariHistory", "Safari history", true, fieldsOf(historyMap({})),
+         pageRows,
+         {},
+         {}},
+        {ScanTypeSafariHistory,
+         "safariHistory",
+         "Safari history",
+         true,
+         fieldsOf(historyMap({})),
          QStringList{QStringLiteral("Title"), QStringLiteral("Address")},
-         countOf<&SqliteRecovery::getSafariHistoryCount>,
-         mapAt<&SqliteRecovery::getSafariHistory, historyMap>, pageRows},
-        {ScanTypeWeChat, "weChat", "WeChat messages", true, fieldsOf(weChatMap({})),
+         pageRows,
+         {},
+         {}},
+        {ScanTypeWeChat,
+         "weChat",
+         "WeChat messages",
+         true,
+         fieldsOf(weChatMap({})),
          QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Conversation"),
                      QStringLiteral("Direction"), QStringLiteral("Text")},
-         countOf<&SqliteRecovery::getWeiChatCount>, mapAt<&SqliteRecovery::getWeiChat, weChatMap>,
-         weChatRows},
-        {ScanTypeWhatsapp, "whatsapp", "WhatsApp messages", true, fieldsOf(whatsappMap({})),
+         weChatRows,
+         {},
+         {}},
+        {ScanTypeWhatsapp,
+         "whatsapp",
+         "WhatsApp messages",
+         true,
+         fieldsOf(whatsappMap({})),
          QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Chat"),
                      QStringLiteral("Direction"), QStringLiteral("Text")},
-         countOf<&SqliteRecovery::getWhatsappCount>,
-         mapAt<&SqliteRecovery::getWhatsapp, whatsappMap>, whatsappRows},
+         whatsappRows,
+         {},
+         {}},
     };
     return kinds;
 }
 
-} // namespace
+constexpr Getters<SqliteRecovery> CarvingGetters[] = {
+    gettersOf<SqliteRecovery, &SqliteRecovery::getCallhistoryCount, &SqliteRecovery::getCallhistory,
+              callMap>("call"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getMessageGroupCount,
+              &SqliteRecovery::getMessageGroup, messageGroupMap>("messageGroup"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getNoteCount, &SqliteRecovery::getNote, noteMap>(
+        "note"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getIos9NoteCount, &SqliteRecovery::getIos9Note,
+              noteMap>("ios9Note"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getContactCount, &SqliteRecovery::getContact,
+              personMap>("contact"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getHiddenContactCount,
+              &SqliteRecovery::getHiddenContact, personMap>("hiddenContact"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getReminderCount, &SqliteRecovery::getReminder,
+              reminderMap>("reminder"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getCalendarCount, &SqliteRecovery::getCalendar,
+              calendarMap>("calendar"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getBookmarkCount, &SqliteRecovery::getBookmark,
+              bookmarkMap>("bookmark"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getSafariHistoryCount,
+              &SqliteRecovery::getSafariHistory, historyMap>("safariHistory"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getWeiChatCount, &SqliteRecovery::getWeiChat,
+              weChatMap>("weChat"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getWhatsappCount, &SqliteRecovery::getWhatsapp,
+              whatsappMap>("whatsapp"),
+};
 
-QVector<RecordKind> recordKinds(ScanType type)
+constexpr Getters<WalRecovery> LogGetters[] = {
+    gettersOf<WalRecovery, &WalRecovery::getMessageGroupCount, &WalRecovery::getMessageGroup,
+              messageGroupMap>("messageGroup"),
+    gettersOf<WalRecovery, &WalRecovery::getContactCount, &WalRecovery::getContact, personMap>(
+        "contact"),
+    gettersOf<WalRecovery, &WalRecovery::getReminderCount, &WalRecovery::getReminder, reminderMap>(
+        "reminder"),
+    gettersOf<WalRecovery, &WalRecovery::getCalendarCount, &WalRecovery::getCalendar, calendarMap>(
+        "calendar"),
+    gettersOf<WalRecovery, &WalRecovery::getBookmarkCount, &WalRecovery::getBookmark, bookmarkMap>(
+        "bookmark"),
+};
+
+/// The kinds of the type for which there are getters, bound to the facade.
+template<typename Facade, int count>
+ScanResults bindKinds(ScanType type, Facade &results, const Getters<Facade> (&getters)[count])
 {
-    QVector<RecordKind> kinds;
-    for (const RecordKind &kind : allKinds()) {
-        if (kind.scanType == type) {
-            kinds.append(kind);
+    ScanResults bound;
+    for (RecordKind kind : allKinds()) {
+        for (const Getters<Facade> &getter : getters) {
+            if (kind.scanType == type && qstrcmp(kind.name, getter.name) == 0) {
+                kind.count = [&results, &getter] { return getter.count(results); };
+                kind.record = [&results, &getter](unsigned index) {
+                    return getter.record(results, index);
+                };
+                bound.kinds.append(kind);
+            }
         }
     }
-    return kinds;
+    return bound;
 }
 
-QCborMap recordAt(const ScanResults &results, const RecordKind &kind, unsigned index)
+} // namespace
+
+ScanResults resultsOf(ScanType type, SqliteRecovery &recovery)
 {
-    return recordOfKind(kind.name, kind.record(results.recovery, index));
+    return bindKinds(type, recovery, CarvingGetters);
 }
 
-unsigned recordCount(const ScanResults &results, const RecordKind &kind)
+ScanResults resultsOf(ScanType type, WalRecovery &recovery)
 {
-    return kind.count(results.recovery);
+    return bindKinds(type, recovery, LogGetters);
+}
+
+QCborMap recordAt(const RecordKind &kind, unsigned index)
+{
+    return recordOfKind(kind.name, kind.record(index));
 }

@@ -7,7 +7,10 @@
 #include <QStringList>
 #include <QVector>
 
+#include <functional>
+
 class SqliteRecovery;
+class WalRecovery;
 
 /// What the printers know about one kind of recovered record. A further kind is one more entry of
 /// the table in the source file, with the functions that the entry names.
@@ -25,26 +28,24 @@ struct RecordKind
     QStringList fields;
     /// Headings of the text table's columns; empty for a table without such a line.
     QStringList columns;
-    /// The number of such records.
-    unsigned (*count)(SqliteRecovery &results);
-    /// The fields of one record in their order, as stored.
-    QCborMap (*record)(SqliteRecovery &results, unsigned index);
     /// The record's rows of the text table.
     TextRows (*rows)(const QCborMap &record);
+    /// The number of such records.
+    std::function<unsigned()> count;
+    /// The fields of one record in their order, as stored.
+    std::function<QCborMap(unsigned index)> record;
 };
 
-/// The kinds of records that a scan of `type` can find in this version; empty when there is none.
-QVector<RecordKind> recordKinds(ScanType type);
-
-/// A finished scan and what may be in it.
+/// A finished scan: the kinds of records that may be in it.
 struct ScanResults
 {
-    SqliteRecovery &recovery;
     QVector<RecordKind> kinds;
 };
 
-/// All records of a kind begin with the field "kind".
-QCborMap recordAt(const ScanResults &results, const RecordKind &kind, unsigned index);
+/// The kinds of records that a scan of `type` can find in this version; none when there is none.
+/// They are read from the object, which must outlive the results.
+ScanResults resultsOf(ScanType type, SqliteRecovery &recovery);
+ScanResults resultsOf(ScanType type, WalRecovery &recovery);
 
-/// Number of records of a kind.
-unsigned recordCount(const ScanResults &results, const RecordKind &kind);
+/// All records of a kind begin with the field "kind".
+QCborMap recordAt(const RecordKind &kind, unsigned index);

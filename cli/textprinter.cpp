@@ -7,12 +7,12 @@
 
 namespace {
 
-TextRows rowsOf(const ScanResults &results, const RecordKind &kind)
+TextRows rowsOf(const RecordKind &kind)
 {
     TextRows rows;
-    const unsigned count = recordCount(results, kind);
+    const unsigned count = kind.count();
     for (unsigned i = 0; i < count; ++i) {
-        rows += kind.rows(recordAt(results, kind, i));
+        rows += kind.rows(recordAt(kind, i));
     }
     return rows;
 }
@@ -22,10 +22,10 @@ bool writeText(QIODevice &out, const QString &text)
     return writeAll(out, text.toUtf8());
 }
 
-bool writeKind(QIODevice &out, const ScanResults &results, const RecordKind &kind)
+bool writeKind(QIODevice &out, const RecordKind &kind)
 {
-    TextRows rows = rowsOf(results, kind);
-    const unsigned count = kind.rowsAreItems ? unsigned(rows.size()) : recordCount(results, kind);
+    TextRows rows = rowsOf(kind);
+    const unsigned count = kind.rowsAreItems ? unsigned(rows.size()) : kind.count();
     if (!kind.columns.isEmpty()) {
         rows.prepend(kind.columns);
     }
@@ -39,10 +39,10 @@ bool printText(const ScanResults &results, QIODevice &out)
 {
     bool first = true;
     for (const RecordKind &kind : results.kinds) {
-        if (recordCount(results, kind) == 0) {
+        if (kind.count() == 0) {
             continue;
         }
-        if ((!first && !writeText(out, QStringLiteral("\n"))) || !writeKind(out, results, kind)) {
+        if ((!first && !writeText(out, QStringLiteral("\n"))) || !writeKind(out, kind)) {
             return false;
         }
         first = false;

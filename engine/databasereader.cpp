@@ -235,15 +235,26 @@ bool DatabaseReader::readLeafRows(const QVector<quint32> &leafPages, QVector<Row
         std::sort(cells.begin(), cells.end());
         for (const quint16 cell : qAsConst(cells)) {
             RowRef row;
-            if (!decodeCell(page.at(cell), page.end(), row)) {
+            if (!decodeLeafCell(bytes, pageNo, cell, row)) {
                 return false;
             }
-            row.pageNo = pageNo;
-            row.cellOffset = (qint64(pageNo) - 1) * m_header.pageSize + cell;
-            row.localSize = localPayloadSize(row.payloadSize);
             rows.append(row);
         }
     }
+    return true;
+}
+
+bool DatabaseReader::decodeLeafCell(const QByteArray &page, quint32 pageNo, int cellOffset,
+                                    RowRef &row) const
+{
+    const uchar *begin = asBytes(page);
+    const uchar *end = begin + page.size();
+    if (!decodeCell(begin + std::min(cellOffset, page.size()), end, row)) {
+        return false;
+    }
+    row.pageNo = pageNo;
+    row.cellOffset = (qint64(pageNo) - 1) * m_header.pageSize + cellOffset;
+    row.localSize = localPayloadSize(row.payloadSize);
     return true;
 }
 
@@ -387,12 +398,33 @@ bool DatabaseReader::childPages(quint32 pageNo, QVector<quint32> &children)
     return true;
 }
 
-/// Returns how many bytes of the payload stand on the leaf page.
 qint64 DatabaseReader::localBytes(const RowRef &row) const
 {
     const bool isLocal = row.localSize == row.payloadSize;
     return isLocal ? row.payloadSize
                    : std::min(row.localSize - OverflowPointerSize, row.payloadSize);
+}
+
+bool DatabaseReader::overflowChain(const QByteArray &page, const RowRef &row,
+                                   OverflowChain &chain) const
+{
+    const qint64 perPage = m_header.usableSize() - OverflowPointerSize;
+    const qint64 local = localBytes(row);
+    const qint64 missing = row.payloadSize - local;
+    const qint64 pointer = row.cellOffset - (qint64(row.pageNo) - 1) * m_header.pageSize
+                           + row.cellHeaderLength + local;
+    if (local < 0 || missing <= 0 || perPage <= 0 || pointer > page.size() - OverflowPointerSize) {
+        return false;
+    }
+    chain.firstPage = qFromBigEndian<quint32>(page.constData() + pointer);
+    chain.pageCount = (missing + perPage - 1) / perPage;
+    return true;
+}
+
+quint32 DatabaseReader::nextOverflowPage(quint32 pageNo)
+{
+    const QByteArray link = readAt(pageOffset(pageNo, m_header.pageSize), OverflowPointerSize);
+    return link.isEmpty() ? 0 : qFromBigEndian<quint32>(link.constData());
 }
 
 /// Finds where the payload's bytes stand, by following its overflow chain.
@@ -426,7 +458,6 @@ bool DatabaseReader::payloadChunks(const RowRef &row, QVector<PayloadChunk> &chu
     return true;
 }
 
-/// Reads the page from its start, also page 1; what the file still holds of it.
 QByteArray DatabaseReader::readPage(quint32 pageNo)
 {
     if (!m_device->seek((qint64(pageNo) - 1) * m_header.pageSize)) {

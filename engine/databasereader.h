@@ -32,6 +32,13 @@ struct RowRef
     QVector<QVector<PayloadChunk>> fields;
 };
 
+/// Where a payload that spills goes on.
+struct OverflowChain
+{
+    quint32 firstPage = 0;
+    qint64 pageCount = 0;
+};
+
 /// Reads the SQLite 3 file format over any random-access device, without the SQLite engine: the
 /// bytes that a recovery wants are those that the engine never returns. Keeps nothing of the file
 /// in memory but the header and the table list.
@@ -74,6 +81,23 @@ public:
     /// Returns false at the first page, cell pointer or cell that cannot be read.
     bool readLeafRows(const QVector<quint32> &leafPages, QVector<RowRef> &rows);
 
+    /// Reads the page from its start, also page 1; what the file still holds of it.
+    QByteArray readPage(quint32 pageNo);
+
+    /// Decodes the cell at `cellOffset` of the leaf page `pageNo`, of which `page` holds the bytes,
+    /// into all of `row` but its fields. Returns false when its two varints are not all there.
+    bool decodeLeafCell(const QByteArray &page, quint32 pageNo, int cellOffset, RowRef &row) const;
+
+    /// Returns how many bytes of the payload stand on the leaf page.
+    qint64 localBytes(const RowRef &row) const;
+
+    /// Finds the overflow pages of a row on the leaf page of which `page` holds the bytes. Returns
+    /// false when it has none.
+    bool overflowChain(const QByteArray &page, const RowRef &row, OverflowChain &chain) const;
+
+    /// Returns the page that follows in an overflow chain; 0 when none does.
+    quint32 nextOverflowPage(quint32 pageNo);
+
     /// Fills row.fields from the record header. Returns false, and leaves no fields, on any
     /// failure, also when there are more fields than SQLite allows columns.
     bool buildRecordLayout(RowRef &row);
@@ -97,9 +121,7 @@ private:
     bool addTable(const RowRef &row);
     bool readTextValue(const RowRef &row, int index, QString &text);
     bool childPages(quint32 pageNo, QVector<quint32> &children);
-    qint64 localBytes(const RowRef &row) const;
     bool payloadChunks(const RowRef &row, QVector<PayloadChunk> &chunks);
-    QByteArray readPage(quint32 pageNo);
     QByteArray readAt(qint64 offset, qint64 size);
     bool readChunks(const QVector<PayloadChunk> &chunks, QByteArray &bytes);
 

@@ -95,6 +95,24 @@ bool SampleDatabase::open(const QString &path)
                                  nullptr));
 }
 
+bool SampleDatabase::startLog()
+{
+    return exec(QStringLiteral("PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0;"));
+}
+
+bool SampleDatabase::copyWithLog(const QString &copyPath)
+{
+    const QString path = QFile::decodeName(sqlite3_db_filename(m_db, "main"));
+    const QString log = QStringLiteral("-wal");
+    QFile::remove(copyPath);
+    QFile::remove(copyPath + log);
+    const bool isCopied = QFile::copy(path, copyPath) && QFile::copy(path + log, copyPath + log);
+    if (!isCopied) {
+        m_error = QStringLiteral("cannot copy %1 and its log").arg(path);
+    }
+    return isCopied;
+}
+
 bool SampleDatabase::exec(const QString &sql)
 {
     return check(sqlite3_exec(m_db, sql.toUtf8().constData(), nullptr, nullptr, nullptr));

@@ -30,6 +30,10 @@ public:
     bool create(const QString &path, const SampleOptions &options = SampleOptions());
     /// Opens an existing database.
     bool open(const QString &path);
+    /// Writes to a log from now on, which is copied back into the file only when told to.
+    bool startLog();
+    /// Copies the file and its log as they are now, the log beside the copy.
+    bool copyWithLog(const QString &copyPath);
     /// Runs one or more statements without values.
     bool exec(const QString &sql);
     /// Runs one statement with its values; the prepared statement is kept for the next call.

@@ -4,8 +4,10 @@
 #include "samples/callsamples.h"
 #include "samples/contactsamples.h"
 #include "samples/messagesamples.h"
+#include "samples/safarilayout.h"
 #include "samples/sampledatabase.h"
 #include "tests/support/folderstate.h"
+#include "tests/support/walbuilder.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -240,6 +242,9 @@ private Q_SLOTS:
     void badInput_data();
     void badInput();
     void messagesAreOneHarmlessLine();
+    void logsAreCompared();
+    void badLogs_data();
+    void badLogs();
 
     void evidenceStaysUntouched();
     void outputReplacesAFileWhole();
@@ -533,6 +538,7 @@ void TestCli::helpAndVersion()
     QCOMPARE(help.err, QByteArray());
     QVERIFY(help.out.count('\n') <= 24);
     QCOMPARE(help.out.count("\n  sqliterecovery scan "), 3);
+    QVERIFY(help.out.contains("\n  sqliterecovery wal "));
     const QByteArrayList lines = help.out.split('\n');
     for (const QByteArray &line : lines) {
         QVERIFY2(line.size() <= 80, line.constData());
@@ -566,6 +572,11 @@ void TestCli::wrongUsage_data()
     row("output without value", "scan notes @ --output", "output");
     row("empty output", "scan notes @ --output=", "output");
     row("unknown option", "scan notes @ --fast", "fast");
+    row("log without a type", "wal", "TYPE");
+    row("log without a file", "wal bookmarks", "FILE");
+    row("log of a type without versions", "wal notes @", "not notes");
+    row("log of a type by number", "wal 2 @", "not call-history");
+    row("log and too many arguments", "wal bookmarks @ log extra", "extra");
 }
 
 void TestCli::wrongUsage()
@@ -634,6 +645,65 @@ void TestCli::messagesAreOneHarmlessLine()
     const Run usage = runProgram({QStringLiteral("--") + name});
     QCOMPARE(usage.exitCode, 2);
     QVERIFY2(isOneLine(usage.err) && !usage.err.contains('\x1b'), usage.err.constData());
+}
+
+void TestCli::logsAreCompared()
+{
+    SampleDatabase db;
+    QVERIFY(db.create(path(QStringLiteral("device.db"))));
+    for (const QString &sql : safariTables(BookmarkLayout::Ios7)) {
+        QVERIFY(db.exec(sql));
+    }
+    QVERIFY(db.startLog());
+    QVERIFY(db.exec(QStringLiteral("INSERT INTO bookmarks (title, url, parent, order_index) "
+                                   "VALUES ('gone', 'http://a', 3, 0);"
+                                   "DELETE FROM bookmarks;")));
+    const QString database = path(QStringLiteral("Bookmarks.db"));
+    const QString log = path(QStringLiteral("moved.log"));
+    QVERIFY(db.copyWithLog(database));
+    const QStringList arguments{QStringLiteral("wal"), QStringLiteral("bookmarks"), database,
+                                QStringLiteral("--format"), QStringLiteral("jsonl")};
+    const Run beside = runProgram(arguments);
+    QCOMPARE(beside.err, QByteArray());
+    QCOMPARE(beside.exitCode, 0);
+    QCOMPARE(beside.out, QByteArray("{\"kind\":\"bookmark\",\"title\":\"gone\","
+                                    "\"url\":\"http://a\",\"parent\":3}\n"));
+    QVERIFY(QFile::rename(database + QStringLiteral("-wal"), log));
+    QCOMPARE(runProgram(arguments).exitCode, 1);
+    QCOMPARE(runProgram(QStringList(arguments) << log).out, beside.out);
+    const Run overwriting =
+        runProgram(QStringList(arguments) << log << QStringLiteral("--output") << log);
+    QCOMPARE(overwriting.exitCode, 2);
+    QVERIFY(overwriting.err.contains("overwrite"));
+}
+
+void TestCli::badLogs_data()
+{
+    QTest::addColumn<QByteArray>("bytes"); // a null array makes no file at all
+    QTest::addColumn<QByteArray>("complaint");
+    QTest::newRow("missing") << QByteArray() << QByteArray("no such log");
+    QTest::newRow("empty") << QByteArray("") << QByteArray("not a write-ahead log");
+    QTest::newRow("no log") << QByteArray(4096, 'a') << QByteArray("not a write-ahead log");
+    QTest::newRow("without frames")
+        << WalBuilder(4096).bytes() << QByteArray("nothing is committed");
+    QTest::newRow("without a commit")
+        << WalBuilder(4096).frame(2, 'a').bytes() << QByteArray("nothing is committed");
+}
+
+void TestCli::badLogs()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QByteArray, complaint);
+    const QString log = path(QStringLiteral("call.db-wal"));
+    QVERIFY(bytes.isNull() || writeFile(log, bytes));
+    const QString output = path(QStringLiteral("out.txt"));
+    const Run run =
+        runProgram({QStringLiteral("wal"), QStringLiteral("contacts"),
+                    path(QStringLiteral("call.db")), QStringLiteral("--output"), output});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QVERIFY2(isOneLine(run.err) && run.err.contains(complaint), run.err.constData());
+    QVERIFY(!QFile::exists(output));
 }
 
 void TestCli::evidenceStaysUntouched()

@@ -54,15 +54,14 @@ class ShownRecords
 {
 public:
     ShownRecords(ScanType type, const QVector<QCborMap> &records)
-        : m_results{m_recovery, recordKinds(type)}
+        : m_results(resultsOf(type, m_recovery))
     {
-        s_records = records;
         for (RecordKind &kind : m_results.kinds) {
-            kind.count = [](SqliteRecovery &) { return 0u; };
+            kind.count = [] { return 0u; };
         }
         RecordKind &kind = m_results.kinds.first();
-        kind.count = [](SqliteRecovery &) { return unsigned(s_records.size()); };
-        kind.record = [](SqliteRecovery &, unsigned index) { return s_records.at(int(index)); };
+        kind.count = [records] { return unsigned(records.size()); };
+        kind.record = [records](unsigned index) { return records.at(int(index)); };
     }
 
     QByteArray printed(bool (*print)(const ScanResults &, QIODevice &)) const
@@ -73,12 +72,9 @@ public:
     }
 
 private:
-    static QVector<QCborMap> s_records;
     SqliteRecovery m_recovery;
     ScanResults m_results;
 };
-
-QVector<QCborMap> ShownRecords::s_records;
 
 PersonValue personValue(qint64 property, const char *label, const char *value)
 {
