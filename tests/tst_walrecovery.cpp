@@ -156,6 +156,8 @@ private Q_SLOTS:
     void uncommittedTail();
     void bothMagics();
     void otherPageSize();
+    void logOfAnotherDatabase_data();
+    void logOfAnotherDatabase();
     void unknownKinds_data();
     void unknownKinds();
     void unusableFiles_data();
@@ -548,6 +550,52 @@ void TestWalRecovery::otherPageSize()
         QCOMPARE(
             recovery.scanRecoveryForType(ScanTypeBookmarks, path(database), path(log), nullptr), 0);
         QCOMPARE(recovery.getBookmarkCount(), 0U);
+    }
+}
+
+void TestWalRecovery::logOfAnotherDatabase_data()
+{
+    QTest::addColumn<int>("noteLength"); // of the other database
+    QTest::addColumn<bool>("hasOtherTables");
+    QTest::newRow("of the same kind") << 700 << false;
+    QTest::newRow("of the same kind with longer rows") << 1500 << false;
+    QTest::newRow("of another kind") << 10 << true;
+}
+
+/// Most pages of the one do not fit into the tables of the other.
+void TestWalRecovery::logOfAnotherDatabase()
+{
+    QFETCH(int, noteLength);
+    QFETCH(bool, hasOtherTables);
+    for (const char *name : {"own.db", "other.db"}) {
+        const bool isOther = qstrcmp(name, "other.db") == 0;
+        SampleDatabase db;
+        bool isMade = db.create(path("device.db"));
+        for (const QString &sql : safariTables(isOther && hasOtherTables ? BookmarkLayout::Ios3
+                                                                         : BookmarkLayout::Ios7)) {
+            isMade = isMade && db.exec(sql);
+        }
+        QVERIFY(isMade && db.exec(QStringLiteral("BEGIN")));
+        for (int i = 0; i < 800; ++i) {
+            QVERIFY(insert(&db, QString(isOther ? noteLength : 20, QLatin1Char('n'))
+                                    + QString::number(i)));
+        }
+        QVERIFY(db.exec(QStringLiteral("COMMIT")) && db.startLog());
+        // Not on the first page of rows, which is the same and fits in both.
+        for (int i = 80; i < 800; i += 80) {
+            QVERIFY(db.run(QStringLiteral("DELETE FROM bookmarks WHERE id = ?"), {i}));
+        }
+        QVERIFY(db.copyWithLog(path(name)));
+    }
+    for (const char *database : {"own.db", "other.db"}) {
+        for (const char *log : {"own.db-wal", "other.db-wal"}) {
+            WalRecovery recovery;
+            QCOMPARE(
+                recovery.scanRecoveryForType(ScanTypeBookmarks, path(database), path(log), nullptr),
+                0);
+            const bool isOwn = path(log).startsWith(path(database));
+            QCOMPARE(recovery.getBookmarkCount(), isOwn ? 9U : 0U);
+        }
     }
 }
 

@@ -254,7 +254,13 @@ void CalendarTableChangeCollector::removeLiveEntries(const QString &tableName)
     if (!last.exists() || (m_events.isEmpty() && m_reminders.isEmpty())) {
         return;
     }
+    const QSet<QString> titles = titlesFound();
+    const int title = last.schema().columnIndex(QLatin1String("summary"));
     last.forEachRow([&](const TableRow &row) {
+        // Most rows are of no concern, and are told by their titles.
+        if (title >= 0 && !titles.contains(decodeColumn(row, last, title).text())) {
+            return true;
+        }
         const RecoveredCalendars live = recordsOf(entryOf(last, row));
         for (const CalendarRecord &event : live.events) {
             m_events.remove(event);
@@ -264,6 +270,18 @@ void CalendarTableChangeCollector::removeLiveEntries(const QString &tableName)
         }
         return !m_events.isEmpty() || !m_reminders.isEmpty();
     });
+}
+
+QSet<QString> CalendarTableChangeCollector::titlesFound() const
+{
+    QSet<QString> titles;
+    for (const CalendarRecord &event : m_events.records()) {
+        titles.insert(event.title);
+    }
+    for (const ReminderRecord &reminder : m_reminders.records()) {
+        titles.insert(reminder.title);
+    }
+    return titles;
 }
 
 /// A location counts by itself only when no record has it.

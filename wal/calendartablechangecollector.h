@@ -52,6 +52,7 @@ private:
     RecoveredCalendars recordsOf(Entry entry) const;
     void addRecords(const Change &change);
     void addLocations();
+    QSet<QString> titlesFound() const;
     void removeLiveEntries(const QString &tableName);
     void removeLiveLocations();
 

@@ -6,7 +6,7 @@
 #include <QString>
 #include <QVector>
 
-struct TableSchema;
+class TableVersion;
 struct TableRow;
 
 /// The value of one column of a row. Borrows the bytes of the record.
@@ -35,11 +35,13 @@ private:
     const char *m_bytes = nullptr;
     qint64 m_serialType = 0;
     int m_encoding = 1;
-    qint64 m_rowid = 0;
-    bool m_isRowid = false;
+    qint64 m_rowid = 0; ///< of an integer without bytes
 };
 
 /// Returns the values of a row by column, as many as the table has columns: NULL for those that are
 /// younger than the row, the row identifier for the column that stands for it. Borrows the bytes of
 /// the row's record. Returns no values when the record cannot be decoded.
-QVector<ColumnValue> decodeRow(const TableRow &row, const TableSchema &schema, int encoding);
+QVector<ColumnValue> decodeRow(const TableRow &row, const TableVersion &table);
+
+/// Returns the value of the column at the place `column` alone; NULL when it cannot be decoded.
+ColumnValue decodeColumn(const TableRow &row, const TableVersion &table, int column);

@@ -33,8 +33,7 @@ bool holds(const PersonValue &whole, const PersonValue &part)
                                return other.key == entry.key && other.value == entry.value;
                            });
     };
-    return whole.property == part.property && whole.label == part.label
-           && whole.value == part.value
+    return whole.property == part.property && whole.label == part.label && whole.value == part.value
            && std::all_of(part.entries.cbegin(), part.entries.cend(), isThere);
 }
 
@@ -194,10 +193,10 @@ void ContactTableChangeCollector::collectChangedValue(const TableVersion &earlie
     const auto labelIn = [this](const TableVersion &table, const Multivalue &value) {
         return nameIn(table.sibling(LabelTable), value.label, &m_labels).text;
     };
-    const bool isSame = row.recordId == changed.recordId && row.property == changed.property
-                        && row.value == changed.value
-                        && (row.label == changed.label
-                            || labelIn(earlier, row) == labelIn(later, changed));
+    const bool isSame =
+        row.recordId == changed.recordId && row.property == changed.property
+        && row.value == changed.value
+        && (row.label == changed.label || labelIn(earlier, row) == labelIn(later, changed));
     if (!isSame) {
         addValue(earlier, earlierRow.rowid, row);
         addParts(m_values.back());
@@ -277,16 +276,16 @@ void ContactTableChangeCollector::findElsewhere(const QString &table, Names *nam
                                                 Name *name) const
 {
     if (!name->isKnown) {
-        name->isKnown = names->findElsewhere({lastVersion(table), firstVersion(table)},
-                                             name->rowid, &name->text);
+        name->isKnown = names->findElsewhere({lastVersion(table), firstVersion(table)}, name->rowid,
+                                             &name->text);
     }
 }
 
 /// Returns the number of what the value is in its present life.
 qint64 ContactTableChangeCollector::numberOf(qint64 uid, const Multivalue &row)
 {
-    const QByteArray content = contentOf(uid, m_endedLives.value(uid), row.recordId, row.property,
-                                         row.label, row.value);
+    const QByteArray content =
+        contentOf(uid, m_endedLives.value(uid), row.recordId, row.property, row.label, row.value);
     auto number = m_numbers.constFind(content);
     if (number == m_numbers.cend()) {
         number = m_numbers.insert(content, m_numbers.size() + 1);
@@ -430,7 +429,8 @@ CarvedAddressBook ContactTableChangeCollector::carved()
     }
     for (const LostEntry &entry : m_entries) {
         if (!entry.text.isEmpty()) {
-            carved.entries.push_back({entry.value, nameNumber(entry.key.text, nullptr), entry.text});
+            carved.entries.push_back(
+                {entry.value, nameNumber(entry.key.text, nullptr), entry.text});
         }
     }
     return carved;

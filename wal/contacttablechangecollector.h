@@ -26,8 +26,8 @@ public:
                      const ColumnValue &column) override;
 };
 
-/// Makes contacts of the rows of an address book, which take the place of those that the facade has.
-/// A person of whom only the date of change differs has not changed.
+/// Makes contacts of the rows of an address book, which take the place of those that the facade
+/// has. A person of whom only the date of change differs has not changed.
 ///
 /// Identifiers of values are given out again once the value is gone. Therefore each content that a
 /// value had in one of its lives has a number here, and parts are joined with that.

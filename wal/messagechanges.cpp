@@ -315,8 +315,8 @@ void MessageChanges::removeByContent(const TableVersion &last)
     }
     const int guid = last.schema().columnIndex(QLatin1String("guid"));
     last.forEachRow([&](const TableRow &row) {
-        const QVector<ColumnValue> values = decodeRow(row, last.schema(), last.textEncoding());
-        if (guid < 0 || (guid < values.size() && guids.contains(values.at(guid).text()))) {
+        // Most rows are of no concern, and are told by their guid.
+        if (guid < 0 || guids.contains(decodeColumn(row, last, guid).text())) {
             LostMessage live = messageOf(last, row);
             findHandleElsewhere(&live);
             m_distinct.remove(live);

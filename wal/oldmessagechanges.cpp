@@ -203,10 +203,10 @@ void OldMessageChanges::findNamesElsewhere(const TableVersion &last, const Table
     }
     for (auto room = m_rooms.begin(); room != m_rooms.end(); ++room) {
         if (room->isNull()) {
-            *room = m_chats
-                        .findElsewhere({last.sibling(ChatTable), first.sibling(ChatTable)},
-                                       room.key())
-                        .value(0);
+            *room =
+                m_chats
+                    .findElsewhere({last.sibling(ChatTable), first.sibling(ChatTable)}, room.key())
+                    .value(0);
         }
     }
 }
@@ -227,11 +227,9 @@ void OldMessageChanges::readLast(const TableVersion &last)
     const int date = last.schema().columnIndex(QLatin1String("date"));
     const int room = last.schema().columnIndex(QLatin1String("madrid_roomname"));
     last.forEachRow([&](const TableRow &row) {
-        const QVector<ColumnValue> values = decodeRow(row, last.schema(), last.textEncoding());
-        const bool isInRoom = room >= 0 && room < values.size()
-                              && m_rooms.contains(values.at(room).text());
-        if (date < 0 || date >= values.size() || isInRoom
-            || dates.contains(values.at(date).integer())) {
+        const bool isInRoom = room >= 0 && !m_rooms.isEmpty()
+                              && m_rooms.contains(decodeColumn(row, last, room).text());
+        if (date < 0 || isInRoom || dates.contains(decodeColumn(row, last, date).integer())) {
             const CarvedOldMessage message = messageOf(last, row);
             removeLive(last, message);
             const QByteArray writer = contentOf(message.madridRoomName, message.madridHandle);
@@ -252,7 +250,8 @@ void OldMessageChanges::removeLive(const TableVersion &last, const CarvedOldMess
         const auto group = m_groups.constFind(message.groupId);
         members = group != m_groups.cend()
                       ? group->members
-                      : m_groupMembers.find(last.sibling(MemberTable), message.groupId).toList();
+                      : QStringList(
+                          m_groupMembers.find(last.sibling(MemberTable), message.groupId).toList());
     }
     m_distinct.remove({message, comparable(members)});
 }

@@ -22,7 +22,7 @@ bool parseRow(RecordParser<Record> &parser, const TableVersion &table, const Tab
               Record *record)
 {
     const QVector<ColumnDef> &columns = table.schema().columns;
-    const QVector<ColumnValue> values = decodeRow(row, table.schema(), table.textEncoding());
+    const QVector<ColumnValue> values = decodeRow(row, table);
     *record = Record();
     for (int i = 0; i < values.size(); ++i) {
         parser.parseColumn(*record, columns.at(i).name, values.at(i));

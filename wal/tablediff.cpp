@@ -2,6 +2,7 @@
 
 #include "api/scanprogress.h"
 #include "wal/tablechangecollector.h"
+#include "wal/treecheck.h"
 
 #include <algorithm>
 #include <cstring>
@@ -55,7 +56,7 @@ public:
     }
 
     qint64 payloadSize() const { return m_row.payloadSize; }
-    bool readRow(TableRow *row) { return readRecord(m_version, m_row, row); }
+    bool readRow(TableRow *row) { return readRecord(m_version, m_page.bytes, m_row, row); }
 
     /// The part of the record on the leaf page.
     QByteArray localPart() const
@@ -126,6 +127,27 @@ void TableDiff::start()
         m_tables[i].name = names.at(i);
         m_tables[i].earlier = m_context->table(names.at(i), DatabaseFileVersion);
     }
+    m_isOwnLog = doesLogFit();
+}
+
+/// Nothing in a log names the database that it belongs to, but in the last version the pages from
+/// the log and those of the file make sound trees. A few damaged pages are no reason to give up.
+bool TableDiff::doesLogFit() const
+{
+    constexpr int onePageIn = 4;
+    const int last = m_context->lastWholeCommit();
+    const auto isInLog = [this, last](quint32 pageNo) {
+        return m_context->wal().findFrame(quint32(last), pageNo) >= 0;
+    };
+    TreeCheck sum;
+    for (const ComparedTable &table : m_tables) {
+        const TableVersion version = m_context->table(table.name, last);
+        if (version.exists() && table.earlier.exists()) {
+            sum.add(checkTree(*version.m_reader, quint32(version.schema().rootPage), isInLog));
+        }
+    }
+    return sum.inLog.misfits * onePageIn <= sum.inLog.checked
+           && sum.inFile.misfits * onePageIn <= sum.inFile.checked;
 }
 
 /// Returns false when the progress object stopped the scan.
@@ -152,7 +174,7 @@ bool TableDiff::compareCommit(int commitIndex)
 bool TableDiff::compareTable(ComparedTable *table, const TableVersion &later)
 {
     const TableVersion &earlier = table->earlier;
-    if (!earlier.exists() || !later.exists()) {
+    if (!m_isOwnLog || !earlier.exists() || !later.exists()) {
         return true;
     }
     TablePages &pages = table->pages;

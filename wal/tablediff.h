@@ -12,6 +12,8 @@ class TableChangeCollector;
 /// Compares the tables of every version of a database with those of the version before it, the
 /// first with the database file, and hands the rows that vanished or changed to a collector.
 ///
+/// A log whose pages do not fit into the tables belongs to another database: nothing is compared.
+///
 /// A commit costs about the pages that it wrote: of a table only the leaf pages that differ are
 /// read from both versions.
 class TableDiff
@@ -36,6 +38,7 @@ private:
 
     bool reportProgress(double step);
     void start();
+    bool doesLogFit() const;
     bool compareCommit(int commitIndex);
     bool compareTable(ComparedTable *table, const TableVersion &later);
     bool compareRows(const ComparedTable &table, const TableVersion &later,
@@ -45,5 +48,6 @@ private:
     TableChangeCollector *m_collector;
     ScanProgress *m_progress;
     double m_step = 0;
+    bool m_isOwnLog = false;
     QVector<ComparedTable> m_tables;
 };

@@ -10,8 +10,8 @@
 class TableHistory
 {
 public:
-    /// Returns the first version known to hold the same rows as this one, which must exist. Versions
-    /// before the first one asked for count as changes.
+    /// Returns the first version known to hold the same rows as this one, which must exist.
+    /// Versions before the first one asked for count as changes.
     int since(const TableVersion &table);
 
 private:

@@ -13,6 +13,19 @@ namespace {
 /// Deeper than any tree of 2^32 pages.
 constexpr int MaxDepth = 40;
 
+int rowidColumnOf(const TableSchema &schema)
+{
+    for (int i = 0; i < schema.columns.size(); ++i) {
+        const ColumnDef &column = schema.columns.at(i);
+        if (column.definition.contains(QLatin1String("primary"))
+            && column.definition.simplified().startsWith(column.name
+                                                         + QLatin1String(" integer primary key"))) {
+            return i;
+        }
+    }
+    return -1;
+}
+
 quint32 childFor(const TreePage &page, qint64 rowid)
 {
     const auto key = std::lower_bound(page.keys.cbegin(), page.keys.cend(), rowid);
@@ -24,7 +37,7 @@ bool findOnLeaf(DatabaseReader &reader, const TreePage &leaf, qint64 rowid, Tabl
     for (const quint16 cell : leaf.cells) {
         RowRef ref;
         if (reader.decodeLeafCell(leaf.bytes, leaf.pageNo, cell, ref) && ref.rowid == rowid) {
-            return readRecord(reader, ref, row);
+            return readRecord(reader, leaf.bytes, ref, row);
         }
     }
     return false;
@@ -38,7 +51,7 @@ bool visitLeaf(DatabaseReader &reader, const TreePage &leaf,
         RowRef ref;
         TableRow row;
         if (reader.decodeLeafCell(leaf.bytes, leaf.pageNo, cell, ref)
-            && readRecord(reader, ref, &row) && !visit(row)) {
+            && readRecord(reader, leaf.bytes, ref, &row) && !visit(row)) {
             return false;
         }
     }
@@ -47,9 +60,14 @@ bool visitLeaf(DatabaseReader &reader, const TreePage &leaf,
 
 } // namespace
 
-bool readRecord(DatabaseReader &reader, const RowRef &ref, TableRow *row)
+bool readRecord(DatabaseReader &reader, const QByteArray &page, const RowRef &ref, TableRow *row)
 {
     row->rowid = ref.rowid;
+    const qint64 start = ref.cellOffset % reader.headerInfo().pageSize + ref.cellHeaderLength;
+    if (reader.localBytes(ref) == ref.payloadSize && start + ref.payloadSize <= page.size()) {
+        row->record = page.mid(int(start), ref.payloadSize);
+        return true;
+    }
     return ref.payloadSize <= MaxRecordSize && reader.readRowPayload(ref, row->record);
 }
 
@@ -59,6 +77,7 @@ TableVersion::TableVersion(SnapshotContext *context, DatabaseReader *reader,
     , m_reader(reader)
     , m_schema(schema)
     , m_commitIndex(commitIndex)
+    , m_rowidColumn(rowidColumnOf(schema))
 {
 }
 

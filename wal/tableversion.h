@@ -33,6 +33,8 @@ public:
     /// The commit that made the version; DatabaseFileVersion for the file without its log.
     int commitIndex() const { return m_commitIndex; }
     int textEncoding() const;
+    /// The column whose values are the row identifier, and NULL in records; -1 when there is none.
+    int rowidColumn() const { return m_rowidColumn; }
 
     /// Returns another table of the same version of the database.
     TableVersion sibling(const QString &name) const;
@@ -52,10 +54,13 @@ private:
     DatabaseReader *m_reader = nullptr;
     TableSchema m_schema;
     int m_commitIndex = 0;
+    int m_rowidColumn = -1;
 };
 
 /// A row whose record is longer is passed over: far above what devices store.
 constexpr int MaxRecordSize = 8 * 1024 * 1024;
 
-/// Reads a record across its overflow pages. Returns false when it cannot be read or is too long.
-bool readRecord(DatabaseReader &reader, const struct RowRef &ref, TableRow *row);
+/// Reads the record of the row `ref` on the leaf page of which `page` holds the bytes, and across
+/// its overflow pages. Returns false when it cannot be read or is too long.
+bool readRecord(DatabaseReader &reader, const QByteArray &page, const struct RowRef &ref,
+                TableRow *row);

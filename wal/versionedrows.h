@@ -116,10 +116,7 @@ public:
     }
 
     /// Remembers a row that went away, for versions that lack it.
-    void addFormer(const TableVersion &table, const TableRow &row)
-    {
-        add(table, row, &m_former);
-    }
+    void addFormer(const TableVersion &table, const TableRow &row) { add(table, row, &m_former); }
 
     /// Finds rows among those that went away, then in the given versions.
     QVector<Value> findElsewhere(const QVector<TableVersion> &versions, const Key &key)

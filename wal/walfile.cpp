@@ -54,6 +54,7 @@ bool WalFile::load()
         m_file.close();
         return false;
     }
+    m_fileSize = m_file.size();
     readFrames();
     return true;
 }
@@ -160,7 +161,7 @@ bool WalFile::isWhole(int commitIndex) const
     }
     const WalTransaction &transaction = m_transactions.at(commitIndex);
     const WalFrame &last = m_frames.at(transaction.firstFrame + transaction.frameCount - 1);
-    return last.dataOffset + m_header.pageSize <= m_file.size();
+    return last.dataOffset + m_header.pageSize <= m_fileSize;
 }
 
 void WalFile::clearTransactions()

@@ -92,6 +92,7 @@ private:
     };
 
     QFile m_file;
+    qint64 m_fileSize = 0;
     WalHeader m_header;
     QVector<WalFrame> m_frames;
     QVector<WalTransaction> m_transactions;
