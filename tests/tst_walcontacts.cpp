@@ -208,6 +208,9 @@ void TestWalContacts::everyLayout()
     QVERIFY(makeContactSample(&db, plan, &sample) && db.copyWithLog(path("case.db")));
     const QVector<PersonRecord> found = scan("case.db");
     const ContactReport report = compareContacts(sample, found);
+    const auto isNamed = [](const PersonRecord &p) { return !sameTexts(p, PersonRecord()); };
+    const auto namedFormerVersions =
+        int(std::count_if(sample.formerVersions.cbegin(), sample.formerVersions.cend(), isNamed));
     const QString details =
         report.summary() + QLatin1Char('\n') + report.details.join(QLatin1Char('\n'));
     QVERIFY2(report.faults() + report.cut + report.nameless + report.unknownRowids
@@ -217,7 +220,7 @@ void TestWalContacts::everyLayout()
     QVERIFY2(report.persons.recovered == report.persons.deleted
                  && report.values.recovered == report.values.deleted
                  && report.parts.recovered == report.parts.deleted
-                 && report.formerVersions == sample.formerVersions.size(),
+                 && report.formerVersions == namedFormerVersions,
              qPrintable(details));
     const LogVersions versions(path("case.db"));
     const Contents live = rowsOf(versions, versions.count() - 1, PersonSql, 7);
@@ -232,89 +235,92 @@ void TestWalContacts::whatCountsAsDeleted()
 {
     SampleDatabase db;
     QVERIFY(make(&db));
-    QCOMPARE(found(&db, "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann'), (2, 'Ben'), "
-                        "(3, 'Cem'), (4, 'Dan'), (5, 'Eve'), (6, 'Fay');"
-                        "INSERT INTO ABMultiValue (uid, record_id, property, label, value) VALUES "
-                        "(1, 2, 3, 1, '111'), (2, 3, 3, 1, '222');"
-                        "UPDATE ABPerson SET ModificationDate = 5, FirstSort = 'x' WHERE rowid = 1;"
-                        "DELETE FROM ABPerson WHERE rowid = 2;"
-                        "INSERT INTO ABPerson (rowid, First) VALUES (2, 'Ben');"
-                        "DELETE FROM ABPerson WHERE rowid = 2;"
-                        "DELETE FROM ABPerson WHERE rowid = 3;"
-                        "INSERT INTO ABPerson (rowid, First) VALUES (3, 'Cem');"
-                        "UPDATE ABPerson SET First = 'Daniel' WHERE rowid = 4;"
-                        "UPDATE ABPerson SET First = 'Danny' WHERE rowid = 4;"
-                        "UPDATE ABPerson SET First = 'Daniel' WHERE rowid = 4;"
-                        "UPDATE ABPerson SET First = 'Danny' WHERE rowid = 4;"
-                        "UPDATE ABPerson SET First = 'Eva' WHERE rowid = 5;"
-                        "DELETE FROM ABPerson WHERE rowid = 5;"
-                        "UPDATE ABPerson SET First = 'away' WHERE rowid = 6;"
-                        "UPDATE ABPerson SET First = 'Fay' WHERE rowid = 6;"
-                        "UPDATE ABMultiValue SET identifier = 9 WHERE uid = 2;"
-                        "DELETE FROM ABMultiValue WHERE uid = 2;"
-                        "INSERT INTO ABMultiValue (uid, record_id, property, label, value) VALUES "
-                        "(7, 3, 3, 1, '222');"
-                        "DELETE FROM ABMultiValue WHERE uid = 1;"),
-             QStringLiteral("2 Ben: Home 111\n"
-                            "4 Dan: \n"
-                            "4 Daniel: \n"
-                            "5 Eve: \n"
-                            "5 Eva: \n"
-                            "6 away: "));
+    const QString lines =
+        found(&db, "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann'), (2, 'Ben'), "
+                   "(3, 'Cem'), (4, 'Dan'), (5, 'Eve'), (6, 'Fay');"
+                   "INSERT INTO ABMultiValue (uid, record_id, property, label, value) VALUES "
+                   "(1, 2, 3, 1, '111'), (2, 3, 3, 1, '222');"
+                   "UPDATE ABPerson SET ModificationDate = 5, FirstSort = 'x' WHERE rowid = 1;"
+                   "DELETE FROM ABPerson WHERE rowid = 2;"
+                   "INSERT INTO ABPerson (rowid, First) VALUES (2, 'Ben');"
+                   "DELETE FROM ABPerson WHERE rowid = 2;"
+                   "DELETE FROM ABPerson WHERE rowid = 3;"
+                   "INSERT INTO ABPerson (rowid, First) VALUES (3, 'Cem');"
+                   "UPDATE ABPerson SET First = 'Daniel' WHERE rowid = 4;"
+                   "UPDATE ABPerson SET First = 'Danny' WHERE rowid = 4;"
+                   "UPDATE ABPerson SET First = 'Daniel' WHERE rowid = 4;"
+                   "UPDATE ABPerson SET First = 'Danny' WHERE rowid = 4;"
+                   "UPDATE ABPerson SET First = 'Eva' WHERE rowid = 5;"
+                   "DELETE FROM ABPerson WHERE rowid = 5;"
+                   "UPDATE ABPerson SET First = 'away' WHERE rowid = 6;"
+                   "UPDATE ABPerson SET First = 'Fay' WHERE rowid = 6;"
+                   "UPDATE ABMultiValue SET identifier = 9 WHERE uid = 2;"
+                   "DELETE FROM ABMultiValue WHERE uid = 2;"
+                   "INSERT INTO ABMultiValue (uid, record_id, property, label, value) VALUES "
+                   "(7, 3, 3, 1, '222');"
+                   "DELETE FROM ABMultiValue WHERE uid = 1;");
+    QCOMPARE(lines, QStringLiteral("2 Ben: Home 111\n"
+                                   "4 Dan: \n"
+                                   "4 Daniel: \n"
+                                   "5 Eve: \n"
+                                   "5 Eva: \n"
+                                   "6 away: "));
 }
 
 void TestWalContacts::valuesComeUnderTheirPerson()
 {
     SampleDatabase db;
     QVERIFY(make(&db));
-    QCOMPARE(found(&db,
-                   "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann'), (2, 'Ben'), "
-                   "(3, 'Cem'), (4, 'Dan');"
-                   "INSERT INTO ABMultiValue (uid, record_id, property, label, value) VALUES "
-                   "(1, 1, 3, 1, '111'), (2, 1, 3, 2, '112'), (3, 2, 3, 1, '211'), "
-                   "(4, 2, 3, 2, '212'), (5, 3, 3, 1, '311'), (6, 9, 3, 1, '911');"
-                   "DELETE FROM ABMultiValue WHERE uid = 1;" // the person stays
-                   "UPDATE ABMultiValue SET value = '113' WHERE uid = 2;"
-                   "UPDATE ABPerson SET First = 'Anna' WHERE rowid = 1;"
-                   "DELETE FROM ABMultiValue WHERE uid = 3;" // before the person
-                   "UPDATE ABPerson SET First = 'Benno' WHERE rowid = 2;"
-                   "DELETE FROM ABPerson WHERE rowid = 2;"
-                   "DELETE FROM ABMultiValue WHERE uid = 4;"              // after it
-                   "UPDATE ABMultiValue SET record_id = 4 WHERE uid = 5;" // joined with another
-                   "DELETE FROM ABPerson WHERE rowid = 3;"
-                   "DELETE FROM ABMultiValue WHERE uid = 6;"), // its person is nowhere
-             QStringLiteral("1 Ann: \n"
-                            "2 Ben: \n"
-                            "2 Benno: Home 211, Work 212\n"
-                            "3 Cem: Home 311\n"
-                            "1 Anna: Home 111, Work 112\n"
-                            "9 : Home 911"));
+    const QString lines =
+        found(&db,
+              "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann'), (2, 'Ben'), "
+              "(3, 'Cem'), (4, 'Dan');"
+              "INSERT INTO ABMultiValue (uid, record_id, property, label, value) VALUES "
+              "(1, 1, 3, 1, '111'), (2, 1, 3, 2, '112'), (3, 2, 3, 1, '211'), "
+              "(4, 2, 3, 2, '212'), (5, 3, 3, 1, '311'), (6, 9, 3, 1, '911');"
+              "DELETE FROM ABMultiValue WHERE uid = 1;" // the person stays
+              "UPDATE ABMultiValue SET value = '113' WHERE uid = 2;"
+              "UPDATE ABPerson SET First = 'Anna' WHERE rowid = 1;"
+              "DELETE FROM ABMultiValue WHERE uid = 3;" // before the person
+              "UPDATE ABPerson SET First = 'Benno' WHERE rowid = 2;"
+              "DELETE FROM ABPerson WHERE rowid = 2;"
+              "DELETE FROM ABMultiValue WHERE uid = 4;"              // after it
+              "UPDATE ABMultiValue SET record_id = 4 WHERE uid = 5;" // joined with another
+              "DELETE FROM ABPerson WHERE rowid = 3;"
+              "DELETE FROM ABMultiValue WHERE uid = 6;"); // its person is nowhere
+    QCOMPARE(lines, QStringLiteral("1 Ann: \n"
+                                   "2 Ben: \n"
+                                   "2 Benno: Home 211, Work 212\n"
+                                   "3 Cem: Home 311\n"
+                                   "1 Anna: Home 111, Work 112\n"
+                                   "9 : Home 911"));
 }
 
 void TestWalContacts::partsComeUnderTheirValue()
 {
     SampleDatabase db;
     QVERIFY(make(&db));
-    QCOMPARE(found(&db, "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann'), (2, 'Ben'), "
-                        "(3, 'Cem'), (4, 'Dan'), (5, 'Eve');"
-                        "INSERT INTO ABMultiValue (uid, record_id, property, label) VALUES "
-                        "(1, 1, 5, 1), (2, 2, 5, 1), (3, 3, 5, 1), (4, 4, 5, 1), (5, 5, 5, 1);"
-                        "INSERT INTO ABMultiValueEntry (parent_id, key, value) VALUES "
-                        "(1, 1, 'A street'), (1, 2, 'A town'), (2, 1, 'B street'), "
-                        "(2, 2, 'B town'), (3, 1, 'C street'), (3, 2, 'C town'), "
-                        "(4, 1, 'D street'), (5, 1, 'E street');"
-                        "UPDATE ABMultiValueEntry SET value = 'A road' WHERE rowid = 1;"
-                        "DELETE FROM ABMultiValue WHERE uid = 2;" // the parts go later
-                        "DELETE FROM ABMultiValueEntry WHERE parent_id = 2;"
-                        "UPDATE ABMultiValue SET label = 2 WHERE uid = 3;" // all parts stay
-                        "DELETE FROM ABMultiValue WHERE uid = 4;"          // the parts stay
-                        "BEGIN; DELETE FROM ABMultiValueEntry WHERE parent_id = 5; "
-                        "INSERT INTO ABMultiValueEntry (rowid, parent_id, key, value) VALUES "
-                        "(50, 5, 1, 'E street'), (51, 5, 2, 'E town'); COMMIT;"),
-             QStringLiteral("1 Ann: Home Street=A street\n"
-                            "2 Ben: Home Street=B street City=B town\n"
-                            "3 Cem: Home Street=C street City=C town\n"
-                            "4 Dan: Home Street=D street"));
+    const QString lines =
+        found(&db, "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann'), (2, 'Ben'), "
+                   "(3, 'Cem'), (4, 'Dan'), (5, 'Eve');"
+                   "INSERT INTO ABMultiValue (uid, record_id, property, label) VALUES "
+                   "(1, 1, 5, 1), (2, 2, 5, 1), (3, 3, 5, 1), (4, 4, 5, 1), (5, 5, 5, 1);"
+                   "INSERT INTO ABMultiValueEntry (parent_id, key, value) VALUES "
+                   "(1, 1, 'A street'), (1, 2, 'A town'), (2, 1, 'B street'), "
+                   "(2, 2, 'B town'), (3, 1, 'C street'), (3, 2, 'C town'), "
+                   "(4, 1, 'D street'), (5, 1, 'E street');"
+                   "UPDATE ABMultiValueEntry SET value = 'A road' WHERE rowid = 1;"
+                   "DELETE FROM ABMultiValue WHERE uid = 2;" // the parts go later
+                   "DELETE FROM ABMultiValueEntry WHERE parent_id = 2;"
+                   "UPDATE ABMultiValue SET label = 2 WHERE uid = 3;" // all parts stay
+                   "DELETE FROM ABMultiValue WHERE uid = 4;"          // the parts stay
+                   "BEGIN; DELETE FROM ABMultiValueEntry WHERE parent_id = 5; "
+                   "INSERT INTO ABMultiValueEntry (rowid, parent_id, key, value) VALUES "
+                   "(50, 5, 1, 'E street'), (51, 5, 2, 'E town'); COMMIT;");
+    QCOMPARE(lines, QStringLiteral("2 Ben: Home Street=B street City=B town\n"
+                                   "3 Cem: Home Street=C street City=C town\n"
+                                   "4 Dan: Home Street=D street\n"
+                                   "1 Ann: Home Street=A street"));
 }
 
 /// The identifier of a value is given out again when the value was the last one.
@@ -322,49 +328,51 @@ void TestWalContacts::identifiersGivenOutAgain()
 {
     SampleDatabase db;
     QVERIFY(make(&db));
-    QCOMPARE(found(&db, "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann'), (2, 'Ben'), "
-                        "(3, 'Cem');"
-                        "INSERT INTO ABMultiValue (uid, record_id, property, label) VALUES "
-                        "(1, 1, 5, 1);"
-                        "INSERT INTO ABMultiValueEntry (parent_id, key, value) VALUES "
-                        "(1, 1, 'A street');"
-                        "BEGIN; DELETE FROM ABMultiValue; DELETE FROM ABMultiValueEntry; COMMIT;"
-                        "BEGIN; INSERT INTO ABMultiValue (uid, record_id, property, label) VALUES "
-                        "(1, 2, 5, 1); INSERT INTO ABMultiValueEntry (parent_id, key, value) "
-                        "VALUES (1, 1, 'B street'); COMMIT;"
-                        "BEGIN; DELETE FROM ABMultiValue; DELETE FROM ABMultiValueEntry; COMMIT;"
-                        "BEGIN; INSERT INTO ABMultiValue (uid, record_id, property, label) VALUES "
-                        "(1, 2, 5, 1); INSERT INTO ABMultiValueEntry (parent_id, key, value) "
-                        "VALUES (1, 1, 'B road'); COMMIT;"
-                        "BEGIN; DELETE FROM ABMultiValue; DELETE FROM ABMultiValueEntry; COMMIT;"
-                        "BEGIN; INSERT INTO ABMultiValue (uid, record_id, property, label) VALUES "
-                        "(1, 3, 5, 1); INSERT INTO ABMultiValueEntry (parent_id, key, value) "
-                        "VALUES (1, 1, 'C street'); COMMIT;"),
-             QStringLiteral("1 Ann: Home Street=A street\n"
-                            "2 Ben: Home Street=B road, Home Street=B street"));
+    const QString lines =
+        found(&db, "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann'), (2, 'Ben'), "
+                   "(3, 'Cem');"
+                   "INSERT INTO ABMultiValue (uid, record_id, property, label) VALUES "
+                   "(1, 1, 5, 1);"
+                   "INSERT INTO ABMultiValueEntry (parent_id, key, value) VALUES "
+                   "(1, 1, 'A street');"
+                   "BEGIN; DELETE FROM ABMultiValue; DELETE FROM ABMultiValueEntry; COMMIT;"
+                   "BEGIN; INSERT INTO ABMultiValue (uid, record_id, property, label) VALUES "
+                   "(1, 2, 5, 1); INSERT INTO ABMultiValueEntry (parent_id, key, value) "
+                   "VALUES (1, 1, 'B street'); COMMIT;"
+                   "BEGIN; DELETE FROM ABMultiValue; DELETE FROM ABMultiValueEntry; COMMIT;"
+                   "BEGIN; INSERT INTO ABMultiValue (uid, record_id, property, label) VALUES "
+                   "(1, 2, 5, 1); INSERT INTO ABMultiValueEntry (parent_id, key, value) "
+                   "VALUES (1, 1, 'B road'); COMMIT;"
+                   "BEGIN; DELETE FROM ABMultiValue; DELETE FROM ABMultiValueEntry; COMMIT;"
+                   "BEGIN; INSERT INTO ABMultiValue (uid, record_id, property, label) VALUES "
+                   "(1, 3, 5, 1); INSERT INTO ABMultiValueEntry (parent_id, key, value) "
+                   "VALUES (1, 1, 'C street'); COMMIT;");
+    QCOMPARE(lines, QStringLiteral("1 Ann: Home Street=A street\n"
+                                   "2 Ben: Home Street=B road, Home Street=B street"));
 }
 
 void TestWalContacts::labelsOfTheirVersion()
 {
     SampleDatabase db;
     QVERIFY(make(&db));
-    QCOMPARE(found(&db, "INSERT INTO ABMultiValueLabel (rowid, value) VALUES (3, 'Boat');"
-                        "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann');"
-                        "INSERT INTO ABMultiValue (uid, record_id, property, label, value) VALUES "
-                        "(1, 1, 3, 3, '111'), (2, 1, 3, 3, '112'), (3, 1, 3, 7, '113'), "
-                        "(4, 1, 3, 8, '114'), (5, 1, 3, NULL, '115'), (6, 1, 3, 1, '116');"
-                        "DELETE FROM ABMultiValue WHERE uid = 1;"
-                        "DELETE FROM ABMultiValueLabel WHERE rowid = 3;"
-                        "DELETE FROM ABMultiValue WHERE uid = 2;" // the label went before
-                        "DELETE FROM ABMultiValue WHERE uid = 3;"
-                        "INSERT INTO ABMultiValueLabel (rowid, value) VALUES (7, 'Late');"
-                        "INSERT INTO ABMultiValueLabel (rowid, value) VALUES (3, 'Shed');"
-                        "DELETE FROM ABMultiValue WHERE uid IN (4, 5);"
-                        // A label of another number and the same text is no change.
-                        "DELETE FROM ABMultiValueLabel WHERE rowid = 1;"
-                        "INSERT INTO ABMultiValueLabel (rowid, value) VALUES (9, 'Home');"
-                        "UPDATE ABMultiValue SET label = 9 WHERE uid = 6;"),
-             QStringLiteral("1 Ann: 114, 115, Boat 111, Boat 112, Late 113"));
+    const QString lines =
+        found(&db, "INSERT INTO ABMultiValueLabel (rowid, value) VALUES (3, 'Boat');"
+                   "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann');"
+                   "INSERT INTO ABMultiValue (uid, record_id, property, label, value) VALUES "
+                   "(1, 1, 3, 3, '111'), (2, 1, 3, 3, '112'), (3, 1, 3, 7, '113'), "
+                   "(4, 1, 3, 8, '114'), (5, 1, 3, NULL, '115'), (6, 1, 3, 1, '116');"
+                   "DELETE FROM ABMultiValue WHERE uid = 1;"
+                   "DELETE FROM ABMultiValueLabel WHERE rowid = 3;"
+                   "DELETE FROM ABMultiValue WHERE uid = 2;" // the label went before
+                   "DELETE FROM ABMultiValue WHERE uid = 3;"
+                   "INSERT INTO ABMultiValueLabel (rowid, value) VALUES (7, 'Late');"
+                   "INSERT INTO ABMultiValueLabel (rowid, value) VALUES (3, 'Shed');"
+                   "DELETE FROM ABMultiValue WHERE uid IN (4, 5);"
+                   // A label of another number and the same text is no change.
+                   "DELETE FROM ABMultiValueLabel WHERE rowid = 1;"
+                   "INSERT INTO ABMultiValueLabel (rowid, value) VALUES (9, 'Home');"
+                   "UPDATE ABMultiValue SET label = 9 WHERE uid = 6;");
+    QCOMPARE(lines, QStringLiteral("1 Ann: 114, 115, Boat 111, Boat 112, Late 113"));
 }
 
 /// A book that is read in anew by a synchronization: nothing of it is lost.
@@ -372,20 +380,21 @@ void TestWalContacts::putBackUnderOtherIdentifiers()
 {
     SampleDatabase db;
     QVERIFY(make(&db));
-    QCOMPARE(found(&db, "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann'), (2, 'Ben'), "
-                        "(3, 'Cem');"
-                        "INSERT INTO ABMultiValue (uid, record_id, property, label, value) VALUES "
-                        "(1, 1, 3, 1, '111'), (2, 1, 5, 1, NULL), (3, 3, 3, 1, '311');"
-                        "INSERT INTO ABMultiValueEntry (parent_id, key, value) VALUES "
-                        "(2, 1, 'A street'), (2, 2, 'A town');"
-                        "BEGIN; DELETE FROM ABPerson; DELETE FROM ABMultiValue; DELETE FROM "
-                        "ABMultiValueEntry; COMMIT;"
-                        "BEGIN; INSERT INTO ABPerson (rowid, First) VALUES (11, 'Ann'), "
-                        "(12, 'Ben'), (13, 'Cem'); INSERT INTO ABMultiValue (uid, record_id, "
-                        "property, label, value) VALUES (1, 11, 5, 1, NULL), (2, 11, 3, 1, '111'), "
-                        "(3, 13, 3, 1, '312'); INSERT INTO ABMultiValueEntry (parent_id, key, "
-                        "value) VALUES (1, 2, 'A town'), (1, 1, 'A street'); COMMIT;"),
-             QStringLiteral("3 Cem: Home 311"));
+    const QString lines =
+        found(&db, "INSERT INTO ABPerson (rowid, First) VALUES (1, 'Ann'), (2, 'Ben'), "
+                   "(3, 'Cem');"
+                   "INSERT INTO ABMultiValue (uid, record_id, property, label, value) VALUES "
+                   "(1, 1, 3, 1, '111'), (2, 1, 5, 1, NULL), (3, 3, 3, 1, '311');"
+                   "INSERT INTO ABMultiValueEntry (parent_id, key, value) VALUES "
+                   "(2, 1, 'A street'), (2, 2, 'A town');"
+                   "BEGIN; DELETE FROM ABPerson; DELETE FROM ABMultiValue; DELETE FROM "
+                   "ABMultiValueEntry; COMMIT;"
+                   "BEGIN; INSERT INTO ABPerson (rowid, First) VALUES (11, 'Ann'), "
+                   "(12, 'Ben'), (13, 'Cem'); INSERT INTO ABMultiValue (uid, record_id, "
+                   "property, label, value) VALUES (1, 11, 5, 1, NULL), (2, 11, 3, 1, '111'), "
+                   "(3, 13, 3, 1, '312'); INSERT INTO ABMultiValueEntry (parent_id, key, "
+                   "value) VALUES (1, 2, 'A town'), (1, 1, 'A street'); COMMIT;");
+    QCOMPARE(lines, QStringLiteral("3 Cem: Home 311"));
 }
 
 /// People delete duplicates; one who has a number of his own is lost all the same.
@@ -424,13 +433,14 @@ void TestWalContacts::firstLayout()
             "INTEGER, ModificationDate INTEGER, CompositeNameFallback TEXT);"
             "INSERT INTO ABMultiValueLabel VALUES ('Home');"))
         && db.startLog());
-    QCOMPARE(found(&db, "INSERT INTO ABPerson (First, Birthday, ModificationDate) VALUES ('Ann', "
-                        "'-547783200.0', 77);"
-                        "INSERT INTO ABMultiValue VALUES (1, 1, 3, 0, 1, '111');"
-                        // A later system adds a column; the row keeps those that it has.
-                        "ALTER TABLE ABPerson ADD COLUMN AlternateBirthday TEXT;"
-                        "DELETE FROM ABPerson; DELETE FROM ABMultiValue;"),
-             QStringLiteral("1 Ann: Home 111"));
+    const QString lines =
+        found(&db, "INSERT INTO ABPerson (First, Birthday, ModificationDate) VALUES ('Ann', "
+                   "'-547783200.0', 77);"
+                   "INSERT INTO ABMultiValue VALUES (1, 1, 3, 0, 1, '111');"
+                   // A later system adds a column; the row keeps those that it has.
+                   "ALTER TABLE ABPerson ADD COLUMN AlternateBirthday TEXT;"
+                   "DELETE FROM ABPerson; DELETE FROM ABMultiValue;");
+    QCOMPARE(lines, QStringLiteral("1 Ann: Home 111"));
     const PersonRecord person = scan("case.db").first();
     QCOMPARE(person.birthday, QStringLiteral("-547783200.0"));
     QCOMPARE(person.modificationDate, 77);

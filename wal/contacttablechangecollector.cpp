@@ -80,12 +80,14 @@ bool HeldContacts::hasValue(qint64 person, const PersonValue &value) const
                           [&value](const PersonValue &whole) { return holds(whole, value); });
 }
 
-/// True when somebody of the same content has all that is left of the contact. People delete
-/// duplicates: one who had another number is lost.
+/// True when the person is as the contact says, or, where that person is gone, somebody of the same
+/// content has all that is left of the contact: it was put back. People delete duplicates: one who
+/// had another number is lost.
 bool HeldContacts::isHeld(const PersonRecord &contact) const
 {
-    if (!hasText(contact) && contact.values.isEmpty()) {
-        return true;
+    const auto itself = m_live.persons.constFind(contact.rowId);
+    if (itself != m_live.persons.cend()) {
+        return contact.values.isEmpty() && contentKey(*itself) == contentKey(contact);
     }
     const QVector<qint64> twins = m_byContent.value(contentKey(contact)).mid(0, MostNamesakes);
     return std::any_of(twins.cbegin(), twins.cend(), [&](qint64 twin) {
