@@ -15,7 +15,8 @@ public:
     /// Called after every work item with the part of the span that it was worth (0 or more; 0 only
     /// asks). The steps of one search of a table add up to about the span. A scan takes the span
     /// once for every search: once for each table of calls, up to four times for contacts and three
-    /// times for messages.
+    /// times for messages. A comparison of the versions in a log divides the span by its commits
+    /// and tables, and reports that part for every row compared: its steps can exceed the span.
     /// Returns true to go on, false to stop: the scan ends with the current page, and what was
     /// found until then stays in the results.
     virtual bool reportProgress(double step) = 0;

@@ -12,6 +12,8 @@
 #include "recoverers/communication/contactdbfile.h"
 #include "recoverers/communication/hiddencontactdbfile.h"
 #include "recoverers/communication/smsdbfile.h"
+#include "recoverers/messaging/weixindbfile.h"
+#include "recoverers/messaging/whatsappdbfile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -69,6 +71,10 @@ Recoverer makeRecoverer(int type)
         return std::make_unique<BookmarkDbFile>();
     case ScanTypeSafariHistory:
         return std::make_unique<BookmarkHistoryDbFile>();
+    case ScanTypeWeChat:
+        return std::make_unique<weixinDBFile>();
+    case ScanTypeWhatsapp:
+        return std::make_unique<WhatsappDbFile>();
     default:
         return nullptr;
     }
@@ -326,5 +332,6 @@ void SqliteRecovery::releaseWhatsapps()
 
 void SqliteRecovery::releaseWeiChat()
 {
+    weixinDBFile::forgetChats();
     releaseAll(m_weiChatChats);
 }

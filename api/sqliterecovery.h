@@ -28,7 +28,8 @@ class ScanProgress;
 /// returns null when index is not below getXxxCount().
 ///
 /// Kinds: this version recovers calls, contacts, messages, events, reminders, notes, Safari
-/// bookmarks and Safari history. The scans of all other kinds are accepted and find nothing.
+/// bookmarks, Safari history and WhatsApp messages. The scans of all other kinds are accepted and
+/// find nothing.
 ///
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
 /// Where a write-ahead log that is not empty lies beside a database, both are copied for the time
@@ -118,7 +119,10 @@ public:
     unsigned getContactCount();
     const PersonRecord *getContact(unsigned index);
 
-    /// WhatsApp chats with recovered messages (ScanTypeWhatsapp).
+    /// WhatsApp chats with recovered messages (ScanTypeWhatsapp), in the order of their keys in the
+    /// database; first, one for each partner, chats of messages that name no chat. A chat's
+    /// messages come by date. A message that still exists comes only as it was before it was
+    /// revoked or edited.
     unsigned getWhatsappCount();
     const WhatsappChatRecord *getWhatsapp(unsigned index);
 
@@ -155,6 +159,8 @@ private:
     friend class Ios9NoteDbFile;
     friend class NoteDbFile;
     friend class SMSDbFile;
+    friend class weixinDBFile;
+    friend class WhatsappDbFile;
 
     static QString calcBackupFilename(const QString &domain, const QString &relativePath);
     void scanHiddenContacts(const QString &dbPath, ScanProgress *progress);

@@ -4,54 +4,12 @@
 //
 //   bench_carving [--folder=DIR] [--mib=256] [--keep] [options of the benchmark library]
 
-#include "benchmarks/benchcommon.h"
 #include "benchmarks/benchfiles.h"
-
-#include <benchmark/benchmark.h>
-
-#include <QFile>
+#include "benchmarks/benchsupport.h"
 
 #include <cstdio>
-#include <cstring>
-#include <string>
-#include <vector>
 
 namespace {
-
-constexpr int pageSize = 4096;
-
-using Signatures = std::vector<std::string>;
-
-int countSignature(const char *bytes, qint64 size, const std::string &signature)
-{
-    int count = 0;
-    const char *end = bytes + size - signature.size() + 1;
-    for (const char *at = bytes;
-         at < end
-         && (at = static_cast<const char *>(std::memchr(at, signature[0], size_t(end - at))));
-         ++at) {
-        count += std::memcmp(at, signature.data(), signature.size()) == 0;
-    }
-    return count;
-}
-
-/// Reads the file page by page and looks for the signatures.
-qint64 readPages(const QString &path, const Signatures &signatures)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        return -1;
-    }
-    char page[pageSize];
-    qint64 result = 0;
-    for (qint64 got = 0; (got = file.read(page, pageSize)) > 0;) {
-        result += got;
-        for (const std::string &signature : signatures) {
-            result += countSignature(page, got, signature);
-        }
-    }
-    return result;
-}
 
 /// The same for each pass.
 qint64 readPasses(const QString &path, const std::vector<Signatures> &passes)
@@ -61,20 +19,6 @@ qint64 readPasses(const QString &path, const std::vector<Signatures> &passes)
         result += readPages(path, signatures);
     }
     return result;
-}
-
-template<typename Pass> void addBenchmark(const char *name, const QString &path, Pass pass)
-{
-    const qint64 size = QFile(path).size();
-    benchmark::RegisterBenchmark(name,
-                                 [pass, size](benchmark::State &state) {
-                                     for (auto _ : state) {
-                                         benchmark::DoNotOptimize(pass());
-                                     }
-                                     state.SetBytesProcessed(int64_t(state.iterations()) * size);
-                                 })
-        ->Unit(benchmark::kMillisecond)
-        ->MinTime(2);
 }
 
 void addBenchmarks(const BenchFiles &files)
@@ -92,14 +36,6 @@ void addBenchmarks(const BenchFiles &files)
     addBenchmark("messages/scan", messages, [messages] { return scanMessageFile(messages); });
 }
 
-void printRatios(const BenchReporter &reporter)
-{
-    reporter.printRatio("calls/carve", "calls/search");
-    reporter.printRatio("messages/carve", "messages/search");
-    reporter.printRatio("messages/scan", "messages/search");
-    reporter.printRatio("messages/scan", "messages/carve");
-}
-
 void printMemory(const BenchFiles &files)
 {
     printPeakMemory("carving 16 MiB of calls", [&files] { carveCalls(files.smallCalls); });
@@ -113,9 +49,8 @@ void printMemory(const BenchFiles &files)
 
 int main(int argc, char *argv[])
 {
-    const BenchOptions options = takeOptions(&argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv) || options.mebibytes < 1) {
+    BenchOptions options;
+    if (!takeOptions(&argc, argv, &options)) {
         return 2;
     }
     BenchFiles files;
@@ -126,10 +61,11 @@ int main(int argc, char *argv[])
     printMemory(files);
     const bool sound = verifyFiles(files);
     if (sound) {
-        BenchReporter reporter;
         addBenchmarks(files);
-        benchmark::RunSpecifiedBenchmarks(&reporter);
-        printRatios(reporter);
+        runAndPrintRatios({{"calls/carve", "calls/search"},
+                           {"messages/carve", "messages/search"},
+                           {"messages/scan", "messages/search"},
+                           {"messages/scan", "messages/carve"}});
     } else {
         std::fprintf(stderr, "bench_carving: the results are wrong, nothing was measured\n");
     }

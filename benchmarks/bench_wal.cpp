@@ -5,7 +5,7 @@
 //   bench_wal [--folder=DIR] [--mib=256] [--keep] [options of the benchmark library]
 
 #include "api/walrecovery.h"
-#include "benchmarks/benchcommon.h"
+#include "benchmarks/benchsupport.h"
 #include "samples/calendarlayout.h"
 #include "samples/sampledatabase.h"
 #include "samples/samplerandom.h"
@@ -155,48 +155,19 @@ bool verify(const Case &files)
     return right == unsigned(truth.size()) && right == recovery.getCalendarCount() && right > 0;
 }
 
-qint64 readFile(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        return -1;
-    }
-    char page[4096];
-    qint64 result = 0;
-    for (qint64 got = 0; (got = file.read(page, sizeof page)) > 0;) {
-        result += got + page[0];
-    }
-    return result;
-}
-
 void addBenchmarks(const Case &files)
 {
-    benchmark::RegisterBenchmark("read",
-                                 [files](benchmark::State &state) {
-                                     for (auto _ : state) {
-                                         benchmark::DoNotOptimize(readFile(files.database)
-                                                                  + readFile(files.log));
-                                     }
-                                 })
-        ->Unit(benchmark::kMillisecond)
-        ->MinTime(2);
-    benchmark::RegisterBenchmark("compare",
-                                 [files](benchmark::State &state) {
-                                     for (auto _ : state) {
-                                         benchmark::DoNotOptimize(scanCase(files));
-                                     }
-                                 })
-        ->Unit(benchmark::kMillisecond)
-        ->MinTime(2);
+    addBenchmark("read", files.database,
+                 [files] { return readPages(files.database, {}) + readPages(files.log, {}); });
+    addBenchmark("compare", files.database, [files] { return scanCase(files); });
 }
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    const BenchOptions options = takeOptions(&argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv) || options.mebibytes < 1) {
+    BenchOptions options;
+    if (!takeOptions(&argc, argv, &options)) {
         return 2;
     }
     const QDir folder(options.folder);
@@ -209,10 +180,8 @@ int main(int argc, char *argv[])
     printPeakMemory("comparing", [&files] { scanCase(files); });
     const bool sound = verify(files);
     if (sound) {
-        BenchReporter reporter;
         addBenchmarks(files);
-        benchmark::RunSpecifiedBenchmarks(&reporter);
-        reporter.printRatio("compare", "read");
+        runAndPrintRatios({{"compare", "read"}});
     } else {
         std::fprintf(stderr, "bench_wal: the results are wrong, nothing was measured\n");
     }

@@ -143,6 +143,26 @@ const QVector<RecordKind> &allKinds()
          pageRows,
          {},
          {}},
+        {ScanTypeWeChat,
+         "weChat",
+         "WeChat messages",
+         true,
+         fieldsOf(weChatMap({})),
+         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Conversation"),
+                     QStringLiteral("Direction"), QStringLiteral("Text")},
+         weChatRows,
+         {},
+         {}},
+        {ScanTypeWhatsapp,
+         "whatsapp",
+         "WhatsApp messages",
+         true,
+         fieldsOf(whatsappMap({})),
+         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Chat"),
+                     QStringLiteral("Direction"), QStringLiteral("Text")},
+         whatsappRows,
+         {},
+         {}},
     };
     return kinds;
 }
@@ -168,6 +188,10 @@ constexpr Getters<SqliteRecovery> CarvingGetters[] = {
               bookmarkMap>("bookmark"),
     gettersOf<SqliteRecovery, &SqliteRecovery::getSafariHistoryCount,
               &SqliteRecovery::getSafariHistory, historyMap>("safariHistory"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getWeiChatCount, &SqliteRecovery::getWeiChat,
+              weChatMap>("weChat"),
+    gettersOf<SqliteRecovery, &SqliteRecovery::getWhatsappCount, &SqliteRecovery::getWhatsapp,
+              whatsappMap>("whatsapp"),
 };
 
 constexpr Getters<WalRecovery> LogGetters[] = {

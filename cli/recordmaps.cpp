@@ -7,6 +7,8 @@
 #include "api/noterecord.h"
 #include "api/personrecord.h"
 #include "api/reminderrecord.h"
+#include "api/weichatchat.h"
+#include "api/whatsappchatrecord.h"
 
 #include <QCborArray>
 
@@ -52,6 +54,28 @@ QCborMap messageMap(const MessageItem &message)
             {QStringLiteral("service"), message.service},
             {QStringLiteral("isFromMe"), message.isFromMe},
             {QStringLiteral("isSent"), message.isSent}};
+}
+
+QCborMap weChatMessageMap(const WeiChatMessage &message)
+{
+    return {{QStringLiteral("message"), message.message},
+            {QStringLiteral("createTime"), message.createTime},
+            {QStringLiteral("type"), message.type},
+            {QStringLiteral("isFromMe"), message.isFromMe}};
+}
+
+QCborMap whatsappMessageMap(const WhatsappMessageItem &message)
+{
+    return {{QStringLiteral("messageType"), message.messageType},
+            {QStringLiteral("isFromMe"), message.isFromMe},
+            {QStringLiteral("messageStatus"), message.messageStatus},
+            {QStringLiteral("groupEventType"), message.groupEventType},
+            {QStringLiteral("date"), message.date},
+            {QStringLiteral("hasParent"), message.hasParent},
+            {QStringLiteral("text"), message.text},
+            {QStringLiteral("senderName"), message.senderName},
+            {QStringLiteral("vcardText"), message.vcardText},
+            {QStringLiteral("toJid"), message.toJid}};
 }
 
 } // namespace
@@ -131,6 +155,27 @@ QCborMap bookmarkMap(const BookmarkRecord &bookmark)
 QCborMap historyMap(const BookmarkRecord &entry)
 {
     return {{QStringLiteral("title"), entry.title}, {QStringLiteral("url"), entry.url}};
+}
+
+QCborMap weChatMap(const WeiChatChat &chat)
+{
+    QCborArray messages;
+    for (const WeiChatMessage *message : chat.messages) {
+        messages.append(weChatMessageMap(*message));
+    }
+    return {{QStringLiteral("chatId"), chat.chatId}, {QStringLiteral("messages"), messages}};
+}
+
+QCborMap whatsappMap(const WhatsappChatRecord &chat)
+{
+    QCborArray messages;
+    for (const WhatsappMessageItem *message : chat.messages) {
+        messages.append(whatsappMessageMap(*message));
+    }
+    return {{QStringLiteral("chatName"), chat.chatName},
+            {QStringLiteral("memberNames"), QCborArray::fromStringList(chat.memberNames)},
+            {QStringLiteral("chatJids"), QCborArray::fromStringList(chat.chatJids)},
+            {QStringLiteral("messages"), messages}};
 }
 
 QCborMap recordOfKind(const char *kind, const QCborMap &fields)

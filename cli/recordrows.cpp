@@ -168,6 +168,74 @@ QString conversationText(const QCborMap &message, const QCborMap &group)
     return address.isEmpty() ? QStringLiteral("(unknown)") : address;
 }
 
+/// What a WeChat message other than a text is; its text is then XML for the program.
+QString weChatKindText(qint64 type)
+{
+    switch (type) {
+    case 3:
+        return QStringLiteral("(picture)");
+    case 34:
+        return QStringLiteral("(voice)");
+    case 42:
+        return QStringLiteral("(contact)");
+    case 43:
+    case 62:
+        return QStringLiteral("(video)");
+    case 47:
+        return QStringLiteral("(sticker)");
+    case 48:
+        return QStringLiteral("(place)");
+    case 49:
+        return QStringLiteral("(link)");
+    case 50:
+        return QStringLiteral("(call)");
+    default:
+        return QString();
+    }
+}
+
+/// Stands for the text of a message that has none.
+QString messageKindText(qint64 type)
+{
+    switch (type) {
+    case 0:
+        return QString();
+    case 1:
+        return QStringLiteral("(picture)");
+    case 2:
+        return QStringLiteral("(video)");
+    case 3:
+        return QStringLiteral("(voice)");
+    case 4:
+        return QStringLiteral("(contact)");
+    case 5:
+        return QStringLiteral("(place)");
+    case 6:
+        return QStringLiteral("(change of the group)");
+    case 7:
+        return QStringLiteral("(link)");
+    case 8:
+        return QStringLiteral("(document)");
+    case 14:
+        return QStringLiteral("(revoked)");
+    case 15:
+        return QStringLiteral("(sticker)");
+    default:
+        return QStringLiteral("(message of type %1)").arg(type);
+    }
+}
+
+/// One row for each message of a conversation.
+template<typename RowOf> TextRows rowsOfMessages(const QCborMap &conversation, RowOf rowOf)
+{
+    TextRows rows;
+    const QCborArray messages = listOf(conversation, "messages");
+    for (const auto &message : messages) {
+        rows.append(rowOf(message.toMap(), conversation));
+    }
+    return rows;
+}
+
 } // namespace
 
 TextRows callRows(const QCborMap &call)
@@ -236,12 +304,7 @@ QStringList messageRow(const QCborMap &message, const QCborMap &group)
 
 TextRows messageRows(const QCborMap &group)
 {
-    TextRows rows;
-    const QCborArray messages = listOf(group, "messages");
-    for (const auto &message : messages) {
-        rows.append(messageRow(message.toMap(), group));
-    }
-    return rows;
+    return rowsOfMessages(group, messageRow);
 }
 
 TextRows calendarRows(const QCborMap &event)
@@ -262,4 +325,37 @@ TextRows reminderRows(const QCborMap &reminder)
 TextRows pageRows(const QCborMap &page)
 {
     return {{textOf(page, "title"), textOf(page, "url")}};
+}
+
+QStringList weChatRow(const QCborMap &message, const QCborMap &chat)
+{
+    const QString kind = weChatKindText(numberOf(message, "type"));
+    const bool isSent = message.value(QLatin1String("isFromMe")).toBool();
+    return {callDateText(numberOf(message, "createTime")), textOf(chat, "chatId"),
+            isSent ? QStringLiteral("sent") : QStringLiteral("received"),
+            kind.isEmpty() ? textOf(message, "message") : kind};
+}
+
+TextRows weChatRows(const QCborMap &chat)
+{
+    return rowsOfMessages(chat, weChatRow);
+}
+
+QStringList whatsappRow(const QCborMap &message, const QCborMap &chat)
+{
+    const QString name = textOf(chat, "chatName");
+    const QString sender = textOf(message, "senderName");
+    const QString shown = name.isEmpty() ? QStringLiteral("(unknown)") : name;
+    const bool isSent = numberOf(message, "isFromMe") != 0;
+    // A title without a text ends in empty lines.
+    const QString text = textOf(message, "text").simplified();
+    return {noteDateText(numberOf(message, "date")),
+            sender.isEmpty() ? shown : QStringLiteral("%1 (%2)").arg(shown, sender),
+            isSent ? QStringLiteral("sent") : QStringLiteral("received"),
+            text.isEmpty() ? messageKindText(numberOf(message, "messageType")) : text};
+}
+
+TextRows whatsappRows(const QCborMap &chat)
+{
+    return rowsOfMessages(chat, whatsappRow);
 }

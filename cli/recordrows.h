@@ -25,6 +25,17 @@ TextRows noteRows(const QCborMap &note);
 /// One row: title, address. For bookmarks and entries of the history.
 TextRows pageRows(const QCborMap &page);
 
+/// One row for each message: date, conversation, direction, text.
+TextRows weChatRows(const QCborMap &chat);
+
+/// One message as a row of weChatRows().
+QStringList weChatRow(const QCborMap &message, const QCborMap &chat);
+/// One row for each message: date, chat and sender, direction, text.
+TextRows whatsappRows(const QCborMap &chat);
+
+/// One message as a row of whatsappRows().
+QStringList whatsappRow(const QCborMap &message, const QCborMap &chat);
+
 /// How people call the person: by name, organization or nickname.
 QString personName(const QCborMap &person);
 

@@ -41,12 +41,27 @@ bool SqliteDbFile::carveTable(const TableSchema &table, RecordMatcher &matcher, 
         return reportProgress(progressSpan);
     }
     const QVector<quint32> leafPages = reader->collectLeafPages(quint32(table.rootPage));
-    if (freeListOnly && freeRegions.isEmpty()) {
-        freeRegions = reader->freeRegions();
+    if (freeListOnly) {
+        findFreeRegions();
     }
     const qint64 items = freeListOnly ? qint64(freeRegions.size()) + leafPages.size()
                                       : qint64(headerInfo().pageCount);
     const double step = items != 0 ? progressSpan / double(items) : 0;
+    return carveLeafPages(table, leafPages, step, matcher)
+           && (freeListOnly ? carveFreeRegions(table, step, matcher)
+                            : carveOtherPages(table, leafPages, step, matcher));
+}
+
+void SqliteDbFile::findFreeRegions()
+{
+    if (freeRegions.isEmpty()) {
+        freeRegions = reader->freeRegions();
+    }
+}
+
+bool SqliteDbFile::carveLeafPages(const TableSchema &table, const QVector<quint32> &leafPages,
+                                  double step, RecordMatcher &matcher)
+{
     QByteArray region;
     region.reserve(headerInfo().pageSize);
     for (const quint32 pageNo : leafPages) {
@@ -55,8 +70,7 @@ bool SqliteDbFile::carveTable(const TableSchema &table, RecordMatcher &matcher, 
             return false;
         }
     }
-    return freeListOnly ? carveFreeRegions(table, step, region, matcher)
-                        : carveOtherPages(table, leafPages, step, region, matcher);
+    return true;
 }
 
 void SqliteDbFile::carveRegion(const TableSchema &table, qint64 fileOffset, qint64 length,
@@ -103,9 +117,11 @@ void SqliteDbFile::carveLeafPage(const TableSchema &table, quint32 pageNo, QByte
 }
 
 bool SqliteDbFile::carveOtherPages(const TableSchema &table, const QVector<quint32> &leafPages,
-                                   double step, QByteArray &region, RecordMatcher &matcher)
+                                   double step, RecordMatcher &matcher)
 {
     const DatabaseHeader &header = headerInfo();
+    QByteArray region;
+    region.reserve(header.pageSize);
     QBitArray isLeaf(int(std::min<qint64>(qint64(header.pageCount) + 1, INT_MAX)));
     for (const quint32 pageNo : leafPages) {
         if (qint64(pageNo) < isLeaf.size()) {
@@ -127,9 +143,10 @@ bool SqliteDbFile::carveOtherPages(const TableSchema &table, const QVector<quint
     return true;
 }
 
-bool SqliteDbFile::carveFreeRegions(const TableSchema &table, double step, QByteArray &region,
-                                    RecordMatcher &matcher)
+bool SqliteDbFile::carveFreeRegions(const TableSchema &table, double step, RecordMatcher &matcher)
 {
+    QByteArray region;
+    region.reserve(headerInfo().pageSize);
     for (const FreeRegion &free : qAsConst(freeRegions)) {
         const qint64 offset = pageOffset(free.pageNo, headerInfo().pageSize) + free.offset;
         if (readRegion(offset, free.length, region)) {

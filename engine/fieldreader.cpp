@@ -141,8 +141,10 @@ bool isPlausibleText(const QString &text)
 int firstUnwritableCharacter(const QString &text)
 {
     const auto found = std::find_if(text.cbegin(), text.cend(), [](QChar c) {
-        return c == QChar::ReplacementCharacter
-               || (c.category() == QChar::Other_Control && !c.isSpace());
+        const bool isPlain = c >= QLatin1Char(' ') && c <= QLatin1Char('~'); // nearly all are
+        return !isPlain
+               && (c == QChar::ReplacementCharacter
+                   || (c.category() == QChar::Other_Control && !c.isSpace()));
     });
     return found == text.cend() ? -1 : int(found - text.cbegin());
 }

@@ -40,16 +40,15 @@ int RecordMatcher::readSerialTypes(QIODevice &device, int count, QVector<qint64>
     if (&device != &m_region || &out != &serialTypes) {
         return readVarints(device, count, out, false, true);
     }
-    // The same for the candidate at hand, whose bytes are in memory: this runs for every hit.
+    // The same for the candidate at hand, whose bytes are in memory: this runs for every hit, and
+    // leaves the device where it is, since a seek takes longer than all the rest.
     const int known = out.size();
     out.resize(known + count);
-    const uchar *pos = m_region.begin() + m_region.pos();
-    const int consumed = decodeVarints(pos, m_region.end(), count, out.data() + known);
+    const int consumed = decodeVarints(m_region.begin(), m_region.end(), count, out.data() + known);
     if (consumed <= 0) {
         out.clear();
         return 0;
     }
-    m_region.seek(m_region.pos() + consumed);
     return consumed;
 }
 
@@ -80,8 +79,7 @@ int RecordMatcher::decodeHeaderAt(const QByteArray &region, int anchorPos, int t
     if (prefix < 0) {
         out.clear();
     }
-    m_region.setBytes(region);
-    m_region.seek(anchorPos);
+    m_region.setBytes(region, anchorPos);
     const int after = typesAfter > 0 ? readSerialTypes(m_region, typesAfter, serialTypes) : 0;
     if (typesAfter > 0 && after == 0) {
         return noHeader(serialTypes, out);

@@ -10,11 +10,15 @@ class RegionDevice : public QIODevice
 public:
     RegionDevice();
 
-    /// Reads from `bytes` from now on; they must outlive the reads. Does not move the position.
-    void setBytes(const QByteArray &bytes)
+    /// Reads from now on what `bytes` hold from `start` on; they must outlive the reads. The
+    /// position is then at the beginning, to which only a position that was moved costs a seek.
+    void setBytes(const QByteArray &bytes, int start)
     {
-        m_data = bytes.constData();
-        m_size = bytes.size();
+        m_data = bytes.constData() + start;
+        m_size = bytes.size() - start;
+        if (pos() != 0) {
+            seek(0);
+        }
     }
 
     /// The bytes that it reads from.

@@ -13,8 +13,9 @@
 namespace {
 
 /// Overflow pages belong to one row each, and copies of a row are few. A hostile file, in which any
-/// number of rows claim the same pages, gets no more than so many times its own size.
-constexpr qint64 MostRebuilds = 16;
+/// number of rows claim the same pages, gets no more than so many times its own size: what is
+/// rebuilt has still to be kept, and to be made text of.
+constexpr qint64 MostRebuilds = 2;
 
 constexpr int GuidLength = 36;
 
@@ -60,12 +61,11 @@ bool RowMatcher::coversHeldHeader() const
 /// in front of a record there is at least its payload size.
 void RowMatcher::coverHeldRow()
 {
-    // Where the candidate's own prefix is overwritten its identifier is taken for one byte: what is
-    // read backwards there may reach far into the row in front of it.
-    const qint64 stored = m_cellPrefix.size() == CellPrefix ? m_cellPrefix[1] - m_typesLength : 0;
-    const bool isPrefix = (stored == 2 || stored == 3) && m_cellPrefix[2] == 0;
-    const qint64 start =
-        isPrefix ? recordStart() : std::max<qint64>(recordStart(), typesStart() - CellPrefix);
+    // Where the candidate's own prefix is overwritten its identifier is taken for as long as most
+    // are: what is read backwards there may reach far into the row in front of it.
+    const qint64 usualStart =
+        std::max<qint64>(recordStart(), typesStart() - CellPrefix) - (rowidLength - 1);
+    const qint64 start = hasCellPrefix() ? std::min<qint64>(recordStart(), usualStart) : usualStart;
     if (typesStart() < m_held.bodyStart || start >= m_held.localEnd) {
         return;
     }
@@ -99,7 +99,7 @@ QByteArray RowMatcher::readPayload(const QByteArray &region, QIODevice &device,
 QByteArray RowMatcher::payloadOf(const QByteArray &region, QIODevice &device,
                                  const DatabaseHeader &header, const BrokenChain &broken)
 {
-    const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
+    const CandidatePayload payload = candidatePayload();
     m_localEnd = localEnd();
     m_isRebuilt = spills(payload, header);
     if (!m_isRebuilt) {
@@ -263,13 +263,26 @@ qint64 RowMatcher::bodyOffset(int column) const
     return offset;
 }
 
+CandidatePayload RowMatcher::candidatePayload() const
+{
+    return CandidatePayload(bodyStart, m_typesLength + m_aliasTypes - 1, serialTypes);
+}
+
+qint64 RowMatcher::intactRowid(const QByteArray &region) const
+{
+    const auto *begin = reinterpret_cast<const uchar *>(region.constData());
+    const bool isIntact = hasCellPrefix() && recordStart() > 0 && payloadSize() > 0
+                          && endsInVarint(begin, begin + recordStart(), payloadSize());
+    return isIntact ? std::max<qint64>(m_cellPrefix[0], 0) : 0;
+}
+
 qint64 RowMatcher::localEnd() const
 {
-    const CandidatePayload payload(bodyStart, m_typesLength, serialTypes);
+    const CandidatePayload payload = candidatePayload();
     return payload.start + localPayloadSize(payload.size, owner->headerInfo());
 }
 
 qint64 RowMatcher::payloadSize() const
 {
-    return CandidatePayload(bodyStart, m_typesLength, serialTypes).size;
+    return candidatePayload().size;
 }

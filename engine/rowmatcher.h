@@ -3,6 +3,7 @@
 #include "engine/recordmatcher.h"
 
 struct BrokenChain;
+struct CandidatePayload;
 
 /// True when the dashes of a guid of 36 characters that begins at `pos` stand where they should.
 bool hasGuidDashesAt(const QByteArray &region, qint64 pos);
@@ -86,10 +87,17 @@ protected:
     bool hasCellPrefix() const
     {
         constexpr int mostInOneByte = 127;
-        const int size = m_typesLength + 2; // with the NULL and one byte for itself
-        return m_cellPrefix.size() == CellPrefix && m_cellPrefix[2] == 0
+        const int size = m_typesLength + m_aliasTypes + 1; // with one byte for itself
+        return m_cellPrefix.size() == 2 + m_aliasTypes
+               && (m_aliasTypes == 0 || m_cellPrefix.last() == 0)
                && m_cellPrefix[1] == size + (size > mostInOneByte ? 1 : 0);
     }
+
+    /// The row identifier of the candidate, if all that stands in front of its types is as in a
+    /// whole cell, the payload size too; else 0. A freeblock header overwrites that size before
+    /// anything else, and with it the first bytes of a long identifier, of which the rest would
+    /// pass for a shorter one.
+    qint64 intactRowid(const QByteArray &region) const;
 
     /// For rows that were written before the table got its last columns: they have fewer serial
     /// types, and the first bytes of the body were taken for the others. Where a guid that stands
@@ -146,10 +154,17 @@ protected:
     /// Where its bytes in the region end.
     qint64 localEnd() const;
 
+    /// The bytes of most row identifiers, for tables whose rows have two bytes of payload size at
+    /// least: it tells from where on a row whose identifier is overwritten covers another one.
+    int rowidLength = 1;
     QVector<qint64> m_cellPrefix; ///< kept, so that a candidate needs no list of its own
     int m_typesLength = 0;        ///< bytes of the candidate's serial types
+    /// 1 when the type of the rowid alias, NULL, stands in front of the decoded ones; 0 when it is
+    /// one of them, because the alias is not the table's first column.
+    int m_aliasTypes = 1;
 
 private:
+    CandidatePayload candidatePayload() const;
     static int varintLengthAt(const QByteArray &region, qint64 pos);
     void dropLastTypes(int count, int length);
     void readHeldRow(const TableSchema &table);

@@ -3,6 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
+namespace {
+
+/// From so many on, looking at every byte once takes less time than looking for each of them.
+constexpr int ManyBytes = 3;
+
+} // namespace
+
 RegionSignatures::RegionSignatures(const QList<QByteArrayMatcher> &signatures,
                                    const QByteArray &region)
     : m_region(region)
@@ -13,10 +20,21 @@ RegionSignatures::RegionSignatures(const QList<QByteArrayMatcher> &signatures,
             m_patterns.append({pattern, -1});
         }
     }
+    m_areBytes = m_patterns.size() >= ManyBytes
+                 && std::all_of(m_patterns.cbegin(), m_patterns.cend(),
+                                [](const Pattern &pattern) { return pattern.bytes.size() == 1; });
+    if (m_areBytes) {
+        for (const Pattern &pattern : qAsConst(m_patterns)) {
+            m_isPattern[uchar(pattern.bytes[0])] = true;
+        }
+    }
 }
 
 int RegionSignatures::next(int pos)
 {
+    if (m_areBytes) {
+        return nextOfBytes(pos);
+    }
     int lowest = -1;
     for (int i = 0; i < m_patterns.size();) {
         Pattern &pattern = m_patterns[i];
@@ -32,6 +50,16 @@ int RegionSignatures::next(int pos)
         ++i;
     }
     return lowest;
+}
+
+int RegionSignatures::nextOfBytes(int pos) const
+{
+    const auto *bytes = reinterpret_cast<const uchar *>(m_region.constData());
+    const int size = m_region.size();
+    while (pos < size && !m_isPattern[bytes[pos]]) {
+        ++pos;
+    }
+    return pos < size ? pos : -1;
 }
 
 int RegionSignatures::search(const Pattern &pattern, int pos) const

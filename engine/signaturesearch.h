@@ -6,7 +6,8 @@
 
 /// The signature patterns of one matcher in one region. Each pattern remembers where it occurs
 /// next, so that a region is searched once per pattern however many hits the other patterns have,
-/// and a pattern that no longer occurs is dropped for the rest of the region.
+/// and a pattern that no longer occurs is dropped for the rest of the region. More than a few
+/// patterns of one byte each are looked for all at once.
 class RegionSignatures
 {
 public:
@@ -25,9 +26,12 @@ private:
     };
 
     int search(const Pattern &pattern, int pos) const;
+    int nextOfBytes(int pos) const;
 
     const QByteArray &m_region;
     QVarLengthArray<Pattern, 16> m_patterns;
+    bool m_areBytes = false;    ///< all patterns are of one byte, and many
+    bool m_isPattern[256] = {}; ///< then: by byte
 };
 
 /// Returns what patterns.next(pos) returns; on success `pos` becomes that index plus one.

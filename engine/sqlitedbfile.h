@@ -62,6 +62,19 @@ public:
     virtual int scanDeletedRecords(SqliteRecovery *resultHolder) = 0;
 
 protected:
+    /// The two halves of a search in the free-region mode, for recoverers of many tables whose rows
+    /// lie in the same free pages: the leaf pages of one table, and the free regions. They report
+    /// `step` for each page or region, and return as carveTable(). The matcher must be bound.
+    bool carveLeafPages(const TableSchema &table, const QVector<quint32> &leafPages, double step,
+                        RecordMatcher &matcher);
+    bool carveFreeRegions(const TableSchema &table, double step, RecordMatcher &matcher);
+
+    /// Fills freeRegions unless that was done before.
+    void findFreeRegions();
+
+    /// Reports progress; false once the scan is to stop.
+    bool reportProgress(double step);
+
     /// Returns the span of progress for this database; 0 without a progress object.
     double progressValue() const;
 
@@ -75,14 +88,11 @@ protected:
     QVector<FreeRegion> freeRegions; ///< found on first use, kept for all tables of the file
 
 private:
-    bool reportProgress(double step);
     bool readRegion(qint64 fileOffset, qint64 length, QByteArray &region);
     void carveLeafPage(const TableSchema &table, quint32 pageNo, QByteArray &region,
                        RecordMatcher &matcher);
     bool carveOtherPages(const TableSchema &table, const QVector<quint32> &leafPages, double step,
-                         QByteArray &region, RecordMatcher &matcher);
-    bool carveFreeRegions(const TableSchema &table, double step, QByteArray &region,
-                          RecordMatcher &matcher);
+                         RecordMatcher &matcher);
     void searchRegion(const TableSchema &table, qint64 fileOffset, const QByteArray &region,
                       const QVector<quint16> &cellOffsets, RecordMatcher &matcher);
 

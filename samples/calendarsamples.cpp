@@ -63,10 +63,11 @@ QString name(const char *column)
 class Generator
 {
 public:
-    Generator(CalendarLayout layout, quint32 seed)
-        : m_layout(layout)
-        , m_random(seed)
-        , m_seconds(400000000 + int(layout) * 30000000)
+    explicit Generator(const CalendarPlan &plan)
+        : m_layout(plan.layout)
+        , m_random(plan.seed)
+        , m_seconds(400000000 + int(plan.layout) * 30000000)
+        , m_mostHalfHours(plan.mostHalfHours)
     {
     }
 
@@ -92,13 +93,14 @@ private:
     CalendarLayout m_layout;
     SampleRandom m_random;
     qint64 m_seconds;
+    int m_mostHalfHours;
 };
 
 Item Generator::next(qint64 rowid)
 {
     Item item;
     item.rowid = rowid;
-    m_seconds += 1800 * m_random.number(3, 60);
+    m_seconds += 1800 * m_random.number(3, m_mostHalfHours);
     for (const char *column : {"orig_item_id",
                                "orig_event_id",
                                "organizer_id",
@@ -283,7 +285,7 @@ public:
     PlanRunner(SampleDatabase *db, const CalendarPlan &plan)
         : m_db(db)
         , m_plan(plan)
-        , m_items(plan.layout, plan.seed)
+        , m_items(plan)
         , m_itemColumns(columnNames(itemColumnList(plan.layout)))
         , m_placeColumns(columnNames(locationColumnList(plan.layout)))
     {

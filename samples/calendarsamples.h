@@ -27,6 +27,7 @@ struct CalendarPlan
     CalendarDeletion deletion = CalendarDeletion::Scattered;
     int items = 200;
     quint32 seed = 1;
+    int mostHalfHours = 60; ///< from one item to the next, above 3
 };
 
 /// One row as it was once stored, and what recovery is to make of it at best.

@@ -11,6 +11,7 @@
 #include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
 #include "samples/truthfile.h"
+#include "samples/whatsappsamples.h"
 
 #include <QCborArray>
 #include <QCoreApplication>
@@ -120,12 +121,43 @@ bool makeBookmarks(SampleDatabase *db, const BookmarkPlan &plan, Truth *truth)
     return ok;
 }
 
+/// What a log holds of bookmarks: those that were deleted, and those that were changed as they were
+/// before.
+bool makeBookmarksInLog(SampleDatabase *db, const BookmarkPlan &plan, Truth *truth)
+{
+    BookmarkSample sample;
+    const bool ok = db->startLog() && makeBookmarkSample(db, plan, &sample);
+    truth->deleted =
+        mapsOf("bookmark", recordsOf(sample.deleted + sample.formerVersions), bookmarkMap);
+    truth->live = mapsOf("bookmark", recordsOf(sample.live), bookmarkMap);
+    return ok;
+}
+
 bool makeHistory(SampleDatabase *db, const HistoryPlan &plan, Truth *truth)
 {
     HistorySample sample;
     const bool ok = makeHistorySample(db, plan, &sample);
     truth->deleted = mapsOf("safariHistory", sample.deleted, historyMap);
     truth->live = mapsOf("safariHistory", sample.live, historyMap);
+    return ok;
+}
+
+QVector<QCborMap> mapsOf(const WhatsappSample &sample,
+                         const QVector<SampleWhatsappMessage> &messages)
+{
+    QVector<QCborMap> maps;
+    for (const auto &chat : expectedChats(sample, messages)) {
+        maps.append(recordOfKind("whatsapp", whatsappMap(*chat)));
+    }
+    return maps;
+}
+
+bool makeWhatsapp(SampleDatabase *db, const WhatsappPlan &plan, Truth *truth)
+{
+    WhatsappSample sample;
+    const bool ok = makeWhatsappSample(db, plan, &sample);
+    truth->deleted = mapsOf(sample, sample.deleted);
+    truth->live = mapsOf(sample, sample.live);
     return ok;
 }
 
@@ -152,6 +184,20 @@ int countOf(const QVector<QCborMap> &records)
     return count;
 }
 
+/// Writes down what a sample file holds. `name` is that of the truth files.
+bool writeTruth(const QDir &folder, const QString &name, const QString &path, const char *contents,
+                const Truth &truth)
+{
+    const QString deleted = folder.filePath(QStringLiteral("truth/%1.jsonl").arg(name));
+    const QString live = folder.filePath(QStringLiteral("truth/%1.live.jsonl").arg(name));
+    if (!writeTruthFile(deleted, truth.deleted) || !writeTruthFile(live, truth.live)) {
+        return fail(QStringLiteral("cannot write %1 or %2").arg(deleted, live));
+    }
+    QTextStream(stdout) << path << ": " << countOf(truth.live) << ' ' << contents << ", "
+                        << countOf(truth.deleted) << " more deleted\n";
+    return true;
+}
+
 bool makeBackupFile(const QDir &folder, const BackupFile &file)
 {
     const QString name = backupName(file.domainPath);
@@ -161,14 +207,23 @@ bool makeBackupFile(const QDir &folder, const BackupFile &file)
     if (!db.create(path, file.options) || !file.make(&db, &truth) || !db.close()) {
         return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
     }
-    const QString deleted = folder.filePath(QStringLiteral("truth/%1.jsonl").arg(name));
-    const QString live = folder.filePath(QStringLiteral("truth/%1.live.jsonl").arg(name));
-    if (!writeTruthFile(deleted, truth.deleted) || !writeTruthFile(live, truth.live)) {
-        return fail(QStringLiteral("cannot write %1 or %2").arg(deleted, live));
+    return writeTruth(folder, name, path, file.contents, truth);
+}
+
+/// A database as it is found on a device that is in use: most of it stands in the log beside it.
+bool makeDatabaseWithLog(const QDir &folder)
+{
+    const QString name = QStringLiteral("Bookmarks.db");
+    const QString path = folder.filePath(QStringLiteral("log/") + name);
+    const QString device = path + QStringLiteral(".device");
+    const BookmarkPlan plan{BookmarkLayout::Ios7, BookmarkDeletion::Edited, 100, 6};
+    SampleDatabase db;
+    Truth truth;
+    if (!db.create(device, deviceOptions(plan.layout)) || !makeBookmarksInLog(&db, plan, &truth)
+        || !db.copyWithLog(path) || !db.close() || !QFile::remove(device)) {
+        return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
     }
-    QTextStream(stdout) << path << ": " << countOf(truth.live) << ' ' << file.contents << ", "
-                        << countOf(truth.deleted) << " more deleted\n";
-    return true;
+    return writeTruth(folder, name, path, "bookmarks", truth);
 }
 
 bool makeBackup(const QString &path)
@@ -217,13 +272,21 @@ bool makeBackup(const QString &path)
              return makeHistory(db, {HistoryLayout::Ios11, HistoryDeletion::Everything, 120, 5},
                                 truth);
          }},
+        {"AppDomain-net.whatsapp.WhatsApp-Documents/ChatStorage.sqlite", "WhatsApp messages",
+         deviceOptions(WhatsappLayout::Ios15),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeWhatsapp(
+                 db, {WhatsappLayout::Ios15, WhatsappDeletion::SingleMessages, 200, 1}, truth);
+         }},
     };
     const QDir folder(path);
-    if (!folder.mkpath(QStringLiteral("backup")) || !folder.mkpath(QStringLiteral("truth"))) {
+    if (!folder.mkpath(QStringLiteral("backup")) || !folder.mkpath(QStringLiteral("log"))
+        || !folder.mkpath(QStringLiteral("truth"))) {
         return fail(QStringLiteral("cannot make folders in %1").arg(path));
     }
     return std::all_of(std::begin(files), std::end(files),
-                       [&folder](const BackupFile &file) { return makeBackupFile(folder, file); });
+                       [&folder](const BackupFile &file) { return makeBackupFile(folder, file); })
+           && makeDatabaseWithLog(folder);
 }
 
 bool fillWithRows(SampleDatabase *db, const QString &kind, int mebibytes, BulkSample *sample)

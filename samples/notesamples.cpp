@@ -24,8 +24,9 @@ QString escaped(const QString &line)
 class NoteGenerator
 {
 public:
-    explicit NoteGenerator(quint32 seed)
-        : m_random(seed)
+    explicit NoteGenerator(const NotePlan &plan)
+        : m_random(plan.seed)
+        , m_mostGap(plan.mostGap)
     {
     }
 
@@ -35,7 +36,8 @@ public:
         note.guid = m_random.guid();
         // Some titles are used again and again.
         note.title = m_random.chance(20) ? m_random.pick(titles) : plainLine();
-        note.created = m_seconds = m_seconds + m_random.number(600, 200000);
+        m_seconds += m_random.number(600, m_mostGap);
+        note.created = later(m_seconds);
         note.modified = later(note.created);
         const int lines =
             m_random.chance(15) ? 0 : m_random.number(1, m_random.chance(20) ? 90 : 8);
@@ -81,6 +83,7 @@ private:
     }
 
     SampleRandom m_random;
+    int m_mostGap;
     double m_seconds = 400000000;
 };
 
@@ -272,7 +275,7 @@ class PlanRunner
 public:
     PlanRunner(SampleDatabase *db, const NotePlan &plan, NoteSample *sample)
         : m_plan(plan)
-        , m_generator(plan.seed)
+        , m_generator(plan)
         , m_store(db, plan.layout)
         , m_sample(sample)
     {

@@ -26,6 +26,7 @@ struct NotePlan
     NoteDeletion deletion = NoteDeletion::Scattered;
     int notes = 120;
     quint32 seed = 1;
+    int mostGap = 200000; ///< seconds from one note to the next, above 600
 };
 
 /// A note with everything that the databases store about it.

@@ -14,6 +14,8 @@
 #include "samples/safariscan.h"
 #include "samples/safaritruth.h"
 #include "samples/sampledatabase.h"
+#include "samples/weixinscan.h"
+#include "samples/whatsappscan.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -133,6 +135,32 @@ bool measure(const HistoryPlan &plan, const QString &path, SafariReport *report)
     return true;
 }
 
+bool measure(const WeixinPlan &plan, const QString &path, WeixinResult *result)
+{
+    SampleDatabase db;
+    WeixinSample sample;
+    QFile file(path);
+    if (!db.create(path, deviceOptions(plan.layout)) || !makeWeixinSample(&db, plan, &sample)
+        || !db.close() || !file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    result->add(compareWeixin(sample, file.readAll(), scanWeixin(path)));
+    return true;
+}
+
+bool measure(const WhatsappPlan &plan, const QString &path, WhatsappResult *result)
+{
+    SampleDatabase db;
+    WhatsappSample sample;
+    QFile file(path);
+    if (!db.create(path, deviceOptions(plan.layout)) || !makeWhatsappSample(&db, plan, &sample)
+        || !db.close() || !file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    result->add(compareWhatsapp(sample, file.readAll(), scanWhatsapp(path)));
+    return true;
+}
+
 /// Every layout with every way of losing rows, each in several samples of `rows` rows.
 template<typename Plan, typename Result, typename Layouts, typename Deletions>
 bool measureAll(const Layouts &layouts, const Deletions &deletions, int rows, Run *run)
@@ -194,6 +222,36 @@ bool measureHistory(Run *run)
                                                  run);
 }
 
+bool measureWeixin(Run *run)
+{
+    return measureAll<WeixinPlan, WeixinResult>(allWeixinLayouts(), allWeixinDeletions(), 1500,
+                                                run);
+}
+
+bool measureWhatsapp(Run *run)
+{
+    return measureAll<WhatsappPlan, WhatsappResult>(allWhatsappLayouts(), allWhatsappDeletions(),
+                                                    600, run);
+}
+
+struct Kind
+{
+    const char *name;
+    bool (*measure)(Run *run);
+};
+
+constexpr Kind kinds[] = {
+    {"calls", measureCalls},
+    {"contacts", measureContacts},
+    {"messages", measureMessages},
+    {"calendar", measureCalendars},
+    {"notes", measureNotes},
+    {"bookmarks", measureBookmarks},
+    {"safari-history", measureHistory},
+    {"whatsapp", measureWhatsapp},
+    {"wechat", measureWeixin},
+};
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -202,19 +260,13 @@ int main(int argc, char *argv[])
     QStringList arguments = application.arguments().mid(1);
     Run run;
     run.verbose = arguments.removeAll(QStringLiteral("--verbose")) > 0;
-    const QString kind = arguments.value(0);
-    bool (*const measureKind)(Run *) = kind == QLatin1String("calls")            ? measureCalls
-                                       : kind == QLatin1String("contacts")       ? measureContacts
-                                       : kind == QLatin1String("messages")       ? measureMessages
-                                       : kind == QLatin1String("calendar")       ? measureCalendars
-                                       : kind == QLatin1String("notes")          ? measureNotes
-                                       : kind == QLatin1String("bookmarks")      ? measureBookmarks
-                                       : kind == QLatin1String("safari-history") ? measureHistory
-                                                                                 : nullptr;
-    if (!measureKind || arguments.size() != 1) {
-        QTextStream(stderr) << "usage: recall calls|contacts|messages|calendar|notes|bookmarks|"
-                               "safari-history [--verbose]\n";
-        return 2;
+    QStringList names;
+    for (const Kind &kind : kinds) {
+        names << QLatin1String(kind.name);
+        if (arguments.size() == 1 && arguments.first() == names.last()) {
+            return kind.measure(&run) ? 0 : 1;
+        }
     }
-    return measureKind(&run) ? 0 : 1;
+    QTextStream(stderr) << "usage: recall " << names.join(QLatin1Char('|')) << " [--verbose]\n";
+    return 2;
 }

@@ -254,6 +254,12 @@ struct Item
     QMap<qint64, QString> visits;
 };
 
+} // namespace
+
+Q_DECLARE_TYPEINFO(Item, Q_MOVABLE_TYPE); // large samples take items out of long lists
+
+namespace {
+
 QByteArray counterBytes(const QVector<qint32> &counters)
 {
     QByteArray bytes;

@@ -125,6 +125,15 @@ TruthItem messageItem(const QCborMap &message, const QCborMap &group)
     return {core + identity, core, shortened(messageRow(message, group))};
 }
 
+TruthItem whatsappItem(const QCborMap &message, const QCborMap &chat)
+{
+    const QByteArray core = "whatsapp" + keyOf(message, {"date", "isFromMe", "messageType"});
+    const QByteArray identity =
+        keyOf(message, {"text", "vcardText", "senderName", "hasParent", "toJid"})
+        + keyOf(chat, {"chatName"});
+    return {core + identity, core, shortened(whatsappRow(message, chat))};
+}
+
 /// An event or a reminder; a location that was found alone is one as well.
 TruthItem calendarItem(const QCborMap &record, const QString &kind)
 {
@@ -160,13 +169,15 @@ QVector<TruthItem> itemsOf(const QCborMap &record)
     if (kind == QLatin1String("bookmark") || kind == QLatin1String("safariHistory")) {
         return {pageItem(record, kind)};
     }
-    if (kind != QLatin1String("messageGroup")) {
+    const bool isWhatsapp = kind == QLatin1String("whatsapp");
+    if (kind != QLatin1String("messageGroup") && !isWhatsapp) {
         return personItems(record);
     }
     QVector<TruthItem> items;
     const QCborArray messages = record.value(QLatin1String("messages")).toArray();
     for (const auto &message : messages) {
-        items.append(messageItem(message.toMap(), record));
+        items.append(isWhatsapp ? whatsappItem(message.toMap(), record)
+                                : messageItem(message.toMap(), record));
     }
     return items;
 }

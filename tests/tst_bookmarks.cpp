@@ -216,12 +216,17 @@ void TestBookmarks::whatIsDelivered_data()
     row("folder", "Folder", "", nullptr);
     row("script", "Back", "javascript:history.back()", nullptr);
     row("address without a scheme", "News", "example.com", nullptr);
+    row("address that holds another one", "News", "example.com/?to=http://a.test/",
+        "News example.com/?to=http://a.test/ 7");
+    row("scheme alone", "News", "://", "News :// 7");
     row("any scheme", "Files", "FTP://example.com/", "Files FTP://example.com/ 7");
     row("equal to one that is left", "Live", "http://live.example.com/", nullptr);
     row("title of one that is left", "Live", "http://other.example.com/",
         "Live http://other.example.com/ 7");
     row("address of one that is left", "Other", "http://live.example.com/",
         "Other http://live.example.com/ 7");
+    row("both in one text equal to those of one that is left", "Li", "vehttp://live.example.com/",
+        "Li vehttp://live.example.com/ 7");
     row("title in another script", "\u041d\u043e\u0432\u043e\u0441\u0442\u0438", "http://a.test/",
         "\u041d\u043e\u0432\u043e\u0441\u0442\u0438 http://a.test/ 7");
 }

@@ -53,7 +53,10 @@ private Q_SLOTS:
     void longTypesBehindTheAnchor_data();
     void longTypesBehindTheAnchor();
     void longTitleOfAnOldEvent();
+    void signsInTextsAreKept_data();
+    void signsInTextsAreKept();
     void locationsWithoutAnOwnerThereWas();
+    void locationsOnOtherPages();
     void overflowPages_data();
     void overflowPages();
     void missingTables_data();
@@ -296,6 +299,42 @@ void TestCalendar::longTitleOfAnOldEvent()
     QCOMPARE(titles.count(title), titles.size());
 }
 
+void TestCalendar::signsInTextsAreKept_data()
+{
+    QTest::addColumn<bool>("isOld");
+    QTest::newRow("older table") << true;
+    QTest::newRow("newer table") << false;
+}
+
+/// Texts from elsewhere hold control characters, and signs of characters that were lost there. In a
+/// row that nothing covers they are no damage.
+void TestCalendar::signsInTextsAreKept()
+{
+    QFETCH(bool, isOld);
+    const QString title = QStringLiteral("Ring\x07 Karin");
+    const QString notes = QStringLiteral("Caf\uFFFD\x1b, at four");
+    const QString identifier = QStringLiteral("0B6C7F0E-1D9C-4B52-8D55-3C6B7A9D1E2F");
+    SampleDatabase db;
+    if (isOld) {
+        QVERIFY(makeTables(&db, CalendarLayout::Ios5)
+                && db.run(QStringLiteral("INSERT INTO Event (summary, description, start_date, "
+                                         "end_date, all_day, calendar_id, unique_identifier) "
+                                         "VALUES (?,?,300000000,300003600,0,1,?)"),
+                          {title, notes, identifier})
+                && db.exec(QStringLiteral("DELETE FROM Event")));
+    } else {
+        QVERIFY(makeTables(&db, CalendarLayout::Ios11)
+                && insertEvent(&db, title,
+                               {{QStringLiteral("description"), notes},
+                                {QStringLiteral("unique_identifier"), identifier}})
+                && db.exec(DeleteAll));
+    }
+    QVERIFY(db.close());
+    const FoundCalendars found = scan();
+    QCOMPARE(titlesOf(found), QStringList(title));
+    QCOMPARE(found.events.at(0).notes, notes);
+}
+
 void TestCalendar::locationsWithoutAnOwnerThereWas()
 {
     SampleDatabase db;
@@ -319,6 +358,25 @@ void TestCalendar::locationsWithoutAnOwnerThereWas()
     QCOMPARE(found.events.at(0).location, QStringLiteral("Stays"));
 }
 
+/// Places are looked for where their own rows can be, and nowhere else.
+void TestCalendar::locationsOnOtherPages()
+{
+    SampleDatabase db;
+    QVERIFY(makeTables(&db, CalendarLayout::Ios7));
+    QVERIFY(insertEvent(&db, QStringLiteral("Dentist")));
+    QVERIFY(db.exec(QStringLiteral("INSERT INTO Location (title, radius, item_owner_id, "
+                                   "alarm_owner_id) VALUES ('Room 4', 0, 1, 0)"))
+            && db.close());
+    const QByteArray bytes = contents(path());
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QByteArray(bytes).replace("Dentist", "Doctors")); // the copy is of another event
+    file.write(bytes.mid(bytes.indexOf("Room 4") / 4096 * 4096, 4096));
+    file.write(bytes.mid(bytes.indexOf("Dentist") / 4096 * 4096, 4096));
+    file.close();
+    QCOMPARE(titlesOf(scan()), QStringList(QStringLiteral("Dentist")));
+}
+
 void TestCalendar::overflowPages_data()
 {
     QTest::addColumn<quint32>("next");
@@ -326,6 +384,7 @@ void TestCalendar::overflowPages_data()
     QTest::newRow("sound") << 0u << true;
     QTest::newRow("beyond the file") << 999999u << false;
     QTest::newRow("page 1") << 1u << false;
+    QTest::newRow("bytes of another row") << 0xfffffffeu << false;
     QTest::newRow("a cycle") << 0xffffffffu << false; // stands for the chain's own first page
 }
 
@@ -349,7 +408,10 @@ void TestCalendar::overflowPages()
     const int row = bytes.indexOf("Dentist");
     const int page = row / 4096 * 4096;
     bytes.replace(page + 3, 2, QByteArray(2, '\0'));
-    if (next != 0) {
+    if (next == 0xfffffffeu) {
+        bytes.replace(bytes.indexOf(notes.mid(notes.size() / 2, 20).toLatin1()), 3,
+                      QByteArray("\x05\x00\x81", 3));
+    } else if (next != 0) {
         const int first = bytes.indexOf(notes.mid(notes.size() / 2, 20).toLatin1()) / 4096;
         const quint32 target = next == 0xffffffffu ? quint32(first) + 1 : next;
         bytes[first * 4096] = char(target >> 24);

@@ -32,6 +32,7 @@ private Q_SLOTS:
     void items();
     void itemsOfEveryLayout_data();
     void itemsOfEveryLayout();
+    void columnInFrontOfTheAnchor();
     void itemsOfAnotherLayout_data();
     void itemsOfAnotherLayout();
     void itemHeaderReadAsBytes_data();
@@ -160,6 +161,17 @@ void TestCalendarMatchers::itemsOfEveryLayout()
     QCOMPARE(m_harness.matches<ItemMatcher>(m_harness.cell(row)), 1);
 }
 
+/// Systems may yet put a column between the tested ones and the anchor.
+void TestCalendarMatchers::columnInFrontOfTheAnchor()
+{
+    QString columns = itemColumnList(CalendarLayout::Ios11);
+    columns.replace(QLatin1String("UUID TEXT, entity_type"),
+                    QLatin1String("other REAL, UUID TEXT, entity_type"));
+    QVERIFY(m_harness.open(ItemTable, statement(ItemTable, columns)));
+    QVERIFY(m_harness.columns().contains(QStringLiteral("other")));
+    QCOMPARE(m_harness.matches<ItemMatcher>(m_harness.cell(itemRow())), 1);
+}
+
 void TestCalendarMatchers::itemsOfAnotherLayout_data()
 {
     QTest::addColumn<int>("missing");
@@ -191,6 +203,7 @@ void TestCalendarMatchers::itemHeaderReadAsBytes_data()
     row("a byte with its high bit set", "55018108ff", {0x55, 1, 0x81, 8}, 4);
     row("text ends the header", "550148656c6c6f", {0x55, 1, 0, 0}, 2);
     row("one printable byte does not", "5548010800", {0x55, 0x48, 1, 8}, 4);
+    row("a blank is printable", "552048", {0x55, 0, 0, 0}, 1);
     row("31 is not printable", "551f480800", {0x55, 0x1f, 0x48, 8}, 4);
     row("end of the bytes", "5501", {0x55, 1, 0, 0}, 2);
     row("no bytes", "", {}, 0);
@@ -248,6 +261,9 @@ void TestCalendarMatchers::locations_data()
     addRow("radius", "real", 0.5, false);
     addRow("item_owner_id", "1", 1, true);
     addRow("item_owner_id", "of two bytes", 300, true);
+    addRow("item_owner_id", "of three bytes", 100000, true);
+    addRow("item_owner_id", "of four bytes", 1 << 28, true);
+    addRow("item_owner_id", "of six bytes", qint64(1) << 40, true);
     addRow("item_owner_id", "of eight bytes", qint64(1) << 60, true);
     addRow("item_owner_id", "NULL", QVariant(), false);
     addRow("alarm_owner_id", "of one byte", 3, true);

@@ -483,10 +483,10 @@ void TestCli::everyTypeRuns_data()
     row(ScanTypeCalendar, "calendar", true);
     row(ScanTypeNotes, "notes", true);
     row(ScanTypeBookmarks, "bookmarks", true);
-    row(ScanTypeWhatsapp, "whatsapp", false);
+    row(ScanTypeWhatsapp, "whatsapp", true);
     row(ScanTypeSafariHistory, "safari-history", true);
     row(ScanTypeIos9Notes, "ios9-notes", true);
-    row(ScanTypeWeChat, "wechat", false);
+    row(ScanTypeWeChat, "wechat", true);
 }
 
 void TestCli::everyTypeRuns()

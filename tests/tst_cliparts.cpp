@@ -134,6 +134,7 @@ private Q_SLOTS:
     void namesOfContacts_data();
     void namesOfContacts();
     void messagesAsText();
+    void whatsappAsText();
     void longCellsDoNotLengthenOtherLines();
     void hostileRecordsAreHarmlessAsText_data();
     void hostileRecordsAreHarmlessAsText();
@@ -267,6 +268,21 @@ void TestCliParts::jsonOfPersonsAndMessages_data()
         << QByteArray(R"({"kind":"reminder","title":"Milk","location":"","calendar":"Shopping",)"
                       R"("notes":"","startDate":0,"completionDate":1000000000000000,)"
                       R"("priority":9})");
+    WhatsappChatRecord chat;
+    chat.chatName = QStringLiteral("Choir");
+    chat.memberNames = QStringList{QStringLiteral("Ida"), QStringLiteral("Bo")};
+    chat.chatJids = QStringList(QStringLiteral("49-16@g.us"));
+    chat.messages.append(new WhatsappMessageItem{
+        4, 0, 8, 2, 650000000, 1, QStringLiteral("T\n\nBo"), QStringLiteral("Ida"),
+        QStringLiteral("BEGIN:VCARD"), QStringLiteral("49@s.whatsapp.net")});
+    QTest::newRow("chat") << recordOfKind("whatsapp", whatsappMap(chat))
+                          << QByteArray(
+                                 R"({"kind":"whatsapp","chatName":"Choir","memberNames":["Ida",)"
+                                 R"("Bo"],"chatJids":["49-16@g.us"],"messages":[{"messageType":4,)"
+                                 R"("isFromMe":0,"messageStatus":8,"groupEventType":2,)"
+                                 R"("date":650000000,"hasParent":1,"text":"T\n\nBo",)"
+                                 R"("senderName":"Ida","vcardText":"BEGIN:VCARD",)"
+                                 R"("toJid":"49@s.whatsapp.net"}]})");
     QTest::newRow("empty lists") << messageGroupMap(group)
                                  << QByteArray(
                                         R"({"chatIdentifier":"chat1","roomName":"","service":"",)"
@@ -346,6 +362,36 @@ Date (UTC)           Conversation              Direction  Text
 2022-09-04 16:00:00  chat77 (ana@example.com)  received   all?
 0                    (unknown)                 received   lost
 -5                   5551234                   received   called
+)";
+    QCOMPARE(shown.printed(printText).split('\n'), expected.split('\n'));
+}
+
+void TestCliParts::whatsappAsText()
+{
+    WhatsappChatRecord group;
+    group.chatName = QStringLiteral("Choir");
+    WhatsappChatRecord unknown;
+    const auto add = [](WhatsappChatRecord *chat, int type, int date, const char *sender,
+                        const char *text) {
+        auto *item = new WhatsappMessageItem;
+        item->messageType = type;
+        item->isFromMe = *sender == '\0';
+        item->date = date;
+        item->senderName = QString::fromUtf8(sender);
+        item->text = QString::fromUtf8(text);
+        chat->messages.append(item);
+    };
+    add(&group, 0, 650000000, "Ida", "tea?\nmilk");
+    add(&group, 1, 650000060, "", "");
+    add(&group, 1, 650000120, "", "T\n\n");
+    add(&unknown, 99, 0, "", "");
+    const ShownRecords shown(ScanTypeWhatsapp, {whatsappMap(group), whatsappMap(unknown)});
+    const QByteArray expected = R"(WhatsApp messages (4)
+Date (UTC)           Chat         Direction  Text
+2021-08-07 03:33:20  Choir (Ida)  received   tea? milk
+2021-08-07 03:34:20  Choir        sent       (picture)
+2021-08-07 03:35:20  Choir        sent       T
+0                    (unknown)    sent       (message of type 99)
 )";
     QCOMPARE(shown.printed(printText).split('\n'), expected.split('\n'));
 }

@@ -29,6 +29,12 @@ QByteArray messages(const QByteArray &chat, const QByteArray &text)
            + R"(","messages":[{"date":684000000123456789,"text":")" + text + R"("}]})";
 }
 
+QByteArray whatsapp(const QByteArray &chat, const QByteArray &sender, const QByteArray &text)
+{
+    return R"({"kind":"whatsapp","chatName":")" + chat + R"(","messages":[{"date":5,"isFromMe":0,)"
+           + R"("messageType":0,"senderName":")" + sender + R"(","text":")" + text + R"("}]})";
+}
+
 QByteArray calendarEvent(const QByteArray &title, const QByteArray &location, const QByteArray &end)
 {
     return R"({"kind":"calendar","title":")" + title + R"(","location":")" + location
@@ -118,6 +124,10 @@ void TestCompareTruth::results_data()
         calendarEvent("a", "", "0"), "missed 1, copies of live data 0, invented 1");
     row("places", calendarEvent("", "b", "0"), none, calendarEvent("", "c", "0"),
         "missed 1, copies of live data 0, invented 1");
+    const QByteArray whole = whatsapp("Choir", "Ida", "hi");
+    row("chat", whole, none, whole, "recovered 1, missed 0");
+    row("sender lost", whole, none, whatsapp("Choir", "", "hi"), "recovered 0, incomplete 1");
+    row("chat without name", whole, none, whatsapp("49", "Ida", "hi"), "recovered 0, incomplete 1");
     row("another text", messages("a", "hi"), none, messages("a", "h"),
         "missed 1, copies of live data 0, invented 1");
 }

@@ -1,7 +1,9 @@
 #include "recoverers/calendar_notes_safari/noteassembler.h"
 #include "recoverers/calendar_notes_safari/notehtml.h"
+#include "samples/samplerandom.h"
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -48,6 +50,8 @@ private Q_SLOTS:
     void stopsWhenTold();
     void plainText_data();
     void plainText();
+    void longTextInPieces_data();
+    void longTextInPieces();
     void readsNoFiles_data();
     void readsNoFiles();
     void hostileHtmlTakesNoLongTime_data();
@@ -84,33 +88,57 @@ void TestNoteAssembler::notes_data()
         "1|A|A\ntea;2|A|tea");
     row("first of two bodies", {{note("A", "x")}, {body("A<div>1</div>"), body("A<div>2</div>")}},
         "1|A|A\n1;0|A|A\n2");
-    row("body that goes on as the summary",
+    row("order of the bodies, whatever the summary",
         {{note("A", "2"), note("A", "1", 2)}, {body("A<div>1</div>"), body("A<div>2</div>")}},
-        "1|A|A\n2;2|A|A\n1");
+        "1|A|A\n1;2|A|A\n2");
+    row("copies of a body", {{note("A", "1")}, {body("A<br>1"), body("A<br>1")}},
+        "1|A|A\n1;0|A|A\n1");
+    row("three bodies with one title",
+        {{note("A", "x"), note("A", "y")}, {body("A<br>1"), body("A<br>2"), body("A<br>3")}},
+        "1|A|A\n1;1|A|A\n2;0|A|A\n3");
     row("copies of one note",
         {{note("A", "1"), note("A", "1")}, {body("A<div>1</div>"), body("A<div>1</div>")}},
         "1|A|A\n1");
     row("bodies without notes", {{}, {body("A<br>1"), body("B"), body("B")}}, "0|A|A\n1;0|B|B");
+    row("empty lines in front of the title", {{note("A", "x")}, {body("<br><br>A<br>1")}},
+        "1|A|\n\nA\n1");
+    row("nothing but empty lines", {{note("\n", "")}, {body("<br><br>")}}, "1|\n|\n");
     row("bodies without text", {{}, {body("<div><br></div>"), body("")}}, "0||");
     row("copy of a live row", {{note("A", "1"), note("A", "1", 2)}, {}}, "2|A|1",
         {{note("A", "1")}, {}});
     row("copy of a live body", {{}, {body("A"), body("B")}}, "0|B|B", {{}, {QStringLiteral("A")}});
-    row("copy of a live body that a deleted note has", {{note("A", "1", 2)}, {body("A<br>1")}},
-        "2|A|A\n1", {{}, {QStringLiteral("A<br>1")}});
-    row("deleted body before the copy of a live one",
+    row("copy of a live body in front of a deleted one",
         {{note("A", "x", 2)}, {body("A<br>1"), body("A<br>2")}}, "2|A|A\n2",
         {{}, {QStringLiteral("A<br>1")}});
+    row("copy of a live body that goes on as the note", {{note("A", "1", 2)}, {body("A<br>1, 2")}},
+        "2|A|A\n1, 2", {{}, {QStringLiteral("A<br>1, 2")}});
+    row("copy of another live body", {{note("A", "x", 2)}, {body("A<br>1")}}, "2|A|x",
+        {{}, {QStringLiteral("A<br>1")}});
+    row("copy of a live body for a note without text", {{note("A", "", 2)}, {body("A<br>1")}},
+        "2|A|A", {{}, {QStringLiteral("A<br>1")}});
     row("row without its end", {{note("", "mi", 1, true)}, {body("<br>")}}, "1||mi;0||");
     row("row without its end, whole elsewhere", {{note("", "mi", 1, true), note("A", "milk")}, {}},
+        "1|A|milk");
+    row("row without its end, another summary", {{note("", "mi", 1, true), note("A", "tea")}, {}},
+        "1||mi;1|A|tea");
+    row("row without its end, another date", {{note("", "mi", 1, true), note("A", "milk", 2)}, {}},
+        "1||mi;2|A|milk");
+    row("row without its end, another title", {{note("B", "mi", 1, true), note("A", "milk")}, {}},
+        "1|B|mi;1|A|milk");
+    row("row without its end, with its title", {{note("A", "mi", 1, true), note("A", "milk")}, {}},
         "1|A|milk");
     row("row without its end, still alive", {{note("", "mi", 1, true)}, {}}, "",
         {{note("A", "milk")}, {}});
     row("body without its end", {{}, {body("A<br>mi", true)}}, "0|A|A\nmi");
     row("body without its end, whole elsewhere", {{}, {body("A<br>mi", true), body("A<br>milk")}},
         "0|A|A\nmilk");
+    row("body without its end, equal to a whole one",
+        {{note("A", "x")}, {body("A<br>mi", true), body("A<br>mi")}}, "1|A|A\nmi");
     row("two cuts of one body", {{}, {body("A<br>mi", true), body("A<br>m", true)}}, "0|A|A\nmi");
     row("body without its end, still alive", {{}, {body("A<br>mi", true)}}, "",
         {{}, {QStringLiteral("A<br>milk")}});
+    row("body without its end, with more than the title",
+        {{note("A", "x")}, {body("A<br>mi", true)}}, "1|A|A\nmi");
     row("beginning of a title", {{note("Shopping", "1")}, {body("Shop", true)}}, "1|Shopping|1");
 }
 
@@ -123,23 +151,26 @@ void TestNoteAssembler::notes()
 
 void TestNoteAssembler::ios9Notes()
 {
-    const CarvedNotes carved{{note("A", "1"), note("A", "", 2), note("A", "1"), note("B", "2")},
+    const CarvedNotes carved{{note("A", "1"), note("A", "", 2), note("A", "1"), note("B", "2"),
+                              note("A", "mi", 1, true)},
                              {}};
-    QCOMPARE(toText(assembleIos9Notes({{note("B", "2")}, {}}, carved, always)),
+    QCOMPARE(toText(assembleIos9Notes({{note("B", "2"), note("A", "milk")}, {}}, carved)),
              (QStringList{QStringLiteral("1|A|1"), QStringLiteral("2|A|")}));
 }
 
 void TestNoteAssembler::stopsWhenTold()
 {
     const CarvedNotes carved{{note("A", "1"), note("B", "2")}, {body("C"), body("D")}};
-    for (int asked = 0; asked <= 4; ++asked) {
-        int left = asked;
-        const auto mayGoOn = [&left] { return left-- > 0; };
-        // Two bodies are asked for, then two notes.
-        QCOMPARE(assembleNotes({}, carved, mayGoOn).size(), asked < 4 ? std::max(0, asked - 2) : 4);
-        left = asked;
-        QCOMPARE(assembleIos9Notes({}, carved, mayGoOn).size(), std::min(asked, 2));
-    }
+    const auto stoppedAfter = [&carved](int answers) {
+        int left = answers;
+        return toText(assembleNotes({}, carved, [&left] { return left-- > 0; }));
+    };
+    // Between the bodies: what was converted is still paired.
+    QCOMPARE(stoppedAfter(0), (QStringList{QStringLiteral("1|A|1"), QStringLiteral("1|B|2"),
+                                           QStringLiteral("0|C|C")}));
+    // Between the notes.
+    QCOMPARE(stoppedAfter(1), QStringList(QStringLiteral("1|A|1")));
+    QCOMPARE(stoppedAfter(2).size(), 4);
 }
 
 void TestNoteAssembler::plainText_data()
@@ -170,6 +201,38 @@ void TestNoteAssembler::plainText()
 {
     QFETCH(QString, html);
     QTEST(plainNoteText(html), "text");
+}
+
+void TestNoteAssembler::longTextInPieces_data()
+{
+    QTest::addColumn<QStringList>("parts");
+    QTest::addColumn<bool>("isSame"); // and not only but for empty lines
+    const QStringList ordinary{QStringLiteral("one "), QStringLiteral("<br>"),
+                               QStringLiteral("<div>&amp;</div>"), QStringLiteral("<b>two</b>")};
+    const QStringList strange{
+        QStringLiteral("<p>"),   QStringLiteral("</p>"),       QStringLiteral("<ul><li>"),
+        QStringLiteral("</ul>"), QStringLiteral("<h1>"),       QStringLiteral("</h1>"),
+        QStringLiteral("<hr>"),  QStringLiteral("<div >four"), QStringLiteral("</div>")};
+    QTest::newRow("lines of a note") << ordinary << true;
+    QTest::newRow("anything") << ordinary + strange << false;
+}
+
+/// A long text is converted piece by piece, and nobody sees it.
+void TestNoteAssembler::longTextInPieces()
+{
+    QFETCH(QStringList, parts);
+    QFETCH(bool, isSame);
+    const QRegularExpression space(QStringLiteral("\\s+"));
+    SampleRandom random(5);
+    for (int round = 0; round < 100; ++round) {
+        QString html;
+        for (int i = 0; i < 60; ++i) {
+            html += parts.at(random.number(0, parts.size()));
+        }
+        QString whole = plainNoteText(html);
+        QString pieces = plainNoteText(html, isSame ? 100 : 10);
+        QCOMPARE(isSame ? pieces : pieces.remove(space), isSame ? whole : whole.remove(space));
+    }
 }
 
 void TestNoteAssembler::readsNoFiles_data()

@@ -72,6 +72,7 @@ private Q_SLOTS:
     void rowsWithADateOfCreationAreRefused_data();
     void rowsWithADateOfCreationAreRefused();
     void rowOlderThanTheTableIsRefused();
+    void emptyBodyWithoutItsCellIsRefused();
     void missingColumns();
 
 private:
@@ -151,6 +152,7 @@ void TestNoteMatchers::objects_data()
     addRow("mark of two bytes", "zmarkedfordeletion", 300, false);
     addRow("no mark", "zmarkedfordeletion", QVariant(), false);
     addRow("fetched from no cloud", "zneedsinitialfetchfromcloud", QVariant(), false);
+    addRow("fetch mark of two bytes", "zneedsinitialfetchfromcloud", 300, false);
     addRow("no state", "zcloudstate", QVariant(), false);
     addRow("no text", "znotedata", QVariant(), false);
     addRow("no date of change", "zmodificationdate1", QVariant(), false);
@@ -192,6 +194,16 @@ void TestNoteMatchers::rowsWithADateOfCreationAreRefused()
 
 void TestNoteMatchers::rowOlderThanTheTableIsRefused()
 {
+    const auto widened = [](QString statement) {
+        return statement.replace(statement.lastIndexOf(QLatin1Char(')')), 1,
+                                 QStringLiteral(", ZNEW INTEGER )"));
+    };
+    QVERIFY(m_old.open(NoteTable, widened(statementOf(NoteLayout::Ios7))));
+    QCOMPARE(m_old.matches<NoteDbFile::NoteMatcher>(m_old.cell(noteRow())), 1);
+    QCOMPARE(m_old.matches<NoteDbFile::NoteMatcher>(m_old.cell(noteRow(), 1)), 0);
+    QVERIFY(m_old.open(BodyTable, widened(BodyStatement)));
+    QCOMPARE(m_old.matches<NoteDbFile::NotebodyMatcher>(m_old.cell(bodyRow())), 1);
+    QCOMPARE(m_old.matches<NoteDbFile::NotebodyMatcher>(m_old.cell(bodyRow(), 1)), 0);
     QVERIFY(m_new.open(ObjectTable, statementOf(NoteLayout::Store17)));
     QByteArray cell = m_new.cell(objectRow(), 12);
     QCOMPARE(m_new.matches<Ios9NoteDbFile::NoteMatcher>(cell), 0);
@@ -201,6 +213,17 @@ void TestNoteMatchers::rowOlderThanTheTableIsRefused()
     QByteArray sound = m_new.cell(objectRow());
     sound.replace(0, 4, QByteArray(4, '\x01'));
     QCOMPARE(m_new.matches<Ios9NoteDbFile::NoteMatcher>(sound), 1);
+}
+
+void TestNoteMatchers::emptyBodyWithoutItsCellIsRefused()
+{
+    QVERIFY(m_old.open(BodyTable, BodyStatement));
+    QVariantMap body = bodyRow();
+    body[QStringLiteral("zcontent")] = QStringLiteral("");
+    QByteArray empty = m_old.cell(body);
+    QCOMPARE(m_old.matches<NoteDbFile::NotebodyMatcher>(empty), 1);
+    empty.replace(0, 4, QByteArray(4, '\x01')); // nothing but six small numbers is left of it
+    QCOMPARE(m_old.matches<NoteDbFile::NotebodyMatcher>(empty), 0);
 }
 
 void TestNoteMatchers::missingColumns()

@@ -15,9 +15,10 @@ namespace {
 class NoteMatcher : public RowMatcher
 {
 public:
-    explicit NoteMatcher(SqliteDbFile *file)
+    explicit NoteMatcher(SqliteDbFile *file, int usualRowidLength)
     {
         owner = file;
+        rowidLength = usualRowidLength;
         signatures = {QByteArrayMatcher("\x04", 1)};
     }
     bool bindColumns(const TableSchema &) override { return true; }
@@ -79,6 +80,7 @@ private Q_SLOTS:
     void init();
     void rowsSideBySideAreWhole();
     void laterRowCoversAnEarlierOne();
+    void laterRowWithoutItsPrefixCoversAnEarlierOne();
     void liveRowCoversAnEarlierOne();
     void rowsOfOtherRegionsCoverNothing();
     void coveredFields();
@@ -91,7 +93,7 @@ private Q_SLOTS:
 
 private:
     /// Searches a page that holds `bytes` from offset 200 on, and the page behind it.
-    QStringList rowsOf(const QByteArray &bytes)
+    QStringList rowsOf(const QByteArray &bytes, int rowidLength = 1)
     {
         m_image.putBytes(m_image.pageStart(3) + 200, bytes);
         const QString path = m_dir.filePath(QStringLiteral("notes.db"));
@@ -99,7 +101,7 @@ private:
         if (!m_image.save(path) || !file.open(path)) {
             return {QStringLiteral("cannot be opened")};
         }
-        NoteMatcher matcher(&file);
+        NoteMatcher matcher(&file, rowidLength);
         file.carveTable(*file.table(QStringLiteral("note")), matcher, 0, false);
         matcher.finish();
         return matcher.rows;
@@ -150,6 +152,18 @@ void TestRowMatcher::laterRowCoversAnEarlierOne()
     rows.replace(30, 40, noteRow(QStringLiteral("Ben"), letters(22)).left(40));
     QCOMPARE(rowsOf(rows), (QStringList{QStringLiteral("400000000|Anna|abcdefghijklmn covered"),
                                         QStringLiteral("400000000|Ben|") + letters(22)}));
+}
+
+void TestRowMatcher::laterRowWithoutItsPrefixCoversAnEarlierOne()
+{
+    // Where payload size and rowid of the later row stood cannot be read any more.
+    QByteArray rows = noteRow(QStringLiteral("Anna"), letters(60));
+    const QByteArray later =
+        leafCell(300, record({QVariant(), Date, QStringLiteral("Ben"), letters(22)}));
+    rows.replace(30, 41, QByteArray("\x00\x00\x00\x40", 4) + later.mid(4, 37));
+    constexpr int twoBytes = 2;
+    QCOMPARE(rowsOf(rows, twoBytes).first(),
+             QStringLiteral("400000000|Anna|abcdefghijklmn covered"));
 }
 
 void TestRowMatcher::liveRowCoversAnEarlierOne()

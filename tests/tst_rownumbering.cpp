@@ -1,5 +1,5 @@
-#include "recoverers/communication/matchedanchors.h"
-#include "recoverers/communication/rownumbering.h"
+#include "recoverers/matchedanchors.h"
+#include "recoverers/rownumbering.h"
 
 #include <QtTest>
 

@@ -97,6 +97,8 @@ private Q_SLOTS:
     void wholeHistoryComesBack_data();
     void wholeHistoryComesBack();
     void rowsUnderTheStandardLayout();
+    void rowsUnderBothLayoutsCountOnce();
+    void addressWithoutAScheme();
     void longAddressBehindAFreeblockHeader();
     void shortAddressBehindALargeFreeblockHeader();
     void joining_data();
@@ -233,6 +235,36 @@ void TestSafariHistory::rowsUnderTheStandardLayout()
     QCOMPARE(texts(scanHistory(path("standard.db"))),
              (QStringList{QStringLiteral("http://b.example.com/ "),
                           QStringLiteral("http://a.example.com/ ")}));
+}
+
+/// Read under the standard list, such a row would begin with another column's text.
+void TestSafariHistory::rowsUnderBothLayoutsCountOnce()
+{
+    SampleDatabase db;
+    QVERIFY(db.create(path("both.db")));
+    const QString columns =
+        QStringLiteral("url TEXT NOT NULL UNIQUE, domain_expansion TEXT NULL, visit_count INTEGER "
+                       "NOT NULL, daily_visit_counts BLOB NOT NULL, weekly_visit_counts BLOB NULL, "
+                       "autocomplete_triggers BLOB NULL, should_recompute_derived_visit_counts "
+                       "INTEGER NOT NULL, visit_count_score INTEGER NOT NULL");
+    QVERIFY(db.exec(QStringLiteral("CREATE TABLE history_items (id INTEGER PRIMARY KEY "
+                                   "AUTOINCREMENT, note TEXT, %1)")
+                        .arg(columns)));
+    QVERIFY(db.exec(QStringLiteral("INSERT INTO history_items VALUES (1, 'what others said of it', "
+                                   "'http://a.example.com/', 'example', 1, x'64000000', NULL, "
+                                   "NULL, 0, 100); DELETE FROM history_items"))
+            && db.close());
+    QCOMPARE(texts(scanHistory(path("both.db"))),
+             QStringList(QStringLiteral("http://a.example.com/ ")));
+}
+
+void TestSafariHistory::addressWithoutAScheme()
+{
+    HistoryFile file;
+    QVERIFY(file.create(path("plain.db")) && file.visit(1, "example.com/start", "A")
+            && file.exec("delete from history_items; delete from history_visits") && file.close());
+    QCOMPARE(texts(scanHistory(path("plain.db"))),
+             QStringList(QStringLiteral("example.com/start A")));
 }
 
 /// The type of such an address takes two bytes, of which a freeblock header that ends in front of

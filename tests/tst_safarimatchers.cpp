@@ -1,3 +1,5 @@
+#include "api/bookmarkrecord.h"
+#include "api/sqliterecovery.h"
 #include "recoverers/calendar_notes_safari/bookmarkhistorymatchers.h"
 #include "recoverers/calendar_notes_safari/bookmarkmatchers.h"
 #include "samples/safarilayout.h"
@@ -38,6 +40,7 @@ private Q_SLOTS:
     void visits();
     void rowsOfAnOlderHistory();
     void wholeCellOfAnotherLayoutWithoutMarks();
+    void recordWithoutAHolder();
     void cellsOfAddressIndexes_data();
     void cellsOfAddressIndexes();
     void columnsThatCannotBeBound_data();
@@ -233,6 +236,34 @@ void TestSafariMatchers::wholeCellOfAnotherLayoutWithoutMarks()
     row[QStringLiteral("url")] = QStringLiteral("feed:1");
     QCOMPARE(m_history.matches<Items>(m_history.cell(row)), 1);
     QCOMPARE(m_history.matches<Items>(m_history.cell(row, 1)), 0);
+    QVERIFY(openVisits());
+    row = visitRow();
+    row[QStringLiteral("visit_time")] = 12.5;
+    QCOMPARE(m_history.matches<Visits>(m_history.cell(row)), 1);
+    QCOMPARE(m_history.matches<Visits>(m_history.cell(row, 1)), 0);
+    QVERIFY(m_bookmarks.open(BookmarkTable, safariTables(BookmarkLayout::Ios7).first()));
+    row = bookmarkRow();
+    row[QStringLiteral("url")] = QStringLiteral("feed:1");
+    row[QStringLiteral("external_uuid")] = letters(36);
+    using Bookmarks = BookmarkDbFile::BookmarMatcher;
+    QCOMPARE(m_bookmarks.matches<Bookmarks>(m_bookmarks.cell(row)), 1);
+    QCOMPARE(m_bookmarks.matches<Bookmarks>(m_bookmarks.cell(row, 1)), 0);
+}
+
+void TestSafariMatchers::recordWithoutAHolder()
+{
+    SqliteRecovery recovery;
+    BookmarkDbFile file;
+    file.addRecord({QStringLiteral("News"), url(), 1});
+    QVERIFY(m_bookmarks.open(BookmarkTable, safariTables(BookmarkLayout::Ios7).first()));
+    QCOMPARE(m_bookmarks.file().scanDeletedRecords(&recovery), 0);
+    for (int i = 0; i < 2; ++i) {
+        m_bookmarks.file().addRecord({QStringLiteral("News"), url(), 1});
+    }
+    QCOMPARE(recovery.getBookmarkCount(), 1u);
+    QCOMPARE(m_bookmarks.file().scanDeletedRecords(&recovery), 0); // remembers nothing of the last
+    m_bookmarks.file().addRecord({QStringLiteral("News"), url(), 1});
+    QCOMPARE(recovery.getBookmarkCount(), 2u);
 }
 
 void TestSafariMatchers::cellsOfAddressIndexes_data()

@@ -1,6 +1,9 @@
 #include "api/databasecheck.h"
 #include "api/sqliterecovery.h"
+#include "samples/calendarsamples.h"
 #include "samples/callsamples.h"
+#include "samples/notesamples.h"
+#include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
 #include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
@@ -9,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <algorithm>
 #include <random>
 
 #include <sys/stat.h>
@@ -29,6 +33,13 @@ bool makeCallHistory(const QString &path, int pageSize = 4096)
     return db.create(path, options) && createCallTables(&db, CallLayout::Ios4)
            && db.exec(insert.arg(1300000000).arg(42) + insert.arg(1300001000).arg(43))
            && db.exec(QStringLiteral("delete from call where duration = 42")) && db.close();
+}
+
+template<typename Plan, typename Make, typename Sample>
+bool makeSample(const QString &path, const Plan &plan, Make make, Sample *sample)
+{
+    SampleDatabase db;
+    return db.create(path, deviceOptions(plan.layout)) && make(&db, plan, sample) && db.close();
 }
 
 /// All twelve counts, in the order of the arrays.
@@ -58,6 +69,7 @@ private Q_SLOTS:
     void dbFileForType_data();
     void dbFileForType();
     void wholeBackup();
+    void wholeBackupOfManyKinds();
     void resultsAccumulateAndCopiesAreIndependent();
     void progressOfAScan();
     void evidenceStaysAsItWas();
@@ -167,12 +179,17 @@ void TestSqliteRecovery::dbFileForType_data()
     row(0, "/a/AddressBook.old.sqlitedb", "");
     row(1, "/a/sms.db /a/sms /a/call_history.db", "/a/sms");
     row(2, "/a/sms.db /a/call_history.db", "/a/call_history.db");
-    row(3, "/a/Calendar.sqlitedb", "/a/Calendar.sqlitedb");
-    row(4, "/a/notes.sqlite", "/a/notes.sqlite");
-    row(5, "/a/Bookmarks.db", "/a/Bookmarks.db");
+    row(3, "/a/Calendar.sqlitedb /a/Calendar.sqlitedb-wal", "/a/Calendar.sqlitedb-wal");
+    row(3, "/a/calendar.sqlitedb /a/Calendar.sqlitedb /a/Calendar.sqlitedb.bak",
+        "/a/Calendar.sqlitedb");
+    row(4, "/a/notes.sqlite /b/notes.sqlite /b/NoteStore.sqlite", "/b/notes.sqlite");
+    row(4, "/a/Notes.sqlite", "");
+    row(5, "/a/Bookmarks.db /a/History.db", "/a/Bookmarks.db");
     row(6, "/a/ChatStorage.sqlite", "/a/ChatStorage.sqlite");
     row(7, "/a/History.db", "");
     row(7, "/a/History.db /a/.db", "/a/.db");
+    row(8, "/a/NoteStore.sqlite", "");
+    row(8, "/a/NoteStore.sqlite /a/.sqlite", "/a/.sqlite");
     row(9, "/a/History.db", "");
     // Any name but "mm" will do for WeChat.
     row(10, "/w/MM.sqlite", "");
@@ -200,6 +217,56 @@ void TestSqliteRecovery::wholeBackup()
     QCOMPARE(recovery.scanRecovery(backup + QLatin1Char('/') + CallsName), -1);
     QCOMPARE(recovery.scanRecovery(backup), 0);
     QCOMPARE(counts(recovery), (QVector<unsigned>{0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+/// Each database comes from where a backup keeps it; what a second scan finds is added.
+void TestSqliteRecovery::wholeBackupOfManyKinds()
+{
+    const QString backup = path("many/");
+    QVERIFY(QDir().mkpath(backup));
+    const QString calendar = backup + QStringLiteral("2041457d5fe04d39d0ab481178355df6781e6858");
+    const QString notes = backup + QStringLiteral("ca3bc056d4da0bbf88b5fb3be254f3b7147e639c");
+    const QString bookmarks = backup + QStringLiteral("d1f062e2da26192a6625d968274bfda8d07821e4");
+    const QString history = backup + QStringLiteral("1a0e7afc19d307da602ccdcece51af33afe92c53");
+    const QString otherHistory =
+        backup + QStringLiteral("e74113c185fd8297e140cfcf9c99436c5cc06b57");
+    CalendarSample calendarSample;
+    QVERIFY(makeSample(calendar, CalendarPlan(), makeCalendarSample, &calendarSample));
+    NoteSample noteSample;
+    QVERIFY(makeSample(notes, NotePlan(), makeNoteSample, &noteSample));
+    BookmarkSample bookmarkSample;
+    QVERIFY(makeSample(bookmarks, BookmarkPlan(), makeBookmarkSample, &bookmarkSample));
+    HistorySample historySample;
+    QVERIFY(makeSample(history, HistoryPlan(), makeHistorySample, &historySample));
+    QVERIFY(makeSample(otherHistory, HistoryPlan{HistoryLayout::Ios11}, makeHistorySample,
+                       &historySample));
+
+    QVector<unsigned> single(12, 0);
+    const auto scan = [&single](int type, const QString &file) {
+        SqliteRecovery recovery;
+        recovery.scanRecoveryForType(type, file, nullptr);
+        const QVector<unsigned> found = counts(recovery);
+        for (int i = 0; i < found.size(); ++i) {
+            single[i] += found[i];
+        }
+    };
+    scan(ScanTypeCalendar, calendar);
+    scan(ScanTypeNotes, notes);
+    scan(ScanTypeBookmarks, bookmarks);
+    scan(ScanTypeSafariHistory, history);
+    scan(ScanTypeSafariHistory, otherHistory);
+    QCOMPARE(int(std::count(single.cbegin(), single.cend(), 0u)), 7);
+
+    SqliteRecovery recovery;
+    QCOMPARE(recovery.scanRecovery(backup), 0);
+    QCOMPARE(counts(recovery), single);
+    const QString firstPage = recovery.getSafariHistory(0)->url;
+    QCOMPARE(recovery.scanRecovery(backup), 0);
+    for (unsigned &count : single) {
+        count *= 2;
+    }
+    QCOMPARE(counts(recovery), single);
+    QCOMPARE(recovery.getSafariHistory(single.at(9) / 2)->url, firstPage);
 }
 
 void TestSqliteRecovery::resultsAccumulateAndCopiesAreIndependent()

@@ -118,6 +118,19 @@ QString titleOf(const TableVersion &table, const TableRow &row)
     return parsed<LocationParser, QString>(table, row);
 }
 
+/// Rows that say nothing are of no use to anybody.
+bool saysNothing(const CalendarRecord &event)
+{
+    return event.title.isEmpty() && event.location.isEmpty() && event.notes.isEmpty()
+           && event.startDate == 0 && event.endDate == 0;
+}
+
+bool saysNothing(const ReminderRecord &reminder)
+{
+    return reminder.title.isEmpty() && reminder.location.isEmpty() && reminder.notes.isEmpty()
+           && reminder.startDate == 0 && reminder.completionDate == 0;
+}
+
 CalendarRecord placeOf(const QString &title)
 {
     CalendarRecord record;
@@ -239,7 +252,8 @@ void CalendarTableChangeCollector::addRecords(const Change &change)
         change.isChange ? recordsOf(change.later) : RecoveredCalendars();
     const auto addNew = [](const auto &records, const auto &known, auto *distinct) {
         for (const auto &record : records) {
-            if (known.isEmpty() || contentKey(known.first()) != contentKey(record)) {
+            if (!saysNothing(record)
+                && (known.isEmpty() || contentKey(known.first()) != contentKey(record))) {
                 distinct->add(record);
             }
         }

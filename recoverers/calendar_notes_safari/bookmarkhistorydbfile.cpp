@@ -2,7 +2,6 @@
 
 #include "api/sqliterecovery.h"
 #include "recoverers/calendar_notes_safari/bookmarkhistorymatchers.h"
-#include "recoverers/livequery.h"
 
 namespace {
 
@@ -25,8 +24,7 @@ BookmarkHistoryDbFile::~BookmarkHistoryDbFile() = default;
 
 int BookmarkHistoryDbFile::scanDeletedRecords(SqliteRecovery *resultHolder)
 {
-    LiveQuery query(path);
-    m_live = readHistory(query);
+    m_live = readHistory(path);
     m_liveItemIds = m_live.items.keys().toVector();
     m_carved = CarvedHistory();
     carve();

@@ -32,6 +32,13 @@ bool isPlausibleTime(double time)
     return time > 50000000 && time < 2147483648.0;
 }
 
+/// True when the type in front of the anchor may be that of an integer. The anchors are letters and
+/// bytes that occur everywhere, and one look rules most of them out.
+bool isIntegerTypeBefore(const QByteArray &region, int anchorPos)
+{
+    return anchorPos > 0 && isIntegerSerialType(uchar(region[anchorPos - 1]), false);
+}
+
 double timeAt(const char *bytes, qint64 serialType)
 {
     if (serialType != 7) {
@@ -71,6 +78,9 @@ bool BookmarkHistoryDbFile::BookmarHistoryMatcher::matchHeader(const TableSchema
                                                                int anchorPos)
 {
     const int columnCount = table.columns.size();
+    if (m_visitCount == m_dailyVisitCounts - 1 && !isIntegerTypeBefore(region, anchorPos)) {
+        return false;
+    }
     decodeAround(region, anchorPos, m_dailyVisitCounts - 1, columnCount - m_dailyVisitCounts);
     if (serialTypes.size() != columnCount - 1
         || !isIntegerSerialType(columnType(m_visitCount), false) || !areOtherTypesUsual()) {
@@ -179,8 +189,7 @@ void BookmarkHistoryDbFile::BookmarHistoryMatcher::readRow(const TableSchema &, 
         }
     }
     // Half an address leads nowhere.
-    if (!hasScheme(carved.url) || fields.isCut() || fields.isCovered()
-        || hasUnwritableCharacters(carved.url)) {
+    if (fields.isCut() || fields.isCovered() || hasUnwritableCharacters(carved.url)) {
         return;
     }
     carved.id = keptRowid();
@@ -219,6 +228,9 @@ bool BookmarkHistoryDbFile::BookmarHistoryVisitMatcher::matchHeader(const TableS
                                                                     int anchorPos)
 {
     const int columnCount = table.columns.size();
+    if (m_historyItem == m_visitTime - 1 && !isIntegerTypeBefore(region, anchorPos)) {
+        return false;
+    }
     decodeAround(region, anchorPos, m_visitTime - 1, columnCount - m_visitTime);
     if (serialTypes.size() != columnCount - 1
         || !isIntegerSerialType(columnType(m_historyItem), false)

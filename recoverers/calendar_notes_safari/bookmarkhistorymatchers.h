@@ -1,8 +1,8 @@
 #pragma once
 
 #include "recoverers/calendar_notes_safari/bookmarkhistorydbfile.h"
-#include "recoverers/communication/matchedanchors.h"
-#include "recoverers/communication/numberedmatcher.h"
+#include "recoverers/matchedanchors.h"
+#include "recoverers/numberedmatcher.h"
 
 /// Matches rows of the table "history_items": one for each address that was visited.
 class BookmarkHistoryDbFile::BookmarHistoryMatcher : public NumberedMatcher

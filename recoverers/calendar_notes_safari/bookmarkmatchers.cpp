@@ -110,9 +110,9 @@ void BookmarkDbFile::BookmarMatcher::readRow(const TableSchema &, const Row &row
             record.parent = fields.uncoveredInteger();
         }
     }
-    // Half an address leads nowhere, and what does not begin as one was read from a wrong place.
-    if (!fields.isCut() && !fields.isCovered() && hasScheme(record.url)
-        && !hasUnwritableCharacters(record.title + record.url)) {
+    // Signs that nobody writes show a row read at a wrong place. An address that is not all there
+    // is empty, and so none.
+    if (!hasUnwritableCharacters(record.title + record.url)) {
         m_owner->addRecord(record);
     }
 }

@@ -61,20 +61,60 @@ private:
     QSet<QString> m_keys;
 };
 
-/// Tells whether what is left of a row is part of a row that was found whole: rows that were moved
-/// or changed leave such pieces, and those say nothing new.
+/// All fields of a row.
+QString contentsOf(const CarvedCalendarItem &item)
+{
+    return QStringLiteral("%1|%2|%3|%4|%5|%6|%7|")
+               .arg(item.calendarId)
+               .arg(item.locationId)
+               .arg(item.startDate)
+               .arg(item.endDate)
+               .arg(item.allDay)
+               .arg(item.completionDate)
+               .arg(item.priority)
+           + item.summary + QChar(QChar::Null) + item.description;
+}
+
+QString contentsOf(const CarvedEvent &event)
+{
+    return QStringLiteral("%1|%2|%3|%4|")
+               .arg(event.calendarId)
+               .arg(event.startDate)
+               .arg(event.endDate)
+               .arg(event.allDay)
+           + event.summary + QChar(QChar::Null) + event.location + QChar(QChar::Null)
+           + event.description;
+}
+
+/// Tells what SQLite leaves where it moves or changes a row: copies of rows that still exist, which
+/// are not deleted, and pieces of rows that are known whole, which say nothing new.
 template<typename Row> class WholeRows
 {
 public:
-    explicit WholeRows(const std::deque<Row> &rows)
+    WholeRows(const std::deque<Row> &live, const std::deque<Row> &carved)
     {
-        for (const Row &row : rows) {
+        for (const Row &row : live) {
+            m_live.insert(contentsOf(row));
+            add(row);
+        }
+        for (const Row &row : carved) {
             if (!row.isIncomplete) {
-                m_texts.append(textOf(row));
-                m_dated.insert({textOf(row), row.startDate});
+                add(row);
             }
         }
         std::sort(m_texts.begin(), m_texts.end());
+    }
+
+    bool isDeleted(const Row &row) const
+    {
+        return !(row.isIncomplete ? havePart(row) : m_live.contains(contentsOf(row)));
+    }
+
+private:
+    void add(const Row &row)
+    {
+        m_texts.append(textOf(row));
+        m_dated.insert({textOf(row), row.startDate});
     }
 
     bool havePart(const Row &row) const
@@ -87,7 +127,6 @@ public:
         return whole != m_texts.cend() && whole->startsWith(text);
     }
 
-private:
     /// The texts in the order of the columns, so that a piece of the row has a piece of the text.
     static QString textOf(const Row &row)
     {
@@ -95,6 +134,7 @@ private:
                                          : row.summary + QChar(QChar::Null) + row.description;
     }
 
+    QSet<QString> m_live;
     QVector<QString> m_texts; ///< ascending
     QSet<QPair<QString, qint64>> m_dated;
 };
@@ -173,8 +213,7 @@ CalendarRecord Assembly::eventOf(const CarvedCalendarItem &item) const
 
 void Assembly::add(const CarvedEvent &event)
 {
-    const bool isKnown = event.calendarId > 0 && event.calendarId <= m_live.highestCalendarId;
-    if (!isKnown && !(event.isCalendarLost && m_live.highestCalendarId > 0)) {
+    if (event.calendarId <= 0 || event.calendarId > m_live.highestCalendarId) {
         return;
     }
     CalendarRecord record;
@@ -201,15 +240,15 @@ void Assembly::addLocation(const QString &title)
 RecoveredCalendars assembleCalendars(const LiveCalendars &live, const CarvedCalendars &carved)
 {
     Assembly assembly(live);
-    const WholeRows<CarvedCalendarItem> items(carved.items);
+    const WholeRows<CarvedCalendarItem> items(live.items, carved.items);
     for (const CarvedCalendarItem &item : carved.items) {
-        if (!item.isIncomplete || !items.havePart(item)) {
+        if (items.isDeleted(item)) {
             assembly.add(item);
         }
     }
-    const WholeRows<CarvedEvent> events(carved.events);
+    const WholeRows<CarvedEvent> events(live.events, carved.events);
     for (const CarvedEvent &event : carved.events) {
-        if (!event.isIncomplete || !events.havePart(event)) {
+        if (events.isDeleted(event)) {
             assembly.add(event);
         }
     }

@@ -18,5 +18,6 @@ struct RecoveredCalendars
 /// older table, then locations as events that have nothing else.
 ///
 /// Whether an item is a reminder, an event or both follows from its calendar and from its end. Only
-/// rows of calendars that can have existed count; without a record of how many did, none.
+/// rows of calendars that can have existed count; without a record of how many did, none. Copies of
+/// rows that still exist, and pieces of rows that are known whole, are dropped.
 RecoveredCalendars assembleCalendars(const LiveCalendars &live, const CarvedCalendars &carved);

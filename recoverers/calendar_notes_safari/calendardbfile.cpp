@@ -3,7 +3,6 @@
 #include "api/sqliterecovery.h"
 #include "recoverers/calendar_notes_safari/calendarassembler.h"
 #include "recoverers/calendar_notes_safari/calendarmatchers.h"
-#include "recoverers/livequery.h"
 
 CalendarDbFile::CalendarDbFile(QObject *parent)
     : SqliteDbFile(parent)
@@ -14,8 +13,7 @@ CalendarDbFile::~CalendarDbFile() = default;
 
 int CalendarDbFile::scanDeletedRecords(SqliteRecovery *resultHolder)
 {
-    LiveQuery query(path);
-    m_live = readCalendars(query);
+    m_live = readCalendars(path);
     m_carved = CarvedCalendars();
     carve();
     const RecoveredCalendars found = assembleCalendars(m_live, m_carved);

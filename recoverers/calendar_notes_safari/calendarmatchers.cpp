@@ -128,6 +128,13 @@ bool CalendarDbFile::CalendarItemMatcher::bindColumns(const TableSchema &table)
     m_priority = table.columnIndex(QLatin1String("priority"));
     m_summary = table.columnIndex(QLatin1String("summary"));
     m_declared = declaredClasses(table);
+    m_locationId = table.columnIndex(QLatin1String("location_id"));
+    m_description = table.columnIndex(QLatin1String("description"));
+    m_startDate = table.columnIndex(QLatin1String("start_date"));
+    m_endDate = table.columnIndex(QLatin1String("end_date"));
+    m_allDay = table.columnIndex(QLatin1String("all_day"));
+    m_calendarId = table.columnIndex(QLatin1String("calendar_id"));
+    m_completionDate = table.columnIndex(QLatin1String("completion_date"));
     return m_uuid >= 1 && m_uniqueIdentifier >= 1 && m_hidden >= 1 && m_hasRecurrences >= 1
            && m_hasAttendees >= 1 && m_entityType >= 1 && m_priority >= 1 && m_summary >= 1;
 }
@@ -232,7 +239,7 @@ bool CalendarDbFile::CalendarItemMatcher::takeHeader(const QByteArray &region, i
     return true;
 }
 
-void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &table, const Row &row)
+void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &, const Row &row)
 {
     RecordFields fields = fieldsOf(row);
     bool isFrontSound = false;
@@ -241,43 +248,46 @@ void CalendarDbFile::CalendarItemMatcher::readRow(const TableSchema &table, cons
             isFrontSound = !fields.isFieldLost() && isIdentifier(fields.text());
         }
     }
-    if (fields.isFieldLost() || isIdentifier(fields.text())) {
-        readItem(table, row);
+    if (fields.isFieldLost()) {
+        readItem(row, false);
+    } else if (isIdentifier(fields.text())) {
+        readItem(row, !row.isRebuilt);
     } else {
-        readItem(table, ownPart(row, isFrontSound ? m_uuid - 1 : m_summary));
+        readItem(ownPart(row, isFrontSound ? m_uuid - 1 : m_summary), false);
     }
 }
 
-void CalendarDbFile::CalendarItemMatcher::readItem(const TableSchema &table, const Row &row)
+void CalendarDbFile::CalendarItemMatcher::readItem(const Row &row, bool isSound)
 {
     CarvedCalendarItem item;
     bool isDamaged = false;
     RecordFields fields = proseFieldsOf(row);
     while (fields.nextOfAll()) {
-        const QString &column = table.columns[fields.index() + 1].name;
-        if (column == QLatin1String("summary")) {
+        const int column = fields.index() + 1;
+        if (column == m_summary) {
             item.summary = fields.textBeforeLimit();
-        } else if (column == QLatin1String("location_id")) {
+        } else if (column == m_locationId) {
             item.locationId = fields.uncoveredInteger();
-        } else if (column == QLatin1String("description")) {
+        } else if (column == m_description) {
             item.description = fields.textBeforeLimit();
-            isDamaged = cutBeforeDamage(&item.description);
-        } else if (column == QLatin1String("start_date")) {
+            isDamaged = !isSound && cutBeforeDamage(&item.description);
+        } else if (column == m_startDate) {
             item.startDate = fields.uncoveredInteger();
-        } else if (column == QLatin1String("end_date")) {
+        } else if (column == m_endDate) {
             item.endDate = fields.uncoveredInteger();
             item.hasEnd = item.endDate != 0 || isLost(fields);
-        } else if (column == QLatin1String("all_day")) {
+        } else if (column == m_allDay) {
             item.allDay = qint32(fields.uncoveredInteger());
-        } else if (column == QLatin1String("calendar_id")) {
+        } else if (column == m_calendarId) {
             item.calendarId = fields.uncoveredInteger();
-        } else if (column == QLatin1String("priority")) {
+        } else if (column == m_priority) {
             item.priority = qint32(fields.uncoveredInteger());
-        } else if (column == QLatin1String("completion_date")) {
+        } else if (column == m_completionDate) {
             item.completionDate = fields.uncoveredInteger();
         }
     }
-    if (isWorthKeeping(row, fields, isDamaged, &item) && !hasUnwritableCharacters(item.summary)) {
+    if (isWorthKeeping(row, fields, isDamaged, &item)
+        && (isSound || !hasUnwritableCharacters(item.summary))) {
         m_owner->m_carved.items.push_back(item);
     }
 }
@@ -322,11 +332,13 @@ void CalendarDbFile::EventItemMatcher::readRow(const TableSchema &table, const R
     RecordFields fields = fieldsOf(row);
     while (fields.nextOfAll() && fields.index() < m_uniqueIdentifier - 1) {
     }
-    const bool isSound = fields.isFieldLost() || isIdentifier(fields.text());
-    readEvent(table, isSound ? row : ownPart(row, 1));
+    const bool isLost = fields.isFieldLost();
+    const bool isSound = !isLost && isIdentifier(fields.text());
+    readEvent(table, isLost || isSound ? row : ownPart(row, 1), isSound && !row.isRebuilt);
 }
 
-void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const Row &row)
+void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const Row &row,
+                                                 bool isSound)
 {
     CarvedEvent event;
     bool isDamaged = false;
@@ -339,10 +351,9 @@ void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const
             event.location = fields.textBeforeLimit();
         } else if (column == QLatin1String("description")) {
             event.description = fields.textBeforeLimit();
-            isDamaged = cutBeforeDamage(&event.description);
+            isDamaged = !isSound && cutBeforeDamage(&event.description);
         } else if (column == QLatin1String("calendar_id")) {
             event.calendarId = fields.uncoveredInteger();
-            event.isCalendarLost = isLost(fields);
         } else if (column == QLatin1String("start_date")) {
             event.startDate = fields.uncoveredInteger();
         } else if (column == QLatin1String("end_date")) {
@@ -352,7 +363,7 @@ void CalendarDbFile::EventItemMatcher::readEvent(const TableSchema &table, const
         }
     }
     if (isWorthKeeping(row, fields, isDamaged, &event)
-        && !hasUnwritableCharacters(event.summary + event.location)) {
+        && (isSound || !hasUnwritableCharacters(event.summary + event.location))) {
         m_owner->m_carved.events.push_back(event);
     }
 }
@@ -414,11 +425,9 @@ void CalendarDbFile::LocationMatcher::readRow(const TableSchema &, const Row &ro
             itemOwnerId = fields.uncoveredInteger();
         }
     }
-    // The signatures occur everywhere, so what the header test leaves open must fit as well. Of a
-    // row that other bytes cover the title may be whole, but its owner may be none that there was.
-    if (fitColumns(row.serialTypes, m_declared, 1) && !fields.isCut() && !fields.isCovered()
-        && !title.isEmpty() && !hasUnwritableCharacters(title)
-        && itemOwnerId <= m_owner->m_live.highestItemId) {
+    // The signatures occur everywhere, so what the header test leaves open must fit as well.
+    if (fitColumns(row.serialTypes, m_declared, 1) && !title.isEmpty()
+        && !hasUnwritableCharacters(title) && itemOwnerId <= m_owner->m_live.highestItemId) {
         m_owner->m_carved.locations.push_back(title);
     }
 }

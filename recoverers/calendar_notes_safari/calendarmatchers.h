@@ -21,7 +21,9 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
-    void readItem(const TableSchema &table, const Row &row);
+    /// `isSound` tells that the identifier behind the texts is whole, and on the same page: then
+    /// nothing covers them, and they are kept whatever they hold.
+    void readItem(const Row &row, bool isSound);
     void findHeaderEnd(const QByteArray &region, int anchorPos);
     bool takeHeader(const QByteArray &region, int anchorPos, int length);
 
@@ -34,6 +36,13 @@ private:
     int m_entityType = -1;
     int m_priority = -1;
     int m_summary = -1;
+    int m_locationId = -1; ///< this and the next ones are read where present, not required
+    int m_description = -1;
+    int m_startDate = -1;
+    int m_endDate = -1;
+    int m_allDay = -1;
+    int m_calendarId = -1;
+    int m_completionDate = -1;
     QVector<SerialClass> m_declared; ///< by column; NULL for columns of numbers
     QVector<qint64> m_behindAnchor;  ///< kept, so that a candidate needs no list of its own
 };
@@ -51,7 +60,7 @@ protected:
     void readRow(const TableSchema &table, const Row &row) override;
 
 private:
-    void readEvent(const TableSchema &table, const Row &row);
+    void readEvent(const TableSchema &table, const Row &row, bool isSound);
 
     CalendarDbFile *m_owner;
     int m_uniqueIdentifier = -1;

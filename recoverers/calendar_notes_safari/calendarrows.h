@@ -6,26 +6,12 @@
 
 #include <deque>
 
-class LiveQuery;
-
 /// A calendar, or a list of reminders.
 struct LiveCalendar
 {
     QString title;
     qint32 entityTypes = 0; ///< what it may hold: 4 events, 8 reminders
 };
-
-/// What of a calendar database still exists; by row identifier.
-struct LiveCalendars
-{
-    QHash<qint64, LiveCalendar> calendars;
-    QHash<qint64, QString> locations;
-    qint64 highestCalendarId = 0; ///< ever given out
-    qint64 highestItemId = 0;     ///< the same of events and reminders
-};
-
-/// Reads what can be read of it. A statement that fails leaves its part empty or 0.
-LiveCalendars readCalendars(LiveQuery &query);
 
 /// A row of the table of events and reminders.
 struct CarvedCalendarItem
@@ -55,8 +41,22 @@ struct CarvedEvent
     qint64 endDate = 0;
     qint32 allDay = 0;
     bool isIncomplete = false;
-    bool isCalendarLost = false; ///< it had one, which cannot be read any more
 };
+
+/// What of a calendar database still exists; by row identifier.
+struct LiveCalendars
+{
+    QHash<qint64, LiveCalendar> calendars;
+    QHash<qint64, QString> locations;
+    qint64 highestCalendarId = 0; ///< ever given out
+    qint64 highestItemId = 0;     ///< the same of events and reminders
+    /// The rows that exist, to tell copies and pieces of them.
+    std::deque<CarvedCalendarItem> items;
+    std::deque<CarvedEvent> events;
+};
+
+/// Reads what can be read of it. A statement that fails leaves its part empty or 0.
+LiveCalendars readCalendars(const QString &dbPath);
 
 /// The carved rows of a calendar database, in the order found.
 struct CarvedCalendars

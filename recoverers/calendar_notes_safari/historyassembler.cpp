@@ -80,8 +80,9 @@ private:
 
 } // namespace
 
-LiveHistory readHistory(LiveQuery &query)
+LiveHistory readHistory(const QString &dbPath)
 {
+    LiveQuery query(dbPath);
     LiveHistory live;
     query.forEachRow(
         QStringLiteral("select id, url from history_items"),

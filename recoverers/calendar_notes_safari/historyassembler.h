@@ -1,7 +1,7 @@
 #pragma once
 
 #include "api/bookmarkrecord.h"
-#include "recoverers/communication/rownumbering.h"
+#include "recoverers/rownumbering.h"
 
 #include <QHash>
 #include <QMap>
@@ -9,8 +9,6 @@
 #include <QVector>
 
 #include <deque>
-
-class LiveQuery;
 
 /// The live rows that the recovered ones need.
 struct LiveHistory
@@ -39,7 +37,7 @@ struct CarvedHistory
 };
 
 /// Returns what the database has of it; nothing for tables that are missing.
-LiveHistory readHistory(LiveQuery &query);
+LiveHistory readHistory(const QString &dbPath);
 
 /// Returns one entry for each address that was found, in the order found, and then for each of the
 /// removed ones that was not. An entry has the title of the last visit of its item that has one.

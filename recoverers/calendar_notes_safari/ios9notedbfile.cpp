@@ -21,8 +21,7 @@ int Ios9NoteDbFile::scanDeletedRecords(SqliteRecovery *resultHolder)
         matcher.finish();
     }
     LiveQuery query(path);
-    const QVector<NoteRecord> notes =
-        assembleIos9Notes(readIos9Notes(query), m_carved, [this] { return mayGoOn(); });
+    const QVector<NoteRecord> notes = assembleIos9Notes(readIos9Notes(query), m_carved);
     for (const NoteRecord &note : notes) {
         resultHolder->m_ios9Notes.append(new NoteRecord(note));
     }

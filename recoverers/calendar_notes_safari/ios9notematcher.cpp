@@ -90,13 +90,7 @@ void Ios9NoteDbFile::NoteMatcher::readRow(const TableSchema &, const Row &row)
     if (isCut(row, fields) || !(isPlausibleText(note.title) || isPlausibleText(note.summary))) {
         return;
     }
-    const bool isTitleDamaged = cutAtDamage(&note.title);
-    if (isTitleDamaged) {
-        note.title.clear();
-    }
-    const bool isSummaryDamaged = cutAtDamage(&note.summary);
-    note.isIncomplete = fields.isCovered() || fields.isCut() || isTitleDamaged || isSummaryDamaged;
-    if (!note.title.isEmpty() || !note.summary.isEmpty()) {
-        m_owner->m_carved.notes.append(note);
-    }
+    note.isIncomplete = fields.isCovered() || fields.isCut() || hasUnwritableCharacters(note.title)
+                        || hasUnwritableCharacters(note.summary);
+    m_owner->m_carved.notes.append(note);
 }

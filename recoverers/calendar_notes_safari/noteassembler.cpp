@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <tuple>
 
 namespace {
 
@@ -18,82 +19,122 @@ struct PlainBody
     bool isCopy = false; ///< equals the body of a note that still exists
 };
 
-/// True when all that is left of the row also stands in the other one.
-bool isPartOf(const NoteRow &row, const NoteRow &other)
+/// True when one of the texts, which are ascending, begins with `beginning`.
+bool isBeginningOfOne(const QString &beginning, const QStringList &sorted)
 {
-    return row.date == other.date && (row.title.isEmpty() || row.title == other.title)
-           && other.summary.startsWith(row.summary);
+    const auto next = std::lower_bound(sorted.cbegin(), sorted.cend(), beginning);
+    return next != sorted.cend() && next->startsWith(beginning);
 }
 
-bool isEqual(const NoteRow &row, const NoteRow &other)
+/// Knows the rows that are whole, to tell pieces and copies of them.
+class WholeNotes
 {
-    return row.date == other.date && row.title == other.title && row.summary == other.summary;
-}
+public:
+    WholeNotes(const QVector<NoteRow> &live, const QVector<NoteRow> &carved)
+    {
+        for (const NoteRow &note : live) {
+            m_live.append(Row(note.date, note.title, note.summary));
+        }
+        add(live);
+        add(carved);
+        std::sort(m_live.begin(), m_live.end());
+        std::sort(m_rows.begin(), m_rows.end());
+    }
 
-/// The notes that are known whole, by date.
-using KnownNotes = QMultiHash<qint32, const NoteRow *>;
+    bool isLive(const NoteRow &note) const
+    {
+        return std::binary_search(m_live.cbegin(), m_live.cend(),
+                                  Row(note.date, note.title, note.summary));
+    }
 
-KnownNotes knownNotes(const QVector<NoteRow> &notes)
-{
-    KnownNotes known;
-    for (const NoteRow &note : notes) {
-        if (!note.isIncomplete) {
-            known.insert(note.date, &note);
+    /// True when all that is left of the row also stands in a whole one.
+    bool havePart(const NoteRow &note) const
+    {
+        const auto next = std::lower_bound(m_rows.cbegin(), m_rows.cend(),
+                                           Row(note.date, note.title, note.summary));
+        return next != m_rows.cend() && std::get<0>(*next) == note.date
+               && std::get<1>(*next) == note.title && std::get<2>(*next).startsWith(note.summary);
+    }
+
+private:
+    using Row = std::tuple<qint32, QString, QString>; ///< date, title, summary
+
+    void add(const QVector<NoteRow> &notes)
+    {
+        for (const NoteRow &note : notes) {
+            if (!note.isIncomplete) {
+                m_rows.append(Row(note.date, note.title, note.summary));
+                m_rows.append(Row(note.date, QString(), note.summary)); // for pieces without title
+            }
         }
     }
-    return known;
-}
 
-bool isKnown(const NoteRow &note, const KnownNotes &known,
-             bool (*isSame)(const NoteRow &, const NoteRow &))
-{
-    const auto sameDate = known.equal_range(note.date);
-    return std::any_of(sameDate.first, sameDate.second,
-                       [&](const NoteRow *other) { return isSame(note, *other); });
-}
+    QVector<Row> m_live; ///< ascending
+    QVector<Row> m_rows; ///< ascending
+};
 
-/// The rows of notes that are no copies of others: SQLite leaves such copies where it moves a row.
+/// The carved rows, in their order, without what SQLite leaves where it moves a row: copies of rows
+/// that still exist, which are not deleted, and pieces of rows that are known whole, which say
+/// nothing new.
 QVector<NoteRow> deletedNotes(const LiveNotes &live, const QVector<NoteRow> &carved)
 {
-    const KnownNotes liveNotes = knownNotes(live.notes);
-    const KnownNotes carvedNotes = knownNotes(carved);
-    QVector<NoteRow> deleted;
-    deleted.reserve(carved.size()); // so that the pointers to its rows stay valid
-    KnownNotes kept;
-    for (const NoteRow &note : carved) {
-        const auto isSame = note.isIncomplete ? isPartOf : isEqual;
-        const KnownNotes &others = note.isIncomplete ? carvedNotes : kept;
-        if (!isKnown(note, liveNotes, isSame) && !isKnown(note, others, isSame)) {
-            deleted.append(note);
-            kept.insert(note.date, &deleted.last());
+    const WholeNotes whole(live.notes, carved);
+    QVector<NoteRow> notes;
+    std::copy_if(carved.cbegin(), carved.cend(), std::back_inserter(notes),
+                 [&](const NoteRow &note) {
+                     return !(note.isIncomplete ? whole.havePart(note) : whole.isLive(note));
+                 });
+    return notes;
+}
+
+/// Tells bodies that lost their end and say nothing new.
+class BodyPieces
+{
+public:
+    BodyPieces(const LiveNotes &live, const CarvedNotes &carved)
+        : m_live(live.bodies)
+        , m_whole(live.bodies)
+    {
+        for (const NoteBody &body : carved.bodies) {
+            (body.isCut ? m_cut : m_whole).append(body.content);
+        }
+        for (const QVector<NoteRow> &notes : {live.notes, carved.notes}) {
+            for (const NoteRow &note : notes) {
+                m_titles.append(note.title);
+            }
+        }
+        for (QStringList *list : {&m_live, &m_whole, &m_cut, &m_titles}) {
+            std::sort(list->begin(), list->end());
         }
     }
-    return deleted;
-}
 
-/// Ascending.
-QStringList contentsOf(const QVector<NoteBody> &bodies)
-{
-    QStringList contents;
-    for (const NoteBody &body : bodies) {
-        contents.append(body.content);
+    bool isLive(const NoteBody &body) const
+    {
+        return std::binary_search(m_live.cbegin(), m_live.cend(), body.content);
     }
-    std::sort(contents.begin(), contents.end());
-    return contents;
-}
 
-/// True when one of the contents begins with the body's and goes on.
-bool isBeginningOfOne(const NoteBody &body, const QStringList &sorted)
-{
-    const auto next = std::upper_bound(sorted.cbegin(), sorted.cend(), body.content);
-    return next != sorted.cend() && next->startsWith(body.content);
-}
+    /// True when the body goes on in another one.
+    bool isPiece(const NoteBody &body) const
+    {
+        const auto longer = std::upper_bound(m_cut.cbegin(), m_cut.cend(), body.content);
+        return body.isCut
+               && (isBeginningOfOne(body.content, m_whole)
+                   || (longer != m_cut.cend() && longer->startsWith(body.content)));
+    }
 
-bool isAmong(const NoteBody &body, const QStringList &sorted)
-{
-    return std::binary_search(sorted.cbegin(), sorted.cend(), body.content)
-           || (body.isCut && isBeginningOfOne(body, sorted));
-}
+    /// True when the body tells no more than the title of some note.
+    bool isPartOfTitle(const NoteBody &body, const PlainBody &plain) const
+    {
+        return body.isCut && plain.title == plain.text.trimmed()
+               && isBeginningOfOne(plain.title, m_titles);
+    }
+
+private:
+    QStringList m_live; ///< contents, ascending; so are the others
+    QStringList m_whole;
+    QStringList m_cut;
+    QStringList m_titles;
+};
 
 QString titleOf(const QString &text)
 {
@@ -101,77 +142,69 @@ QString titleOf(const QString &text)
     return lines.isEmpty() ? text : lines.first();
 }
 
-/// True when a body that lost its end tells no more than the title of some note.
-bool isPartOfTitle(const PlainBody &body, const QVector<NoteRow> &notes)
-{
-    return body.title == body.text.trimmed()
-           && std::any_of(notes.cbegin(), notes.cend(), [&body](const NoteRow &note) {
-                  return note.title.startsWith(body.title);
-              });
-}
-
-/// The bodies in their order, those that are no copies first: a note takes a copy only when nothing
-/// else has its title.
+/// The bodies in their order, as far as there is time; those that are no copies first.
 QVector<PlainBody> plainBodies(const LiveNotes &live, const CarvedNotes &carved,
                                const std::function<bool()> &mayGoOn)
 {
-    const QStringList contents = contentsOf(carved.bodies);
+    const BodyPieces pieces(live, carved);
     QVector<PlainBody> bodies;
     QVector<PlainBody> copies;
     for (const NoteBody &body : carved.bodies) {
-        if (!mayGoOn()) {
+        if (&body != &carved.bodies.first() && !mayGoOn()) {
             break;
         }
-        if (body.isCut && isBeginningOfOne(body, contents)) {
-            continue;
-        }
-        PlainBody plain;
-        plain.text = plainNoteText(body.content);
-        plain.title = titleOf(plain.text);
-        plain.isCopy = isAmong(body, live.bodies);
-        if (!body.isCut
-            || !(isPartOfTitle(plain, carved.notes) || isPartOfTitle(plain, live.notes))) {
-            (plain.isCopy ? copies : bodies).append(plain);
+        if (!pieces.isPiece(body)) {
+            PlainBody plain;
+            plain.text = plainNoteText(body.content);
+            plain.title = titleOf(plain.text);
+            plain.isCopy = pieces.isLive(body);
+            if (!pieces.isPartOfTitle(body, plain)) {
+                (plain.isCopy ? copies : bodies).append(plain);
+            }
         }
     }
     return bodies + copies;
 }
 
-/// Hands the bodies out by title.
+/// Hands the bodies out by title, the first one first, each of them once.
 class BodyPool
 {
 public:
     explicit BodyPool(QVector<PlainBody> bodies)
         : m_bodies(std::move(bodies))
+        , m_isTaken(m_bodies.size(), false)
     {
         for (int i = m_bodies.size() - 1; i >= 0; --i) {
             m_byTitle[m_bodies[i].title].append(i); // the first one last
         }
     }
 
-    /// Takes the first body with the note's title out of the pool; null when there is none. Where
-    /// several have the title, one that goes on as the note's summary does comes before the first.
+    /// Takes the first body with the note's title out of the pool; null when there is none. A copy
+    /// of a live body must go on as the note does: two notes may have one title, seldom one text.
     const PlainBody *take(const NoteRow &note)
     {
         const auto found = m_byTitle.find(note.title);
         if (found == m_byTitle.end() || found->isEmpty()) {
             return nullptr;
         }
-        const auto fits = std::find_if(found->crbegin(), found->crend(), [&](int place) {
-            return goesOnAs(m_bodies[place], note.summary);
-        });
-        const int index = int(std::distance(fits, found->crend())) - 1;
-        PlainBody &body = m_bodies[found->takeAt(index < 0 ? found->size() - 1 : index)];
-        m_takenTexts.insert(body.text);
-        return &body;
+        const PlainBody &first = m_bodies.at(found->last());
+        if (first.isCopy && !goesOnAs(first, note.summary)) {
+            return nullptr;
+        }
+        const int index = found->takeLast();
+        m_isTaken[index] = true;
+        return &m_bodies.at(index);
     }
 
-    /// The bodies that are still there, without copies of those that were taken.
+    /// The bodies that are still there, in their order, without copies.
     QVector<PlainBody> rest() const
     {
         QVector<PlainBody> bodies;
-        std::copy_if(m_bodies.cbegin(), m_bodies.cend(), std::back_inserter(bodies),
-                     [this](const PlainBody &body) { return !m_takenTexts.contains(body.text); });
+        for (int i = 0; i < m_bodies.size(); ++i) {
+            if (!m_isTaken[i] && !m_bodies[i].isCopy) {
+                bodies.append(m_bodies[i]);
+            }
+        }
         return bodies;
     }
 
@@ -183,9 +216,9 @@ private:
         return summary.isEmpty() ? lines.size() <= 1 : lines.value(1).startsWith(summary);
     }
 
-    QVector<PlainBody> m_bodies;
+    const QVector<PlainBody> m_bodies;
+    QVector<bool> m_isTaken;
     QHash<QString, QVector<int>> m_byTitle;
-    QSet<QString> m_takenTexts;
 };
 
 /// Collects notes, each one once.
@@ -208,45 +241,57 @@ private:
     QSet<QString> m_keys;
 };
 
-} // namespace
-
-QVector<NoteRecord> assembleNotes(const LiveNotes &live, const CarvedNotes &carved,
-                                  const std::function<bool()> &mayGoOn)
+/// Pairs the notes with the bodies, and adds what that gives to the list. Returns false when it was
+/// told to stop.
+bool addNotes(const QVector<NoteRow> &notes, BodyPool *pool, NoteList *list,
+              const std::function<bool()> &mayGoOn)
 {
-    BodyPool pool(plainBodies(live, carved, mayGoOn));
-    NoteList list;
-    const QVector<NoteRow> notes = deletedNotes(live, carved.notes);
     for (const NoteRow &note : notes) {
-        if (!mayGoOn()) {
-            return list.records;
+        if (&note != &notes.first() && !mayGoOn()) {
+            return false;
         }
         NoteRecord record{note.date, note.title,
                           note.summary.isEmpty() ? note.title : note.summary};
         // A title that is lost is no title: it must not take a body without text.
         const bool isTitleLost = note.isIncomplete && note.title.isEmpty();
-        if (const PlainBody *body = isTitleLost ? nullptr : pool.take(note)) {
+        if (const PlainBody *body = isTitleLost ? nullptr : pool->take(note)) {
             record.content = body->text;
         }
-        list.add(record);
+        list->add(record);
     }
-    const QVector<PlainBody> rest = pool.rest();
-    for (const PlainBody &body : rest) {
-        if (!body.isCopy) {
+    return true;
+}
+
+} // namespace
+
+QVector<NoteRecord> assembleNotes(const LiveNotes &live, const CarvedNotes &carved,
+                                  const std::function<bool()> &mayGoOn)
+{
+    bool isStopped = false;
+    const auto ask = [&] {
+        // Told to stop while bodies are converted, it pairs what there is: the rows were found.
+        isStopped = isStopped || !mayGoOn();
+        return !isStopped;
+    };
+    BodyPool pool(plainBodies(live, carved, ask));
+    const bool isAsked = !isStopped;
+    NoteList list;
+    const bool isWhole =
+        addNotes(deletedNotes(live, carved.notes), &pool, &list, [&] { return !isAsked || ask(); });
+    if (isWhole) {
+        const QVector<PlainBody> rest = pool.rest();
+        for (const PlainBody &body : rest) {
             list.add({0, body.title, body.text});
         }
     }
     return list.records;
 }
 
-QVector<NoteRecord> assembleIos9Notes(const LiveNotes &live, const CarvedNotes &carved,
-                                      const std::function<bool()> &mayGoOn)
+QVector<NoteRecord> assembleIos9Notes(const LiveNotes &live, const CarvedNotes &carved)
 {
     NoteList list;
     const QVector<NoteRow> notes = deletedNotes(live, carved.notes);
     for (const NoteRow &note : notes) {
-        if (!mayGoOn()) {
-            break;
-        }
         list.add({note.date, note.title, note.summary});
     }
     return list.records;

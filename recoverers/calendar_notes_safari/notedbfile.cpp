@@ -20,8 +20,10 @@ int NoteDbFile::scanDeletedRecords(SqliteRecovery *resultHolder)
     m_arePagesKnown = false;
     carve();
     LiveQuery query(path);
+    // What was carved until a stop is delivered; who stopped that is not asked again.
+    const bool isAsked = !isStopped();
     const QVector<NoteRecord> notes =
-        assembleNotes(readNotes(query), m_carved, [this] { return mayGoOn(); });
+        assembleNotes(readNotes(query), m_carved, [&] { return !isAsked || mayGoOn(); });
     for (const NoteRecord &note : notes) {
         resultHolder->m_notes.append(note);
     }

@@ -53,16 +53,18 @@ bool isHiddenElement(const QString &name)
 /// Reduces HTML to the elements that matter for its plain text. Attributes go, but for the one that
 /// keeps white space: a length in units of a font makes the document ask for fonts, which it can
 /// have in a program with a display only. Deep nesting goes too, since the document needs time in
-/// proportion to its square.
+/// proportion to its square. HTML of more than `atOnce` characters is cut at the beginning of a
+/// line into pieces, each of which is HTML of its own.
 class HtmlReducer
 {
 public:
-    explicit HtmlReducer(const QString &html)
+    HtmlReducer(const QString &html, int atOnce)
         : m_html(html)
+        , m_atOnce(atOnce)
     {
     }
 
-    QString reduced();
+    QStringList reduced();
 
 private:
     void addTag();
@@ -71,20 +73,23 @@ private:
     void openNesting(const QString &name, const QString &attribute);
     void skipBehind(const QString &end);
     void skipHidden(const QString &name);
+    void addLine(const QString &name);
     void addElement(const QString &name) { m_out += QLatin1Char('<') + name + QLatin1Char('>'); }
 
     static constexpr int MostNested = 40;
 
     const QString &m_html;
+    const int m_atOnce;
+    QStringList m_pieces;
     QString m_out;
     int m_pos = 0;
-    QStringList m_open; ///< nesting elements
-    int m_ignored = 0;  ///< open elements that are nested too deep
+    QStringList m_open;     ///< nesting elements
+    QStringList m_openTags; ///< the same as they were opened
+    int m_ignored = 0;      ///< open elements that are nested too deep
 };
 
-QString HtmlReducer::reduced()
+QStringList HtmlReducer::reduced()
 {
-    m_out.reserve(m_html.size());
     while (m_pos < m_html.size()) {
         const int tag = m_html.indexOf(QLatin1Char('<'), m_pos);
         m_out += m_html.midRef(m_pos, tag < 0 ? -1 : tag - m_pos);
@@ -93,7 +98,27 @@ QString HtmlReducer::reduced()
             addTag();
         }
     }
-    return m_out;
+    return m_pieces << m_out;
+}
+
+/// Adds an element that begins a line, and a new piece with it where the last one is full. The
+/// lines of a note are breaks that nothing encloses, where a cut changes nothing. Elsewhere an
+/// empty line may come or go, and so it is cut there only when that does not happen for long.
+void HtmlReducer::addLine(const QString &name)
+{
+    const bool isBetweenTexts =
+        !m_out.endsWith(QLatin1Char('>')) && m_html.midRef(m_pos, 1) != QLatin1String("<");
+    const bool isLineOfNote = name == QLatin1String("br") && m_open.isEmpty() && isBetweenTexts;
+    if (m_out.size() < (isLineOfNote ? m_atOnce : 2 * m_atOnce)) {
+        addElement(name);
+        return;
+    }
+    m_pieces.append(m_out);
+    m_out = m_openTags.join(QString());
+    // Pieces are put together by line feeds, so that the break stands between them.
+    if (name != QLatin1String("br")) {
+        addElement(name);
+    }
 }
 
 /// Reads what follows a '<'.
@@ -140,7 +165,7 @@ void HtmlReducer::open(const QString &name, const QString &attributes)
     const QString nesting = nestingElement(name);
     if (isLineElement(name)) {
         // Of what is nested too deep the lines are enough.
-        addElement(m_ignored > 0 ? QStringLiteral("br") : name);
+        addLine(m_ignored > 0 ? QStringLiteral("br") : name);
     } else if (isHiddenElement(name)) {
         skipHidden(name);
     } else if (!nesting.isEmpty()) {
@@ -158,13 +183,15 @@ void HtmlReducer::open(const QString &name, const QString &attributes)
 void HtmlReducer::openNesting(const QString &name, const QString &attribute)
 {
     if (m_open.size() < MostNested) {
+        const QString tag = name + attribute;
+        name == QLatin1String("span") ? addElement(tag) : addLine(tag);
         m_open.append(name);
-        addElement(name + attribute);
+        m_openTags.append(QLatin1Char('<') + tag + QLatin1Char('>'));
         return;
     }
     ++m_ignored;
     if (name != QLatin1String("span")) {
-        addElement(QStringLiteral("br"));
+        addLine(QStringLiteral("br"));
     }
 }
 
@@ -184,6 +211,7 @@ void HtmlReducer::close(const QString &name)
     const int known = m_open.lastIndexOf(nesting);
     if (known >= 0) {
         m_open = m_open.mid(0, known);
+        m_openTags = m_openTags.mid(0, known);
         addElement(QLatin1Char('/') + nesting);
     }
 }
@@ -204,11 +232,16 @@ QString withLineBreaks(const QString &html)
 
 } // namespace
 
-QString plainNoteText(const QString &html)
+QString plainNoteText(const QString &html, int atOnce)
 {
     const QString lines = withLineBreaks(html);
-    ClosedDocument document;
-    document.setUndoRedoEnabled(false);
-    document.setHtml(HtmlReducer(lines).reduced());
-    return document.toPlainText();
+    const QStringList pieces = HtmlReducer(lines, atOnce).reduced();
+    QStringList texts;
+    for (const QString &piece : pieces) {
+        ClosedDocument document;
+        document.setUndoRedoEnabled(false);
+        document.setHtml(piece);
+        texts.append(document.toPlainText());
+    }
+    return texts.join(QLatin1Char('\n'));
 }

@@ -3,8 +3,6 @@
 #include "engine/fieldreader.h"
 #include "recoverers/livequery.h"
 
-#include <algorithm>
-
 namespace {
 
 void readRows(LiveQuery &query, const QString &statement, QVector<NoteRow> *notes)
@@ -23,7 +21,6 @@ LiveNotes readNotes(LiveQuery &query)
              &live.notes);
     query.forEachRow(QStringLiteral("select zcontent from znotebody"),
                      [&live](const LiveRow &row) { live.bodies.append(row.text(0)); });
-    std::sort(live.bodies.begin(), live.bodies.end());
     return live;
 }
 

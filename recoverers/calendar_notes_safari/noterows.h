@@ -30,11 +30,11 @@ struct CarvedNotes
     QVector<NoteBody> bodies;
 };
 
-/// The notes that still exist, to tell copies of their rows from deletions.
+/// The notes that still exist, to tell copies and pieces of their rows.
 struct LiveNotes
 {
     QVector<NoteRow> notes;
-    QStringList bodies; ///< ascending
+    QStringList bodies;
 };
 
 /// Reads the live rows of the tables "znote" and "znotebody".

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QString>
 
 /// True when an address of the web begins at `pos`, as most addresses do.
 bool isWebAddressAt(const QByteArray &region, qint64 pos);
@@ -11,6 +10,3 @@ inline bool isAddressByte(char c)
 {
     return c > ' ' && c < 0x7F;
 }
-
-/// True when the text begins as addresses do, with the name of a scheme and a colon.
-bool hasScheme(const QString &url);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "api/personrecord.h"
-#include "recoverers/communication/rownumbering.h"
+#include "recoverers/rownumbering.h"
 
 #include <QHash>
 #include <QMap>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "recoverers/communication/contactdbfile.h"
-#include "recoverers/communication/matchedanchors.h"
-#include "recoverers/communication/numberedmatcher.h"
+#include "recoverers/matchedanchors.h"
+#include "recoverers/numberedmatcher.h"
 
 /// Matches rows of the table "abperson".
 class ContactDbFile::ABPersonMatcher : public NumberedMatcher

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "recoverers/communication/matchedanchors.h"
-#include "recoverers/communication/numberedmatcher.h"
 #include "recoverers/communication/smsdbfile.h"
+#include "recoverers/matchedanchors.h"
+#include "recoverers/numberedmatcher.h"
 
 /// Matches rows of the table "message" up to iOS 5.
 class SMSDbFile::Message5Matcher : public RowMatcher

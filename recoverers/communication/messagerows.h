@@ -1,6 +1,6 @@
 #pragma once
 
-#include "recoverers/communication/rownumbering.h"
+#include "recoverers/rownumbering.h"
 
 #include <QHash>
 #include <QMap>

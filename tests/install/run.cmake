@@ -29,15 +29,16 @@ expect("installed headers" "${installed}" "${PUBLIC_HEADERS}")
 
 # The library hands out the public interface and nothing of its inside.
 run(${NM} -DC --defined-only ${prefix}/${LIBDIR}/libsqliterecovery.so)
-foreach(name checkDatabase readableLabel personValueKind
-        SqliteRecovery::scanRecoveryForType SqliteRecovery::getCallhistory)
+foreach(name checkDatabase checkLog readableLabel personValueKind
+        SqliteRecovery::scanRecoveryForType SqliteRecovery::getCallhistory
+        WalRecovery::scanRecoveryForType WalRecovery::getContact)
     if(NOT output MATCHES " T ${name}\\(")
         message(FATAL_ERROR "not exported: ${name}\n${output}")
     endif()
 endforeach()
 # Inline code of the standard library is in every library; the sanitizers name Qt's types as well,
 # and the linker the ends of its sections.
-set(public "SqliteRecovery::|(checkDatabase|readableLabel|personValueKind)\\(")
+set(public "(Sqlite|Wal)Recovery::|(checkDatabase|checkLog|readableLabel|personValueKind)\\(")
 set(public " [A-Za-z] (${public}|_init|_fini|_edata|_end|__|[^(<]*std::|typeinfo (name )?for Q)")
 string(REGEX MATCHALL "[^\n]+" symbols "${output}")
 foreach(symbol IN LISTS symbols)
@@ -56,7 +57,7 @@ run(${CMAKE_COMMAND} --build ${SCRATCH_DIR}/consumer)
 run(${MAKE_DATABASE} ${SCRATCH_DIR}/call.db)
 run(${SCRATCH_DIR}/consumer/consumer ${SCRATCH_DIR}/call.db)
 expect("output of the consumer" "${output}"
-    "readable 1, result 0, calls 1: +15551234567, done 1, progress 1\n")
+    "readable 1, result 0, calls 1: +15551234567, done 1, progress 1, log -1\n")
 run(${prefix}/${BINDIR}/sqliterecovery scan call-history ${SCRATCH_DIR}/call.db --format jsonl)
 expect("output of the installed program" "${output}"
     "{\"kind\":\"call\",\"address\":\"+15551234567\",\"date\":1342361000,\"duration\":65,\"flags\":5}\n")

@@ -3,6 +3,7 @@
 #include <sqliterecovery/databasecheck.h>
 #include <sqliterecovery/scanprogress.h>
 #include <sqliterecovery/sqliterecovery.h>
+#include <sqliterecovery/walrecovery.h>
 
 #include <QFile>
 
@@ -31,9 +32,12 @@ int main(int argc, char *argv[])
     Progress progress;
     const int result = recovery.scanRecoveryForType(ScanTypeCallHistory, path, &progress);
     const CallhistoryRecord *call = recovery.getCallhistory(0);
-    std::printf("readable %d, result %d, calls %u: %s, done %d, progress %d\n", int(readable),
-                result, recovery.getCallhistoryCount(),
+    // No calls come from logs.
+    const int logResult =
+        WalRecovery().scanRecoveryForType(ScanTypeCallHistory, path, path, nullptr);
+    std::printf("readable %d, result %d, calls %u: %s, done %d, progress %d, log %d\n",
+                int(readable), result, recovery.getCallhistoryCount(),
                 call != nullptr ? call->address.toUtf8().constData() : "none", progress.done,
-                int(progress.total > 0));
+                int(progress.total > 0), logResult);
     return 0;
 }

@@ -1,4 +1,4 @@
-#include "recoverers/communication/matchedanchors.h"
+#include "recoverers/matchedanchors.h"
 
 #include <algorithm>
 

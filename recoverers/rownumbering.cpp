@@ -1,4 +1,4 @@
-#include "recoverers/communication/rownumbering.h"
+#include "recoverers/rownumbering.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/rowmatcher.h"
-#include "recoverers/communication/rownumbering.h"
+#include "recoverers/rownumbering.h"
 
 /// Base of matchers that need the row identifiers of deleted rows, because other rows refer to
 /// them.

@@ -1,6 +1,4 @@
-#include "recoverers/communication/numberedmatcher.h"
-
-#include "engine/varint.h"
+#include "recoverers/numberedmatcher.h"
 
 void NumberedMatcher::trackRowid(const TableSchema &table, bool restart, bool isDeleted)
 {
@@ -32,9 +30,5 @@ void NumberedMatcher::keepRowid(const QByteArray &region)
     const bool isPrefix = m_cellPrefix.size() == CellPrefix && m_cellPrefix[0] != 0
                           && m_cellPrefix[1] == m_typesLength + 2 && m_cellPrefix[2] == 0;
     m_rowid.value = isPrefix ? m_cellPrefix[0] : 0;
-    // A freeblock header overwrites the payload size before anything else, and with it the first
-    // bytes of a long identifier, of which the rest would pass for a shorter one.
-    const auto *begin = reinterpret_cast<const uchar *>(region.constData());
-    m_rowid.isIntact = m_rowid.value > 0 && recordStart() > 0 && payloadSize() > 0
-                       && endsInVarint(begin, begin + recordStart(), payloadSize());
+    m_rowid.isIntact = m_rowid.value > 0 && intactRowid(region) != 0;
 }

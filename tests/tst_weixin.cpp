@@ -1,0 +1,511 @@
+#include "recoverers/messaging/weixinmatcher.h"
+#include "samples/weixinscan.h"
+#include "tests/support/folderstate.h"
+#include "tests/support/matcherharness.h"
+#include "tests/support/scanprobe.h"
+
+#include <QDir>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+constexpr int Time = 1500000000;
+
+const QString Hash = QStringLiteral("b026324c6904b2a9cb4b88d6d61c81d1");
+
+const QString NewColumns = QStringLiteral(
+    "CreateTime INTEGER DEFAULT 0, Des INTEGER, ImgStatus INTEGER DEFAULT 0, MesLocalID INTEGER "
+    "PRIMARY KEY AUTOINCREMENT, Message TEXT, MesSvrID INTEGER DEFAULT 0, Status INTEGER DEFAULT "
+    "0, TableVer INTEGER DEFAULT 1, Type INTEGER");
+const QString OldColumns = QStringLiteral(
+    "TableVer INTEGER DEFAULT 1, MesLocalID INTEGER PRIMARY KEY AUTOINCREMENT, MesSvrID BIGINT "
+    "DEFAULT 0, CreateTime INTEGER DEFAULT 0, Message TEXT, Status INTEGER DEFAULT 0, ImgStatus "
+    "INTEGER DEFAULT 0, Type INTEGER, Des INTEGER");
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+QStringList toText(const QVector<FoundWeixinMessage> &messages)
+{
+    QStringList lines;
+    for (const FoundWeixinMessage &found : messages) {
+        lines << QStringLiteral("%1 %2 %3 %4 %5")
+                     .arg(found.chatId)
+                     .arg(found.message.createTime)
+                     .arg(found.message.type)
+                     .arg(found.message.isFromMe ? QLatin1String("sent")
+                                                 : QLatin1String("received"),
+                          found.message.message);
+    }
+    return lines;
+}
+
+QVector<FoundWeixinMessage> messagesOf(SqliteRecovery *recovery)
+{
+    QVector<FoundWeixinMessage> found;
+    for (unsigned i = 0; i < recovery->getWeiChatCount(); ++i) {
+        for (const WeiChatMessage *message : recovery->getWeiChat(i)->messages) {
+            found.append({recovery->getWeiChat(i)->chatId, *message});
+        }
+    }
+    return found;
+}
+
+/// Conversations that a test writes by hand. Texts are long enough for their rows to keep the type
+/// of the time when they are deleted one by one.
+class ChatFile
+{
+public:
+    bool create(const QString &path, const QStringList &chatIds = {Hash},
+                const QString &columns = NewColumns)
+    {
+        bool ok = m_db.create(path);
+        for (const QString &chatId : chatIds) {
+            ok = ok && m_db.exec(QStringLiteral("CREATE TABLE Chat_%1(%2)").arg(chatId, columns));
+        }
+        return ok;
+    }
+    bool insert(const QString &text, int time, int des = 1, const QString &chatId = Hash)
+    {
+        return m_db.run(QStringLiteral("INSERT INTO Chat_%1 (CreateTime, Des, ImgStatus, Message, "
+                                       "MesSvrID, Status, TableVer, Type) VALUES "
+                                       "(?,?,1,?,12345678901,4,1,1)")
+                            .arg(chatId),
+                        {time, des, text});
+    }
+    bool exec(const QString &sql) { return m_db.exec(sql); }
+    bool close() { return m_db.close(); }
+
+private:
+    SampleDatabase m_db;
+};
+
+QString longText(const char *start)
+{
+    return QString::fromUtf8(start) + QString(130, QLatin1Char('.'));
+}
+
+} // namespace
+
+/// WeChat messages as SQLite itself deletes them.
+class TestWeixin : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void samplesComeBack_data();
+    void samplesComeBack();
+    void headers_data();
+    void headers();
+    void columnsThatCannotBeBound_data();
+    void columnsThatCannotBeBound();
+    void timeMayComeFirst();
+    void directionAndConversation();
+    void messagesStandInOrder();
+    void liveMessagesOfAnyConversationExclude();
+    void freedPagesGoToTheConversationTheyFit();
+    void firstTypeBehindAFreeblockHeader();
+    void otherTablesAreNoConversations();
+    void secondScanAddsToTheSameChats();
+    void facadesKeepTheirOwnChats();
+    void progressIsDividedOnce();
+    void stoppedScanEnds();
+    void evidenceStaysAsItWas();
+    void truncatedAndDamagedFiles();
+
+private:
+    QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
+    bool makeSample(const WeixinPlan &plan, WeixinSample *sample)
+    {
+        SampleDatabase db;
+        return db.create(path("sample.db"), deviceOptions(plan.layout))
+               && makeWeixinSample(&db, plan, sample) && db.close();
+    }
+
+    QTemporaryDir m_dir;
+};
+
+void TestWeixin::samplesComeBack_data()
+{
+    QTest::addColumn<int>("layout");
+    QTest::addColumn<int>("deletion");
+    QTest::addColumn<int>("percent"); // of the deleted messages, at least
+    constexpr int percents[][6] = {{75, 60, 99, 100, 66, 50}, {50, 50, 99, 100, 38, 50}};
+    for (const WeixinLayout layout : allWeixinLayouts()) {
+        for (const WeixinDeletion deletion : allWeixinDeletions()) {
+            QTest::newRow(
+                qPrintable(layoutName(layout) + QLatin1Char(' ') + deletionName(deletion)))
+                << int(layout) << int(deletion) << percents[int(layout)][int(deletion)];
+        }
+    }
+}
+
+void TestWeixin::samplesComeBack()
+{
+    QFETCH(int, layout);
+    QFETCH(int, deletion);
+    QFETCH(int, percent);
+    WeixinSample sample;
+    QVERIFY(makeSample({WeixinLayout(layout), WeixinDeletion(deletion), 1500, 11}, &sample));
+    const WeixinResult result =
+        compareWeixin(sample, readFile(path("sample.db")), scanWeixin(path("sample.db")));
+    const QByteArray details =
+        (result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'))).toUtf8();
+    QVERIFY2(result.recovered * 100 >= result.deleted * percent, details.constData());
+    QVERIFY2(result.liveCopies == 0 && result.twice == 0 && result.missedWhole == 0,
+             details.constData());
+    // Where rows meet, a time may be mixed of two.
+    QVERIFY2(result.invented <= 2 && result.wrongFields <= 2, details.constData());
+    // Nothing tells apart the pages of several conversations that were cleared.
+    const bool isTold = deletion != int(WeixinDeletion::Cleared)
+                        && deletion != int(WeixinDeletion::ClearedThenInserts);
+    QVERIFY2(!isTold || result.wrongChats * 10 <= result.recovered, details.constData());
+}
+
+void TestWeixin::headers_data()
+{
+    QTest::addColumn<bool>("isOld");
+    QTest::addColumn<QString>("column");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<bool>("isTaken");
+    for (const bool isOld : {false, true}) {
+        const auto row = [isOld](const char *name, const char *column, const QVariant &value,
+                                 bool isTaken) {
+            QTest::newRow(
+                qPrintable(QLatin1String(isOld ? "old, " : "new, ") + QLatin1String(name)))
+                << isOld << QString::fromLatin1(column) << value << isTaken;
+        };
+        row("as written", "type", 1, true);
+        row("no text", "message", QVariant(), true);
+        row("text of bytes", "message", QByteArray("abc"), false);
+        row("text of 1048575 bytes", "message", letters(1048575), true);
+        row("text of 1048576 bytes", "message", letters(1048576), false);
+        row("no type", "type", QVariant(), true);
+        row("type is a real", "type", 1.5, false);
+        row("type is a large number", "type", qint64(1) << 40, true);
+        row("no direction", "des", QVariant(), true);
+        row("direction is a text", "des", letters(3), false);
+        row("time of another size", "createtime", 5, false);
+        row("untested column", "status", letters(4), true);
+        row("rowid alias is not NULL", "meslocalid", 5, false);
+    }
+}
+
+void TestWeixin::headers()
+{
+    QFETCH(bool, isOld);
+    QFETCH(QString, column);
+    QFETCH(QVariant, value);
+    MatcherHarness<weixinDBFile> harness;
+    QVERIFY(harness.open(
+        QStringLiteral("chat_x"),
+        QStringLiteral("CREATE TABLE Chat_x(%1)").arg(isOld ? OldColumns : NewColumns)));
+    QVariantMap row{
+        {QStringLiteral("tablever"), 1},      {QStringLiteral("messvrid"), qint64(12345678901)},
+        {QStringLiteral("createtime"), Time}, {QStringLiteral("message"), letters(20)},
+        {QStringLiteral("status"), 4},        {QStringLiteral("imgstatus"), 1},
+        {QStringLiteral("type"), 1},          {QStringLiteral("des"), 1}};
+    row[column] = value;
+    QVariantList values;
+    for (const QString &name : harness.columns()) {
+        values << row.value(name);
+    }
+    const QByteArray all = encodeValues(values, QByteArrayLiteral("UTF-8")).types;
+    const QByteArray body = encodeValues(values, QByteArrayLiteral("UTF-8")).body;
+    const QByteArray region =
+        leafCell(7, varint(quint64(all.size()) + 1) + all + body) + QByteArray(64, '\0');
+    weixinDBFile::MsgMatcher matcher(&harness.file());
+    const TableSchema &table = *harness.file().table(QStringLiteral("chat_x"));
+    QVERIFY(matcher.bindColumns(table));
+    const int anchor = region.indexOf(all) + (isOld ? 3 : 0);
+    const bool isSearchedFor = region[anchor] == '\x04';
+    QTEST(isSearchedFor && matcher.matchHeader(table, region, anchor), "isTaken");
+}
+
+void TestWeixin::columnsThatCannotBeBound_data()
+{
+    QTest::addColumn<QString>("columns");
+    QTest::addColumn<bool>("isBound");
+    QTest::newRow("all") << NewColumns << true;
+    for (const char *column : {"CreateTime", "Message", "Type", "Des"}) {
+        QTest::newRow(column)
+            << QString(NewColumns).replace(QLatin1String(column), QLatin1String("Other")) << false;
+    }
+    QTest::newRow("text first") << QStringLiteral("Message TEXT, CreateTime INTEGER, Type INTEGER, "
+                                                  "Des INTEGER")
+                                << false;
+}
+
+void TestWeixin::columnsThatCannotBeBound()
+{
+    QFETCH(QString, columns);
+    MatcherHarness<weixinDBFile> harness;
+    QVERIFY(harness.open(QStringLiteral("chat_x"),
+                         QStringLiteral("CREATE TABLE Chat_x(%1)").arg(columns)));
+    weixinDBFile::MsgMatcher matcher(&harness.file());
+    QTEST(matcher.bindColumns(*harness.file().table(QStringLiteral("chat_x"))), "isBound");
+}
+
+/// Of all columns that recoverers ask for only this one may be the first.
+void TestWeixin::timeMayComeFirst()
+{
+    ChatFile file;
+    QVERIFY(file.create(path("one.db")) && file.insert(longText("hello"), Time)
+            && file.exec(QStringLiteral("DELETE FROM Chat_") + Hash) && file.close());
+    QCOMPARE(toText(scanWeixin(path("one.db"))),
+             QStringList(
+                 QStringLiteral("%1 %2 1 received %3").arg(Hash).arg(Time).arg(longText("hello"))));
+}
+
+void TestWeixin::directionAndConversation()
+{
+    ChatFile file;
+    const QStringList chatIds{QString(32, QLatin1Char('B')), QString(32, QLatin1Char('a'))};
+    QVERIFY(file.create(path("one.db"), chatIds));
+    for (const int des : {0, 1, 2}) {
+        for (const QString &chatId : chatIds) {
+            QVERIFY(file.insert(longText("to ") + chatId, Time + des, des, chatId));
+        }
+    }
+    for (const QString &chatId : chatIds) {
+        QVERIFY(file.insert(longText("live"), Time, 1, chatId)
+                && file.exec(QStringLiteral("DELETE FROM Chat_%1 WHERE MesLocalID<4").arg(chatId)));
+    }
+    QVERIFY(file.close());
+    SqliteRecovery recovery;
+    recovery.scanRecoveryForType(ScanTypeWeChat, path("one.db"), nullptr);
+    QCOMPARE(recovery.getWeiChatCount(), 2u);
+    for (unsigned i = 0; i < 2; ++i) {
+        // The rows of the schema are read as they lie, the last one first.
+        const WeiChatChat *chat = recovery.getWeiChat(1 - i);
+        QCOMPARE(chat->chatId, chatIds[int(i)].toLower()); // names of tables have no case
+        QCOMPARE(chat->messages.size(), 3);
+        for (int des = 0; des < 3; ++des) {
+            QCOMPARE(chat->messages[des]->isFromMe, des == 0);
+            QCOMPARE(chat->messages[des]->message, longText("to ") + chatIds[int(i)]);
+        }
+    }
+}
+
+void TestWeixin::messagesStandInOrder()
+{
+    ChatFile file;
+    QVERIFY(file.create(path("one.db")));
+    for (const int time : {Time + 30, Time + 10, Time + 20, Time + 10}) {
+        QVERIFY(file.insert(longText("at ") + QString::number(time), time, time % 4));
+    }
+    QVERIFY(file.exec(QStringLiteral("DELETE FROM Chat_") + Hash) && file.close());
+    QStringList times;
+    for (const FoundWeixinMessage &found : scanWeixin(path("one.db"))) {
+        times << QString::number(found.message.createTime - Time);
+    }
+    // The two at one time are of one direction and text, and so one message.
+    QCOMPARE(times.join(QLatin1Char(' ')), QStringLiteral("10 20 30"));
+}
+
+void TestWeixin::liveMessagesOfAnyConversationExclude()
+{
+    ChatFile file;
+    const QStringList chatIds{QStringLiteral("aa"), QStringLiteral("bb")};
+    QVERIFY(file.create(path("one.db"), chatIds));
+    QVERIFY(file.insert(longText("moved"), Time, 1, chatIds[0])
+            && file.insert(longText("sent"), Time, 1, chatIds[0])
+            && file.insert(longText("gone"), Time, 1, chatIds[0])
+            && file.insert(longText("moved"), Time, 1, chatIds[1])
+            && file.insert(longText("sent"), Time, 0, chatIds[1])
+            && file.insert(longText("gone"), Time + 1, 1, chatIds[1])
+            && file.exec(QStringLiteral("DELETE FROM Chat_aa")) && file.close());
+    QStringList found;
+    for (const FoundWeixinMessage &message : scanWeixin(path("one.db"))) {
+        found << message.message.message;
+    }
+    found.sort();
+    QCOMPARE(found, (QStringList{longText("gone"), longText("sent")}));
+}
+
+void TestWeixin::freedPagesGoToTheConversationTheyFit()
+{
+    ChatFile file;
+    const QStringList chatIds{QStringLiteral("aa"), QStringLiteral("bb")};
+    QVERIFY(file.create(path("one.db"), chatIds) && file.exec(QStringLiteral("BEGIN")));
+    for (int i = 0; i < 400; ++i) {
+        QVERIFY(file.insert(longText("a"), Time + i * 100, 1, chatIds[0])
+                && file.insert(longText("b"), Time + i * 10, 1, chatIds[1]));
+    }
+    QVERIFY(file.exec(QStringLiteral("COMMIT; DELETE FROM Chat_bb WHERE MesLocalID BETWEEN 100 AND "
+                                     "300"))
+            && file.close());
+    const QVector<FoundWeixinMessage> found = scanWeixin(path("one.db"));
+    QVERIFY(found.size() > 150);
+    for (const FoundWeixinMessage &message : found) {
+        QCOMPARE(message.chatId, chatIds[1]);
+    }
+}
+
+/// A freeblock header ends where the first type stands, whose size would shift all other fields.
+void TestWeixin::firstTypeBehindAFreeblockHeader()
+{
+    ChatFile file;
+    QVERIFY(file.create(path("one.db"), {Hash}, OldColumns));
+    for (int i = 0; i < 6; ++i) {
+        QVERIFY(file.insert(QStringLiteral("short %1").arg(i), Time + i, i % 2));
+    }
+    QVERIFY(file.exec(QStringLiteral("DELETE FROM Chat_%1 WHERE MesLocalID=2;"
+                                     "DELETE FROM Chat_%1 WHERE MesLocalID=5")
+                          .arg(Hash))
+            && file.close());
+    QCOMPARE(toText(scanWeixin(path("one.db"))),
+             (QStringList{QStringLiteral("%1 %2 1 received short 1").arg(Hash).arg(Time + 1),
+                          QStringLiteral("%1 %2 1 sent short 4").arg(Hash).arg(Time + 4)}));
+}
+
+void TestWeixin::otherTablesAreNoConversations()
+{
+    ChatFile file;
+    QVERIFY(file.create(path("one.db"), {}));
+    QVERIFY(file.exec(QStringLiteral("CREATE TABLE ChatExt2_%1(%2); CREATE TABLE Friend(%2);"
+                                     "INSERT INTO ChatExt2_%1 (CreateTime, Message) VALUES "
+                                     "(1500000000, 'text'); DELETE FROM ChatExt2_%1")
+                          .arg(Hash, NewColumns))
+            && file.close());
+    ScanProbe probe;
+    SqliteRecovery recovery;
+    QCOMPARE(recovery.scanRecoveryForType(ScanTypeWeChat, path("one.db"), &probe), 0);
+    QCOMPARE(recovery.getWeiChatCount(), 0u);
+    QCOMPARE(probe.doneCalls, 1);
+}
+
+/// The files of one account share conversations, and are scanned one after the other.
+void TestWeixin::secondScanAddsToTheSameChats()
+{
+    WeixinSample sample;
+    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Cleared, 200, 5}, &sample));
+    SqliteRecovery recovery;
+    recovery.scanRecoveryForType(ScanTypeWeChat, path("sample.db"), nullptr);
+    const int messages = messagesOf(&recovery).size();
+    const unsigned chats = recovery.getWeiChatCount();
+    QVERIFY(messages > 20 && chats > 1);
+    recovery.scanRecoveryForType(ScanTypeWeChat, path("sample.db"), nullptr);
+    QCOMPARE(recovery.getWeiChatCount(), chats);
+    QCOMPARE(messagesOf(&recovery).size(), 2 * messages);
+    const QList<WeiChatMessage *> &first = recovery.getWeiChat(0)->messages;
+    QVERIFY(std::is_sorted(first.begin(), first.end(),
+                           [](auto *a, auto *b) { return a->createTime < b->createTime; }));
+}
+
+/// One map of the process holds the conversations. The sanitizers show what would be freed twice.
+void TestWeixin::facadesKeepTheirOwnChats()
+{
+    WeixinSample sample;
+    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Cleared, 200, 5}, &sample));
+    const auto scan = [this](SqliteRecovery *recovery) {
+        recovery->scanRecoveryForType(ScanTypeWeChat, path("sample.db"), nullptr);
+        return toText(messagesOf(recovery));
+    };
+    SqliteRecovery first;
+    const QStringList once = scan(&first);
+    {
+        SqliteRecovery second;
+        QCOMPARE(scan(&second), once);
+        QCOMPARE(toText(messagesOf(&first)), once);
+    }
+    QCOMPARE(toText(messagesOf(&first)), once);
+    QCOMPARE(scan(&first).size(), 2 * once.size());
+    SqliteRecovery third;
+    QCOMPARE(scan(&third), once);
+}
+
+void TestWeixin::progressIsDividedOnce()
+{
+    WeixinSample sample;
+    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Dropped, 900, 5, 40}, &sample));
+    SqliteRecovery recovery;
+    ScanProbe probe;
+    recovery.scanRecoveryForType(ScanTypeWeChat, path("sample.db"), &probe);
+    QVERIFY(qAbs(probe.total - probe.progressValue()) < 1e-6);
+    // The free pages are searched once, not once for each conversation.
+    const int pages = readFile(path("sample.db")).size() / 4096;
+    QVERIFY(probe.reports <= pages);
+}
+
+void TestWeixin::stoppedScanEnds()
+{
+    WeixinSample sample;
+    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Dropped, 900, 5}, &sample));
+    ScanProbe follower;
+    SqliteRecovery whole;
+    whole.scanRecoveryForType(ScanTypeWeChat, path("sample.db"), &follower);
+    const QStringList all = toText(messagesOf(&whole));
+    for (const int stopAfter : {1, follower.reports / 2, follower.reports - 1}) {
+        SqliteRecovery recovery;
+        ScanProbe probe;
+        probe.stopAfter = stopAfter;
+        QCOMPARE(recovery.scanRecoveryForType(ScanTypeWeChat, path("sample.db"), &probe), 0);
+        QCOMPARE(probe.doneCalls, 1);
+        QCOMPARE(probe.reports, stopAfter);
+        QVERIFY(messagesOf(&recovery).size() < all.size() || stopAfter > 1);
+        for (const QString &message : toText(messagesOf(&recovery))) {
+            QVERIFY(all.contains(message));
+        }
+    }
+}
+
+void TestWeixin::evidenceStaysAsItWas()
+{
+    WeixinSample sample;
+    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Scattered, 300, 5}, &sample));
+    const QString folder = path("evidence");
+    const QString database = folder + QStringLiteral("/message_1.sqlite");
+    QVERIFY(QDir().mkpath(folder) && QFile::copy(path("sample.db"), database));
+    for (const char *beside : {"", "-journal", "-wal", "-shm"}) {
+        const QString file = database + QLatin1String(beside);
+        QVERIFY(QFile::exists(file) || writeFile(file, readFile(database).left(5000)));
+        const QStringList before = folderState(folder);
+        QVERIFY(scanWeixin(database).size() > 30);
+        QCOMPARE(folderState(folder), before);
+    }
+}
+
+void TestWeixin::truncatedAndDamagedFiles()
+{
+    WeixinSample sample;
+    QVERIFY(makeSample({WeixinLayout::Old, WeixinDeletion::ThenInserts, 150, 5, 8}, &sample));
+    QString known;
+    for (const SampleWeixinMessage &message : sample.deleted + sample.live) {
+        known += message.message.message + QLatin1Char('\n');
+    }
+    const QByteArray bytes = readFile(path("sample.db"));
+    int found = 0;
+    for (int length = 0; length < bytes.size(); length += 997) {
+        QVERIFY(writeFile(path("cut.db"), bytes.left(length)));
+        for (const FoundWeixinMessage &message : scanWeixin(path("cut.db"))) {
+            QVERIFY(known.contains(message.message.message));
+            ++found;
+        }
+    }
+    QVERIFY(found > 100);
+    QRandomGenerator random(7);
+    for (int round = 0; round < 30; ++round) {
+        QByteArray damaged = bytes;
+        for (int i = random.bounded(1, 2000); i > 0; --i) {
+            damaged[random.bounded(100, damaged.size())] = char(random.bounded(256));
+        }
+        QVERIFY(writeFile(path("cut.db"), damaged));
+        for (const FoundWeixinMessage &message : scanWeixin(path("cut.db"))) {
+            QVERIFY(message.message.message.size() < bytes.size());
+        }
+    }
+}
+
+QTEST_APPLESS_MAIN(TestWeixin)
+#include "tst_weixin.moc"
