@@ -48,6 +48,7 @@ public:
 
 private:
     friend class TableDiff;
+    friend class TableHistory;
 
     SnapshotContext *m_context = nullptr;
     DatabaseReader *m_reader = nullptr;

@@ -83,4 +83,7 @@ struct CarvedAddressBook
     std::deque<CarvedPerson> persons;
     std::deque<CarvedMultivalue> values;
     std::deque<MultivalueEntry> entries;
+    /// The rows come whole from versions of the database, each content once: nothing is damaged and
+    /// nothing is a guess. Of several versions of a person the last one is the latest.
+    bool isFromVersions = false;
 };

@@ -97,6 +97,7 @@ private:
     bool isBetterOwner(const Found &found, const Found &known) const;
 
     const LiveAddressBook &m_live;
+    const bool m_isFromVersions;
     QHash<QString, QSet<qint32>> m_liveContents; ///< their dates of change
     QMultiHash<QString, const PersonRecord *> m_liveNames;
     QVector<Found> m_found;
@@ -107,6 +108,7 @@ private:
 
 PersonCollector::PersonCollector(const LiveAddressBook &live, const CarvedAddressBook &carved)
     : m_live(live)
+    , m_isFromVersions(carved.isFromVersions)
 {
     for (const PersonRecord &person : live.persons) {
         m_liveContents[contentKey(person)].insert(person.modificationDate);
@@ -115,7 +117,7 @@ PersonCollector::PersonCollector(const LiveAddressBook &live, const CarvedAddres
     int order = 0;
     for (const CarvedPerson &person : carved.persons) {
         ++order;
-        if (!person.isIncomplete && isWritten(person.person)) {
+        if (!person.isIncomplete && (m_isFromVersions || isWritten(person.person))) {
             add(person, order);
         }
     }
@@ -145,7 +147,8 @@ void PersonCollector::add(const CarvedPerson &carved, int order)
 {
     const CarvedRowid rowid = believedRowid(carved);
     const QString content = contentKey(carved.person);
-    if (!isCopyOfLive(carved, rowid, content) && !isKnown(carved, rowid, content)) {
+    if (!isCopyOfLive(carved, rowid, content)
+        && (m_isFromVersions || !isKnown(carved, rowid, content))) {
         append(carved, rowid, order);
     }
 }
@@ -259,6 +262,9 @@ void PersonCollector::findOwners()
 
 bool PersonCollector::isBetterOwner(const Found &found, const Found &known) const
 {
+    if (m_isFromVersions) {
+        return found.order > known.order;
+    }
     if (found.isIntact != known.isIntact) {
         return found.isIntact;
     }
@@ -316,12 +322,12 @@ ValueCollector::ValueCollector(const LiveAddressBook &live, const CarvedAddressB
         m_seenEntries.insert(entryKey(entry)); // so that copies of live ones count as seen
     }
     for (const CarvedMultivalue &value : carved.values) {
-        if (isReadable(value.row.value)) {
+        if (carved.isFromVersions || isReadable(value.row.value)) {
             addValue(value);
         }
     }
     for (const MultivalueEntry &entry : carved.entries) {
-        if (!entry.isMisread && isReadable(entry.value)) {
+        if (carved.isFromVersions || (!entry.isMisread && isReadable(entry.value))) {
             addEntry(entry);
         }
     }

@@ -94,7 +94,8 @@ QVector<MessageGroupRecord> MessageJoiner::join()
         int found = 0;
         for (const CarvedMessage &message : m_carved.messages) {
             const int rank = (isReadableGuid(message.guid) ? 0 : 2) + int(message.isIncomplete);
-            if (rank == wanted && !message.isLiveCopy && isNew(message)) {
+            if (rank == wanted && !message.isLiveCopy
+                && (m_carved.isFromVersions || isNew(message))) {
                 add(message, found);
             }
             ++found;
@@ -242,7 +243,7 @@ QVector<MessageGroupRecord> OldMessageJoiner::join()
         for (const CarvedOldMessage &message : m_carved.oldMessages) {
             ++found;
             if (message.isIncomplete != isIncomplete || message.isLiveCopy || isEmpty(message)
-                || !isNew(message)) {
+                || (!m_carved.isFromVersions && !isNew(message))) {
                 continue;
             }
             if (message.isMadrid) {
@@ -280,14 +281,7 @@ bool OldMessageJoiner::isNew(const CarvedOldMessage &message)
 
 void OldMessageJoiner::addSms(const CarvedOldMessage &message, int found)
 {
-    MessageItem item;
-    item.date = message.date;
-    item.text = message.text;
-    item.subject = message.subject;
-    item.address = message.address;
-    item.service = QStringLiteral("SMS");
-    item.isFromMe = (message.flags & SmsIsFromMe) != 0;
-    item.isSent = message.flags == SmsSent;
+    const MessageItem item = messageItemOf(message);
     const int place = groupOf(message, found);
     m_conversations.addParticipant(place, {message.address, item.service, message.country});
     m_conversations.addMessage(place, item, {message.date, found});
@@ -295,14 +289,7 @@ void OldMessageJoiner::addSms(const CarvedOldMessage &message, int found)
 
 void OldMessageJoiner::addMadrid(const CarvedOldMessage &message, int found)
 {
-    MessageItem item;
-    item.date = message.date;
-    item.text = message.text;
-    item.subject = message.subject;
-    item.address = message.madridHandle;
-    item.service = QStringLiteral("iMessage");
-    item.isFromMe = message.madridFlags != 0 && (message.madridFlags & MadridIsReceived) == 0;
-    item.isSent = item.isFromMe;
+    const MessageItem item = messageItemOf(message);
     const int place = chatOf(message, found);
     m_conversations.addParticipant(place, {message.madridHandle, item.service, message.country});
     // Unlike SMS, iMessages are dated from 2001 on. Unsigned, since a damaged date may be any
@@ -370,6 +357,26 @@ MessageGroupRecord OldMessageJoiner::room(const QString &roomName) const
 }
 
 } // namespace
+
+MessageItem messageItemOf(const CarvedOldMessage &message)
+{
+    MessageItem item;
+    item.date = message.date;
+    item.text = message.text;
+    item.subject = message.subject;
+    if (message.isMadrid) {
+        item.address = message.madridHandle;
+        item.service = QStringLiteral("iMessage");
+        item.isFromMe = message.madridFlags != 0 && (message.madridFlags & MadridIsReceived) == 0;
+        item.isSent = item.isFromMe;
+    } else {
+        item.address = message.address;
+        item.service = QStringLiteral("SMS");
+        item.isFromMe = (message.flags & SmsIsFromMe) != 0;
+        item.isSent = message.flags == SmsSent;
+    }
+    return item;
+}
 
 QVector<MessageGroupRecord> assembleMessages(const LiveMessages &live, const CarvedMessages &carved)
 {

@@ -20,3 +20,6 @@ QVector<MessageGroupRecord> assembleMessages(const LiveMessages &live,
 /// The same for iOS 5 and earlier: SMS belong to their group, iMessages to their room or handle.
 QVector<MessageGroupRecord> assembleOldMessages(const LiveMessages &live,
                                                 const CarvedMessages &carved);
+
+/// What a row of iOS 5 and earlier says of the message itself.
+MessageItem messageItemOf(const CarvedOldMessage &message);

@@ -77,6 +77,8 @@ struct CarvedMessages
     std::deque<CarvedHandle> handles;
     std::deque<CarvedOldMessage> oldMessages;
     std::deque<Chat> oldChats;
+    /// The messages come whole from versions of the database, each content once.
+    bool isFromVersions = false;
 };
 
 /// What still exists; by row identifier unless said otherwise.

@@ -37,14 +37,10 @@ public:
     /// The rows of a version, each as a list of texts.
     QVector<QStringList> rows(int version, const QString &sql, int columns) const
     {
-        QFile log(m_log);
-        QFile part(m_copy + QStringLiteral("-wal"));
         QVector<QStringList> found;
-        if (!log.open(QIODevice::ReadOnly) || !part.open(QIODevice::WriteOnly)) {
+        if (!writeLog(logLength(version))) {
             return found;
         }
-        part.write(log.read(logLength(version)));
-        part.close();
         sqlite3 *db = nullptr;
         sqlite3_stmt *statement = nullptr;
         sqlite3_open_v2(QFile::encodeName(m_copy).constData(), &db, SQLITE_OPEN_READWRITE, nullptr);
@@ -61,6 +57,17 @@ public:
     }
 
 private:
+    /// Mostly the versions are asked for in their order: then only what is new is written.
+    bool writeLog(qint64 length) const
+    {
+        QFile log(m_log);
+        QFile part(m_copy + QStringLiteral("-wal"));
+        const qint64 kept = part.size() <= length ? part.size() : 0;
+        const auto mode = kept > 0 ? QIODevice::Append : QIODevice::WriteOnly;
+        return log.open(QIODevice::ReadOnly) && log.seek(kept) && part.open(mode)
+               && part.write(log.read(length - kept)) == length - kept;
+    }
+
     static QStringList rowOf(sqlite3_stmt *statement, int columns)
     {
         QStringList values;
