@@ -407,7 +407,7 @@ void TestWhatsappAssembler::copiesAndPieces_data()
     QTest::newRow("other text") << QString() << false << "tea" << 2;
     QTest::newRow("beginning of the text") << QString() << false << "mi" << 2;
     QTest::newRow("other status") << "status" << false << "milk" << 2;
-    QTest::newRow("other identifier") << "stanza" << false << "milk" << 2;
+    QTest::newRow("other identifier") << "stanza" << false << "milk" << 1; // no field of a record
     QTest::newRow("other media") << "media" << false << "milk" << 2;
     QTest::newRow("other reply") << "parent" << false << "milk" << 2;
     QTest::newRow("piece") << QString() << true << "mi" << 1;
@@ -452,6 +452,8 @@ void TestWhatsappAssembler::otherEntities_data()
     const QVector<qint64> most{1, 1};
     QTest::newRow("live rows tell") << WhatsappEntity{9, 1} << false << QVector<qint64>{9};
     QTest::newRow("whole cells tell") << WhatsappEntity{0, 1} << true << QVector<qint64>{9};
+    QTest::newRow("numbered anew since")
+        << WhatsappEntity{1, 1} << true << QVector<qint64>{1, 9, 1};
     QTest::newRow("the list tells") << WhatsappEntity{0, 9} << false << QVector<qint64>{9};
     QTest::newRow("the list tells of others") << WhatsappEntity{0, 5} << false << most;
     QTest::newRow("nothing tells") << WhatsappEntity() << false << most;
