@@ -110,6 +110,8 @@ private Q_SLOTS:
     void columnsThatCannotBeBound_data();
     void columnsThatCannotBeBound();
     void timeMayComeFirst();
+    void wholeCellsAreBelieved_data();
+    void wholeCellsAreBelieved();
     void directionAndConversation();
     void messagesStandInOrder();
     void liveMessagesOfAnyConversationExclude();
@@ -265,6 +267,36 @@ void TestWeixin::timeMayComeFirst()
     QCOMPARE(toText(scanWeixin(path("one.db"))),
              QStringList(
                  QStringLiteral("%1 %2 1 received %3").arg(Hash).arg(Time).arg(longText("hello"))));
+}
+
+void TestWeixin::wholeCellsAreBelieved_data()
+{
+    QTest::addColumn<QString>("values");
+    QTest::addColumn<QString>("found");
+    const auto row = [](const char *name, const char *values, const char *found) {
+        QTest::newRow(name) << QString::fromLatin1(values) << QString::fromLatin1(found);
+    };
+    row("wrong clock", "100000000,1,'hello',1", "100000000 1 received hello");
+    row("before 1970", "-1400000000,1,'hello',1", "-1400000000 1 received hello");
+    row("nothing but the time", "1500000000,0,NULL,NULL", "1500000000 0 sent ");
+    row("no direction", "1500000000,NULL,'hello',3", "1500000000 3 sent hello");
+    row("a large type", "1500000000,1,'hello',16777265", "1500000000 16777265 received hello");
+}
+
+/// Freed rows of which nothing is overwritten need not make sense.
+void TestWeixin::wholeCellsAreBelieved()
+{
+    QFETCH(QString, values);
+    QFETCH(QString, found);
+    for (const QString &columns : {OldColumns, NewColumns}) {
+        ChatFile file;
+        QVERIFY(file.create(path("one.db"), {Hash}, columns));
+        QVERIFY(file.exec(QStringLiteral("INSERT INTO Chat_%1 (CreateTime, Des, Message, Type) "
+                                         "VALUES (%2); DELETE FROM Chat_%1")
+                              .arg(Hash, values))
+                && file.close());
+        QCOMPARE(toText(scanWeixin(path("one.db"))), QStringList(Hash + QLatin1Char(' ') + found));
+    }
 }
 
 void TestWeixin::directionAndConversation()

@@ -46,9 +46,9 @@ private:
 };
 
 /// Tells to which conversation each message on a free page belonged: to the one among whose
-/// messages its row identifier and its time fit in order. Where that does not decide, to the
-/// conversation that the other messages of its page fit in, else to the first that it fits in, else
-/// to the first of all. An emptied conversation, in which nothing contradicts, is asked last.
+/// messages its row identifier and its time fit in order; where there are several, to the first
+/// of them, where there is none, to the first of all. An emptied conversation, in which nothing
+/// contradicts, is asked last.
 ///
 /// Sets `conversation` of the messages that have none. Does nothing without conversations.
 void findConversations(const QVector<WeixinNumbers> &conversations,

@@ -173,8 +173,8 @@ QVector<quint32> weixinDBFile::newLeafPages(const TableSchema &table)
 /// False when the page was searched before, or is none.
 bool weixinDBFile::takePage(quint32 pageNo)
 {
-    const bool isNew = pageNo > 1 && qint64(pageNo) < m_isSearched.size()
-                       && !m_isSearched.testBit(int(pageNo));
+    const bool isNew =
+        pageNo > 1 && qint64(pageNo) < m_isSearched.size() && !m_isSearched.testBit(int(pageNo));
     if (isNew) {
         m_isSearched.setBit(int(pageNo));
     }

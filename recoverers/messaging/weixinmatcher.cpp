@@ -93,9 +93,7 @@ void weixinDBFile::MsgMatcher::extractRecord(const TableSchema &table, const QBy
         m_usualFirstType = serialTypes[0];
         return;
     }
-    const DatabaseHeader &header = m_owner->headerInfo();
     m_held.conversation = m_conversation;
-    m_held.pageNo = quint32(m_owner->regionOffset() / header.pageSize) + 1;
     m_held.rowid = m_rowid;
 }
 
@@ -119,13 +117,16 @@ void weixinDBFile::MsgMatcher::readRow(const TableSchema &, const Row &row)
     if (damage >= 0) {
         message.text.truncate(damage);
         // What overwrote the text goes on behind it.
-        message.type = m_type > m_message && serialTypeSize(row.serialTypes[m_type]) > 0
-                           ? 0
-                           : message.type;
+        message.type =
+            m_type > m_message && serialTypeSize(row.serialTypes[m_type]) > 0 ? 0 : message.type;
     }
     message.isIncomplete = fields.isCovered() || fields.isCut() || damage >= 0;
     const bool saysNothing = message.text.isEmpty() && (message.isIncomplete || message.type == 0);
-    if (message.createTime >= EarliestTime && !isCut(row, fields) && !saysNothing) {
+    // A whole cell is a row, whatever it holds; other bytes must make some sense.
+    const bool isBelievable = message.rowid > 0
+                                  ? !message.isIncomplete || !message.text.isEmpty()
+                                  : message.createTime >= EarliestTime && !saysNothing;
+    if (isBelievable && !isCut(row, fields)) {
         m_owner->m_deleted.add(message);
     }
 }
