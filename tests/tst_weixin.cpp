@@ -118,6 +118,8 @@ private Q_SLOTS:
     void freedPagesGoToTheConversationTheyFit();
     void firstTypeBehindAFreeblockHeader();
     void otherTablesAreNoConversations();
+    void manyLayoutsTakeLittleTime();
+    void namesOfAnyCharacters();
     void secondScanAddsToTheSameChats();
     void facadesKeepTheirOwnChats();
     void progressIsDividedOnce();
@@ -415,6 +417,68 @@ void TestWeixin::otherTablesAreNoConversations()
     QCOMPARE(recovery.scanRecoveryForType(ScanTypeWeChat, path("one.db"), &probe), 0);
     QCOMPARE(recovery.getWeiChatCount(), 0u);
     QCOMPARE(probe.doneCalls, 1);
+}
+
+/// Every table of a hostile file may have columns of its own.
+void TestWeixin::manyLayoutsTakeLittleTime()
+{
+    ChatFile file;
+    QVERIFY(file.create(path("one.db")));
+    QString tables = QStringLiteral("PRAGMA writable_schema=1;");
+    for (int i = 0; i < 1000; ++i) {
+        QString columns = QStringLiteral("c%1").arg(i);
+        for (int more = i % 200; more > 0; --more) {
+            columns += QLatin1String(",x");
+        }
+        tables += QStringLiteral("INSERT INTO sqlite_master VALUES ('table','Chat_%1','Chat_%1',2,"
+                                 "'create table Chat_%1(%2,CreateTime,Message,Type,Des)');")
+                      .arg(i)
+                      .arg(columns);
+    }
+    QVERIFY(file.exec(QStringLiteral("BEGIN")));
+    for (int i = 0; i < 2000; ++i) {
+        QVERIFY(file.insert(QString(300, QLatin1Char('\x04')), Time + i));
+    }
+    QVERIFY(file.exec(QStringLiteral("DELETE FROM Chat_%1;").arg(Hash) + tables
+                      + QStringLiteral("COMMIT"))
+            && file.close());
+    QElapsedTimer timer;
+    timer.start();
+    scanWeixin(path("one.db"));
+    QVERIFY(timer.elapsed() < 20000);
+}
+
+void TestWeixin::namesOfAnyCharacters()
+{
+    ChatFile file;
+    QVERIFY(file.create(path("one.db"), {}));
+    const QStringList chatIds{QStringLiteral("a\"b"), QStringLiteral("%"),
+                              QStringLiteral("'; drop table x; --"), QString()};
+    for (const QString &chatId : chatIds) {
+        const QString name =
+            QStringLiteral("\"Chat_%1\"")
+                .arg(QString(chatId).replace(QLatin1Char('"'), QLatin1String("\"\"")));
+        QVERIFY(file.exec(QStringLiteral("CREATE TABLE %1(%2)").arg(name, NewColumns)));
+        for (int i = 0; i < 3; ++i) { // the last one stays, and must be known as live
+            QVERIFY(
+                file.exec(QStringLiteral("INSERT INTO %1 (CreateTime, Des, Message, Type) "
+                                         "VALUES (%2,1,'%3',1)")
+                              .arg(name)
+                              .arg(Time + i)
+                              .arg(longText("in ") + QString::number(chatIds.indexOf(chatId)))));
+        }
+        QVERIFY(file.exec(QStringLiteral("DELETE FROM %1 WHERE MesLocalID<3").arg(name)));
+    }
+    QVERIFY(file.close());
+    QHash<QString, int> found;
+    for (const FoundWeixinMessage &message : scanWeixin(path("one.db"))) {
+        QCOMPARE(message.message.message,
+                 longText("in ") + QString::number(chatIds.indexOf(message.chatId)));
+        ++found[message.chatId];
+    }
+    for (const QString &chatId : chatIds) {
+        QCOMPARE(found[chatId], 2);
+    }
 }
 
 /// The files of one account share conversations, and are scanned one after the other.

@@ -28,6 +28,7 @@ weixinDBFile::MsgMatcher::MsgMatcher(weixinDBFile *recoverer)
 
 bool weixinDBFile::MsgMatcher::bindColumns(const TableSchema &table)
 {
+    m_columnCount = table.columns.size();
     m_createTime = table.columnIndex(QLatin1String("createtime"));
     m_message = table.columnIndex(QLatin1String("message"));
     m_type = table.columnIndex(QLatin1String("type"));
