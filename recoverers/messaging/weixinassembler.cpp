@@ -87,11 +87,17 @@ void DeletedWeixinMessages::add(const CarvedWeixinMessage &message)
         return;
     }
     m_places.insert(key, m_messages.size());
+    m_moments.insert(momentOf(message.createTime, message.isFromMe));
     if (message.isIncomplete) {
         m_incomplete.insert(momentOf(message.createTime, message.isFromMe), m_messages.size());
     }
     m_messages.append(message);
     m_isDropped.append(false);
+}
+
+bool DeletedWeixinMessages::hasMoment(qint32 createTime, bool isFromMe) const
+{
+    return m_moments.contains(momentOf(createTime, isFromMe));
 }
 
 void DeletedWeixinMessages::dropLive(qint32 createTime, bool isFromMe, const QString &text)

@@ -12,6 +12,9 @@ public:
     /// Takes the message unless one of equal time, direction and text was taken before.
     void add(const CarvedWeixinMessage &message);
 
+    /// False when no message of this time and direction was taken.
+    bool hasMoment(qint32 createTime, bool isFromMe) const;
+
     /// Drops what is this existing message, or a part of it.
     void dropLive(qint32 createTime, bool isFromMe, const QString &text);
 
@@ -41,6 +44,7 @@ private:
 
     QVector<CarvedWeixinMessage> m_messages;
     QVector<bool> m_isDropped;
+    QSet<qint64> m_moments;               ///< of all
     QHash<Key, int> m_places;             ///< of all
     QMultiHash<qint64, int> m_incomplete; ///< by time and direction
 };

@@ -196,7 +196,11 @@ void weixinDBFile::readLiveMessages()
         query.forEachRow(
             QStringLiteral("select createtime, des, message from %1").arg(quoted(table)),
             [this](const LiveRow &row) {
-                m_deleted.dropLive(qint32(row.integer(0)), row.integer(1) == 0, row.text(2));
+                const auto time = qint32(row.integer(0));
+                const bool isFromMe = row.integer(1) == 0;
+                if (m_deleted.hasMoment(time, isFromMe)) { // or its text need not be decoded
+                    m_deleted.dropLive(time, isFromMe, row.text(2));
+                }
             });
     }
 }
