@@ -1,20 +1,24 @@
-// Measures each pass over a calendar, a notes database whose texts go on to overflow pages, and a
-// history against its floor in the same run: reading the file page by page and looking for the
-// pass's signatures. Many signatures cost both, so passes that have many are also measured with the
-// few that most rows have. The results are verified before anything is measured.
+// Measures each pass over a calendar, a notes database whose texts go on to overflow pages, a
+// history and chats against its floor in the same run: reading the file page by page and looking
+// for the pass's signatures. Many signatures cost both, so passes that have many are also measured
+// with the few that most rows have. The results are verified before anything is measured.
 //
-//   bench_kinds [--folder=DIR] [--mib=64] [--keep] [options of the benchmark library]
+//   bench_kinds [--folder=DIR] [--mib=64] [--kind=NAME] [--keep] [options of the benchmark library]
 
 #include "benchmarks/benchsupport.h"
 #include "recoverers/calendar_notes_safari/bookmarkhistorymatchers.h"
 #include "recoverers/calendar_notes_safari/calendarmatchers.h"
 #include "recoverers/calendar_notes_safari/notematchers.h"
+#include "recoverers/messaging/whatsappmatchers.h"
 #include "samples/calendarscan.h"
 #include "samples/notesamples.h"
 #include "samples/notescan.h"
 #include "samples/safarisamples.h"
 #include "samples/safariscan.h"
 #include "samples/sampledatabase.h"
+#include "samples/weixinscan.h"
+#include "samples/whatsappsamples.h"
+#include "samples/whatsappscan.h"
 
 #include <QSet>
 
@@ -30,7 +34,7 @@ struct Pass
     Signatures signatures;
     Signatures usual; ///< those of most rows; empty where the pass has no others
     /// Returns the number of deleted matches, with other signatures than the pass's own if there
-    /// are some.
+    /// are some. Null where only the whole scan can be measured.
     int (*carve)(const QString &path, const Signatures &signatures);
 };
 
@@ -87,6 +91,17 @@ int carveVisits(const QString &path, const Signatures &signatures)
     return carve<BookmarkHistoryDbFile, BookmarkHistoryDbFile::BookmarHistoryVisitMatcher>(
         path, "history_visits", false, signatures);
 }
+
+template<typename Matcher, const char *table, bool freeListOnly>
+int carveWhatsapp(const QString &path, const Signatures &signatures)
+{
+    return carve<WhatsappDbFile, Matcher>(path, table, freeListOnly, signatures);
+}
+
+constexpr char Sessions[] = "zwachatsession";
+constexpr char Members[] = "zwagroupmember";
+constexpr char Media[] = "zwamediaitem";
+constexpr char Messages[] = "zwamessage";
 
 /// Visit counters of the last 1 to 14 days.
 Signatures counterSignatures()
@@ -206,32 +221,119 @@ QStringList scanHistoryFile(const QString &path)
     return addresses;
 }
 
+QString keyOf(const WhatsappMessageItem &message)
+{
+    return QStringLiteral("%1|%2").arg(message.date).arg(message.messageType);
+}
+
+bool makeWhatsapp(SampleDatabase *db, int rows, QSet<QString> *deleted, QSet<QString> *known)
+{
+    WhatsappPlan plan;
+    plan.messages = rows;
+    WhatsappSample sample;
+    const bool ok = makeWhatsappSample(db, plan, &sample);
+    const auto addKeys = [&sample](const QVector<SampleWhatsappMessage> &messages,
+                                   QSet<QString> *keys) {
+        for (const auto &chat : expectedChats(sample, messages)) {
+            for (const WhatsappMessageItem *message : qAsConst(chat->messages)) {
+                keys->insert(keyOf(*message));
+            }
+        }
+    };
+    addKeys(sample.deleted, deleted);
+    addKeys(sample.deleted + sample.live, known);
+    return ok;
+}
+
+QStringList scanWhatsappFile(const QString &path)
+{
+    SqliteRecovery recovery;
+    recovery.scanRecoveryForType(ScanTypeWhatsapp, path, nullptr);
+    QStringList keys;
+    for (unsigned i = 0; i < recovery.getWhatsappCount(); ++i) {
+        for (const WhatsappMessageItem *message : recovery.getWhatsapp(i)->messages) {
+            keys << keyOf(*message);
+        }
+    }
+    return keys;
+}
+
+/// The times of the messages: no two have the same.
+template<int conversations>
+bool makeWeixin(SampleDatabase *db, int mebibytes, QSet<QString> *deleted, QSet<QString> *known)
+{
+    return fillWeixinFile(db, qint64(mebibytes) << 20, conversations,
+                          [&](const SampleWeixinMessage &sample, bool isDeleted) {
+                              const QString key = QString::number(sample.message.createTime);
+                              known->insert(key);
+                              if (isDeleted) {
+                                  deleted->insert(key);
+                              }
+                          })
+           > 0;
+}
+
+QStringList scanWeixinFile(const QString &path)
+{
+    QStringList times;
+    for (const FoundWeixinMessage &found : scanWeixin(path)) {
+        times << QString::number(found.message.createTime);
+    }
+    return times;
+}
+
 QVector<Kind> allKinds()
 {
-    return {{"calendar",
-             1350,
-             makeCalendar,
-             scanCalendar,
-             70,
-             {{"items", {"\x55"}, {}, carveItems},
-              {"locations",
-               {"\x01", "\x02", "\x03", "\x04", "\x05", "\x06", "\x08", "\x09"},
-               {"\x01", "\x02"},
-               carveLocations}}},
-            {"notes",
-             600,
-             makeNotes,
-             scanNotesFile,
-             70,
-             {{"notes", {"\x07", "\x04"}, {"\x07"}, carveNotes},
-              {"bodies", {"\x01", "\x09"}, {}, carveBodies}}},
-            {"history",
-             2700,
-             makeHistory,
-             scanHistoryFile,
-             70,
-             {{"items", counterSignatures(), {"\x14"}, carveHistory},
-              {"visits", {"\x07", "\x04"}, {"\x07"}, carveVisits}}}};
+    return {
+        {"calendar",
+         1350,
+         makeCalendar,
+         scanCalendar,
+         70,
+         {{"items", {"\x55"}, {}, carveItems},
+          {"locations",
+           {"\x01", "\x02", "\x03", "\x04", "\x05", "\x06", "\x08", "\x09"},
+           {"\x01", "\x02"},
+           carveLocations}}},
+        {"notes",
+         600,
+         makeNotes,
+         scanNotesFile,
+         70,
+         {{"notes", {"\x07", "\x04"}, {"\x07"}, carveNotes},
+          {"bodies", {"\x01", "\x09"}, {}, carveBodies}}},
+        {"history",
+         2700,
+         makeHistory,
+         scanHistoryFile,
+         70,
+         {{"items", counterSignatures(), {"\x14"}, carveHistory},
+          {"visits", {"\x07", "\x04"}, {"\x07"}, carveVisits}}},
+        {"whatsapp",
+         1400,
+         makeWhatsapp,
+         scanWhatsappFile,
+         70,
+         {{"sessions",
+           {"\x07", "\x04"},
+           {},
+           carveWhatsapp<WhatsappDbFile::SessionMatcher, Sessions, false>},
+          {"members",
+           {"\x01", "\x08", "\x09"},
+           {},
+           carveWhatsapp<WhatsappDbFile::MemberMatcher, Members, true>},
+          {"media",
+           {"\x07", "\x08", "\x04", "\x02", "\x01"},
+           {},
+           carveWhatsapp<WhatsappDbFile::MediaMatcher, Media, false>},
+          {"messages",
+           {"\x07", "\x04"},
+           {},
+           carveWhatsapp<WhatsappDbFile::MessageMatcher, Messages, false>}}},
+        // The free pages are searched once for all conversations, so that there is no pass
+        // over the file for one of them alone.
+        {"wechat5", 1, makeWeixin<5>, scanWeixinFile, 60, {{"all", {"\x04"}, {}, nullptr}}},
+        {"wechat500", 1, makeWeixin<500>, scanWeixinFile, 60, {{"all", {"\x04"}, {}, nullptr}}}};
 }
 
 /// Makes the file and compares what a scan finds with what was deleted.
@@ -267,6 +369,10 @@ void addKind(const Kind &kind, const QString &path, QVector<Ratio> *ratios)
     for (const Pass &pass : kind.passes) {
         const std::string name = kind.name + "/" + pass.name;
         addBenchmark(name + "/search", path, [=] { return readPages(path, pass.signatures); });
+        if (!pass.carve) {
+            ratios->append({kind.name + "/scan", name + "/search"});
+            continue;
+        }
         addBenchmark(name + "/carve", path, [=] { return pass.carve(path, {}); });
         ratios->append({name + "/carve", name + "/search"});
         if (!pass.usual.empty()) {
@@ -277,7 +383,10 @@ void addKind(const Kind &kind, const QString &path, QVector<Ratio> *ratios)
         }
     }
     addBenchmark(kind.name + "/scan", path, [=] { return kind.scan(path).size(); });
-    ratios->append({kind.name + "/scan", kind.name + "/" + kind.passes.first().name + "/carve"});
+    if (kind.passes.first().carve) {
+        ratios->append(
+            {kind.name + "/scan", kind.name + "/" + kind.passes.first().name + "/carve"});
+    }
 }
 
 } // namespace
@@ -294,6 +403,9 @@ int main(int argc, char *argv[])
     QStringList files;
     bool sound = true;
     for (const Kind &kind : kinds) {
+        if (!QString::fromStdString(kind.name).startsWith(options.kind)) {
+            continue;
+        }
         files << QDir(options.folder)
                      .filePath(QStringLiteral("bench_%1_%2mib.db")
                                    .arg(QString::fromStdString(kind.name))
@@ -303,6 +415,7 @@ int main(int argc, char *argv[])
             addKind(kind, files.last(), &ratios);
         }
     }
+    ratios.append(Ratio{"wechat500/scan", "wechat5/scan"});
     if (sound) {
         runAndPrintRatios(ratios);
     } else {

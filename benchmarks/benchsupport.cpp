@@ -78,6 +78,8 @@ bool takeOptions(int *argc, char **argv, BenchOptions *options)
             options->folder = argument.mid(9);
         } else if (argument.startsWith(QLatin1String("--mib="))) {
             options->mebibytes = argument.mid(6).toInt();
+        } else if (argument.startsWith(QLatin1String("--kind="))) {
+            options->kind = argument.mid(7);
         } else if (argument == QLatin1String("--keep")) {
             options->keep = true;
         } else {

@@ -18,6 +18,7 @@ struct BenchOptions
 {
     QString folder = QDir::tempPath();
     int mebibytes = 256;
+    QString kind; ///< how the names of the wanted kinds begin
     bool keep = false;
 };
 

@@ -11,6 +11,7 @@
 #include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
 #include "samples/truthfile.h"
+#include "samples/weixinsamples.h"
 #include "samples/whatsappsamples.h"
 
 #include <QCborArray>
@@ -161,6 +162,33 @@ bool makeWhatsapp(SampleDatabase *db, const WhatsappPlan &plan, Truth *truth)
     return ok;
 }
 
+QVector<QCborMap> mapsOf(const WeixinSample &sample, const QVector<SampleWeixinMessage> &messages)
+{
+    QVector<QCborMap> maps;
+    for (int i = 0; i < sample.chatIds.size(); ++i) {
+        WeiChatChat chat;
+        chat.chatId = sample.chatIds[i];
+        for (const SampleWeixinMessage &message : messages) {
+            if (message.conversation == i) {
+                chat.messages.append(new WeiChatMessage(message.message));
+            }
+        }
+        if (!chat.messages.isEmpty()) {
+            maps.append(recordOfKind("weChat", weChatMap(chat)));
+        }
+    }
+    return maps;
+}
+
+bool makeWeixin(SampleDatabase *db, const WeixinPlan &plan, Truth *truth)
+{
+    WeixinSample sample;
+    const bool ok = makeWeixinSample(db, plan, &sample);
+    truth->deleted = mapsOf(sample, sample.deleted);
+    truth->live = mapsOf(sample, sample.live);
+    return ok;
+}
+
 QString backupName(const char *domainPath)
 {
     return QString::fromLatin1(
@@ -277,6 +305,12 @@ bool makeBackup(const QString &path)
          [](SampleDatabase *db, Truth *truth) {
              return makeWhatsapp(
                  db, {WhatsappLayout::Ios15, WhatsappDeletion::SingleMessages, 200, 1}, truth);
+         }},
+        {"AppDomain-com.tencent.xin-Documents/c4ca4238a0b923820dcc509a6f75849b/DB/"
+         "message_1.sqlite",
+         "WeChat messages", deviceOptions(WeixinLayout::Wcdb),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeWeixin(db, {WeixinLayout::Wcdb, WeixinDeletion::Scattered, 400, 1}, truth);
          }},
     };
     const QDir folder(path);

@@ -134,6 +134,13 @@ TruthItem whatsappItem(const QCborMap &message, const QCborMap &chat)
     return {core + identity, core, shortened(whatsappRow(message, chat))};
 }
 
+TruthItem weChatItem(const QCborMap &message, const QCborMap &chat)
+{
+    const QByteArray core = "weChat" + keyOf(message, {"createTime", "isFromMe"});
+    const QByteArray identity = keyOf(message, {"message", "type"}) + keyOf(chat, {"chatId"});
+    return {core + identity, core, shortened(weChatRow(message, chat))};
+}
+
 /// An event or a reminder; a location that was found alone is one as well.
 TruthItem calendarItem(const QCborMap &record, const QString &kind)
 {
@@ -169,15 +176,17 @@ QVector<TruthItem> itemsOf(const QCborMap &record)
     if (kind == QLatin1String("bookmark") || kind == QLatin1String("safariHistory")) {
         return {pageItem(record, kind)};
     }
-    const bool isWhatsapp = kind == QLatin1String("whatsapp");
-    if (kind != QLatin1String("messageGroup") && !isWhatsapp) {
+    const auto itemOf = kind == QLatin1String("whatsapp")       ? whatsappItem
+                        : kind == QLatin1String("weChat")       ? weChatItem
+                        : kind == QLatin1String("messageGroup") ? messageItem
+                                                                : nullptr;
+    if (!itemOf) {
         return personItems(record);
     }
     QVector<TruthItem> items;
     const QCborArray messages = record.value(QLatin1String("messages")).toArray();
     for (const auto &message : messages) {
-        items.append(isWhatsapp ? whatsappItem(message.toMap(), record)
-                                : messageItem(message.toMap(), record));
+        items.append(itemOf(message.toMap(), record));
     }
     return items;
 }

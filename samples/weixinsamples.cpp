@@ -356,30 +356,32 @@ bool makeWeixinSample(SampleDatabase *db, const WeixinPlan &plan, WeixinSample *
     return PlanRunner(db, plan, sample).run();
 }
 
-qint64 fillWeixinFile(SampleDatabase *db, qint64 bytes, int conversations)
+qint64 fillWeixinFile(SampleDatabase *db, qint64 bytes, int conversations, const WeixinTaker &take)
 {
     constexpr int RowsBetweenLooks = 1000;
     constexpr int MostGap = 60; // keeps the times of millions of messages in four bytes
+    const auto isCleared = [](int conversation) { return conversation % 5 == 4; };
     Generator generator(3);
     Store store(db, WeixinLayout::Wcdb);
+    qint64 deleted = 0;
     bool ok = store.createTables(conversations) && db->exec(QStringLiteral("BEGIN"));
     while (ok && db->size() < bytes) {
         for (int i = 0; i < RowsBetweenLooks && ok; ++i) {
             const int conversation = generator.random().number(0, conversations);
             SampleWeixinMessage sample = generator.next(conversation, MostGap);
             ok = store.insert(&sample, &generator.random());
+            const bool isDeleted = isCleared(conversation) || sample.rowid % 20 == 7;
+            deleted += isDeleted ? 1 : 0;
+            if (take) {
+                take(sample, isDeleted);
+            }
         }
     }
     ok = ok && db->exec(QStringLiteral("COMMIT"));
-    qint64 deleted = 0;
     for (int i = 0; i < conversations && ok; ++i) {
-        const QString table = tableFor(i);
-        const QString count = QStringLiteral("SELECT count(*) FROM ") + table;
-        const qint64 before = db->scalar(count).toLongLong();
         const QString condition =
-            i % 5 == 4 ? QStringLiteral("1") : QStringLiteral("MesLocalID % 20 = 7");
-        ok = db->exec(QStringLiteral("DELETE FROM %1 WHERE %2").arg(table, condition));
-        deleted += before - db->scalar(count).toLongLong();
+            isCleared(i) ? QStringLiteral("1") : QStringLiteral("MesLocalID % 20 = 7");
+        ok = db->exec(QStringLiteral("DELETE FROM %1 WHERE %2").arg(tableFor(i), condition));
     }
     return ok ? deleted : -1;
 }

@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <QVector>
 
+#include <functional>
+
 /// The generations of the WeChat message database: that with "TableVer" in front, and the one since
 /// 2017, whose columns stand in the order of the alphabet.
 enum class WeixinLayout { Old, Wcdb };
@@ -60,5 +62,8 @@ bool makeWeixinSample(SampleDatabase *db, const WeixinPlan &plan, WeixinSample *
 
 /// For measuring: fills the database with about `bytes` of messages in so many conversations, in
 /// one transaction, and deletes a part of them: single ones, and some conversations' whole content.
-/// Returns the number of messages that are deleted; -1 when SQLite refuses a step.
-qint64 fillWeixinFile(SampleDatabase *db, qint64 bytes, int conversations);
+/// Tells `take` of every message. Returns the number of messages that are deleted; -1 when SQLite
+/// refuses a step.
+using WeixinTaker = std::function<void(const SampleWeixinMessage &message, bool isDeleted)>;
+qint64 fillWeixinFile(SampleDatabase *db, qint64 bytes, int conversations,
+                      const WeixinTaker &take = {});

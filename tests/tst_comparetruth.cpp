@@ -29,6 +29,12 @@ QByteArray messages(const QByteArray &chat, const QByteArray &text)
            + R"(","messages":[{"date":684000000123456789,"text":")" + text + R"("}]})";
 }
 
+QByteArray weChat(const QByteArray &chat, const QByteArray &text)
+{
+    return R"({"kind":"weChat","chatId":")" + chat + R"(","messages":[{"createTime":5,)"
+           + R"("isFromMe":false,"type":1,"message":")" + text + R"("}]})";
+}
+
 QByteArray whatsapp(const QByteArray &chat, const QByteArray &sender, const QByteArray &text)
 {
     return R"({"kind":"whatsapp","chatName":")" + chat + R"(","messages":[{"date":5,"isFromMe":0,)"
@@ -128,6 +134,9 @@ void TestCompareTruth::results_data()
     row("chat", whole, none, whole, "recovered 1, missed 0");
     row("sender lost", whole, none, whatsapp("Choir", "", "hi"), "recovered 0, incomplete 1");
     row("chat without name", whole, none, whatsapp("49", "Ida", "hi"), "recovered 0, incomplete 1");
+    row("conversation", weChat("ab", "hi"), none, weChat("ab", "hi"), "recovered 1, missed 0");
+    row("other conversation", weChat("ab", "hi"), none, weChat("cd", "hi"),
+        "recovered 0, incomplete 1, missed 0");
     row("another text", messages("a", "hi"), none, messages("a", "h"),
         "missed 1, copies of live data 0, invented 1");
 }

@@ -110,12 +110,16 @@ private Q_SLOTS:
     void columnsThatCannotBeBound_data();
     void columnsThatCannotBeBound();
     void timeMayComeFirst();
+    void wholeCellsAreBelieved_data();
+    void wholeCellsAreBelieved();
     void directionAndConversation();
     void messagesStandInOrder();
     void liveMessagesOfAnyConversationExclude();
     void freedPagesGoToTheConversationTheyFit();
     void firstTypeBehindAFreeblockHeader();
     void otherTablesAreNoConversations();
+    void manyLayoutsTakeLittleTime();
+    void namesOfAnyCharacters();
     void secondScanAddsToTheSameChats();
     void facadesKeepTheirOwnChats();
     void progressIsDividedOnce();
@@ -267,6 +271,36 @@ void TestWeixin::timeMayComeFirst()
                  QStringLiteral("%1 %2 1 received %3").arg(Hash).arg(Time).arg(longText("hello"))));
 }
 
+void TestWeixin::wholeCellsAreBelieved_data()
+{
+    QTest::addColumn<QString>("values");
+    QTest::addColumn<QString>("found");
+    const auto row = [](const char *name, const char *values, const char *found) {
+        QTest::newRow(name) << QString::fromLatin1(values) << QString::fromLatin1(found);
+    };
+    row("wrong clock", "100000000,1,'hello',1", "100000000 1 received hello");
+    row("before 1970", "-1400000000,1,'hello',1", "-1400000000 1 received hello");
+    row("nothing but the time", "1500000000,0,NULL,NULL", "1500000000 0 sent ");
+    row("no direction", "1500000000,NULL,'hello',3", "1500000000 3 sent hello");
+    row("a large type", "1500000000,1,'hello',16777265", "1500000000 16777265 received hello");
+}
+
+/// Freed rows of which nothing is overwritten need not make sense.
+void TestWeixin::wholeCellsAreBelieved()
+{
+    QFETCH(QString, values);
+    QFETCH(QString, found);
+    for (const QString &columns : {OldColumns, NewColumns}) {
+        ChatFile file;
+        QVERIFY(file.create(path("one.db"), {Hash}, columns));
+        QVERIFY(file.exec(QStringLiteral("INSERT INTO Chat_%1 (CreateTime, Des, Message, Type) "
+                                         "VALUES (%2); DELETE FROM Chat_%1")
+                              .arg(Hash, values))
+                && file.close());
+        QCOMPARE(toText(scanWeixin(path("one.db"))), QStringList(Hash + QLatin1Char(' ') + found));
+    }
+}
+
 void TestWeixin::directionAndConversation()
 {
     ChatFile file;
@@ -383,6 +417,68 @@ void TestWeixin::otherTablesAreNoConversations()
     QCOMPARE(recovery.scanRecoveryForType(ScanTypeWeChat, path("one.db"), &probe), 0);
     QCOMPARE(recovery.getWeiChatCount(), 0u);
     QCOMPARE(probe.doneCalls, 1);
+}
+
+/// Every table of a hostile file may have columns of its own.
+void TestWeixin::manyLayoutsTakeLittleTime()
+{
+    ChatFile file;
+    QVERIFY(file.create(path("one.db")));
+    QString tables = QStringLiteral("PRAGMA writable_schema=1;");
+    for (int i = 0; i < 1000; ++i) {
+        QString columns = QStringLiteral("c%1").arg(i);
+        for (int more = i % 200; more > 0; --more) {
+            columns += QLatin1String(",x");
+        }
+        tables += QStringLiteral("INSERT INTO sqlite_master VALUES ('table','Chat_%1','Chat_%1',2,"
+                                 "'create table Chat_%1(%2,CreateTime,Message,Type,Des)');")
+                      .arg(i)
+                      .arg(columns);
+    }
+    QVERIFY(file.exec(QStringLiteral("BEGIN")));
+    for (int i = 0; i < 2000; ++i) {
+        QVERIFY(file.insert(QString(300, QLatin1Char('\x04')), Time + i));
+    }
+    QVERIFY(file.exec(QStringLiteral("DELETE FROM Chat_%1;").arg(Hash) + tables
+                      + QStringLiteral("COMMIT"))
+            && file.close());
+    QElapsedTimer timer;
+    timer.start();
+    scanWeixin(path("one.db"));
+    QVERIFY(timer.elapsed() < 20000);
+}
+
+void TestWeixin::namesOfAnyCharacters()
+{
+    ChatFile file;
+    QVERIFY(file.create(path("one.db"), {}));
+    const QStringList chatIds{QStringLiteral("a\"b"), QStringLiteral("%"),
+                              QStringLiteral("'; drop table x; --"), QString()};
+    for (const QString &chatId : chatIds) {
+        const QString name =
+            QStringLiteral("\"Chat_%1\"")
+                .arg(QString(chatId).replace(QLatin1Char('"'), QLatin1String("\"\"")));
+        QVERIFY(file.exec(QStringLiteral("CREATE TABLE %1(%2)").arg(name, NewColumns)));
+        for (int i = 0; i < 3; ++i) { // the last one stays, and must be known as live
+            QVERIFY(
+                file.exec(QStringLiteral("INSERT INTO %1 (CreateTime, Des, Message, Type) "
+                                         "VALUES (%2,1,'%3',1)")
+                              .arg(name)
+                              .arg(Time + i)
+                              .arg(longText("in ") + QString::number(chatIds.indexOf(chatId)))));
+        }
+        QVERIFY(file.exec(QStringLiteral("DELETE FROM %1 WHERE MesLocalID<3").arg(name)));
+    }
+    QVERIFY(file.close());
+    QHash<QString, int> found;
+    for (const FoundWeixinMessage &message : scanWeixin(path("one.db"))) {
+        QCOMPARE(message.message.message,
+                 longText("in ") + QString::number(chatIds.indexOf(message.chatId)));
+        ++found[message.chatId];
+    }
+    for (const QString &chatId : chatIds) {
+        QCOMPARE(found[chatId], 2);
+    }
 }
 
 /// The files of one account share conversations, and are scanned one after the other.

@@ -6,16 +6,14 @@
 namespace {
 
 constexpr int Free = CarvedWeixinMessage::NoConversation;
-constexpr quint32 Page = 9;
 
-CarvedWeixinMessage message(const char *text, qint32 time, qint64 rowid = 0, quint32 pageNo = Page)
+CarvedWeixinMessage message(const char *text, qint32 time, qint64 rowid = 0)
 {
     CarvedWeixinMessage carved;
     carved.text = QString::fromUtf8(text);
     carved.createTime = time;
     carved.type = 1;
     carved.rowid = rowid;
-    carved.pageNo = pageNo;
     return carved;
 }
 
@@ -54,7 +52,7 @@ private Q_SLOTS:
     void partsOfOneMomentAreBounded();
     void conversationsOfFreePages_data();
     void conversationsOfFreePages();
-    void pageDecidesWhereARowDoesNot();
+    void firstOfSeveralConversations();
     void messagesOfAConversationStay();
     void findingIsLinear();
 
@@ -180,20 +178,20 @@ void TestWeixinAssembler::conversationsOfFreePages()
     QCOMPARE(messages.first().conversation, Free);
 }
 
-/// Of two conversations that a row fits in the first one in the schema gets it, unless the other
-/// rows of its page lie in one of them alone.
-void TestWeixinAssembler::pageDecidesWhereARowDoesNot()
+/// Of several conversations that a row fits in the first one in the schema gets it, of emptied ones
+/// the first that had so many messages.
+void TestWeixinAssembler::firstOfSeveralConversations()
 {
-    const QVector<WeixinNumbers> alike{{{{1, 10}, {5, 50}}, 9}, {{{1, 10}, {5, 50}, {6, 60}}, 9}};
-    QVector<CarvedWeixinMessage> messages{message("both", 30, 3), message("only the second", 55, 6),
-                                          message("no number", 30, 0),
-                                          message("elsewhere", 30, 3, Page + 1)};
+    const QVector<WeixinNumbers> alike{
+        {{}, 0}, {{}, 8}, {{}, 9}, {{{1, 10}, {5, 50}}, 9}, {{{1, 10}, {5, 50}}, 9}};
+    QVector<CarvedWeixinMessage> messages{message("both", 30, 3), message("neither", 5, 8),
+                                          message("neither", 5, 9), message("no number", 30, 0)};
     QVector<int> found;
-    findConversations({alike[1], alike[0]}, &messages);
+    findConversations(alike, &messages);
     for (const CarvedWeixinMessage &carved : qAsConst(messages)) {
         found << carved.conversation;
     }
-    QCOMPARE(found, (QVector<int>{1, 1, 1, 0}));
+    QCOMPARE(found, (QVector<int>{3, 1, 2, 0}));
 }
 
 void TestWeixinAssembler::messagesOfAConversationStay()
@@ -214,7 +212,7 @@ void TestWeixinAssembler::findingIsLinear()
     for (int i = 0; i < Messages; ++i) {
         const int time = i % Conversations * 1000 + i / Conversations; // one after the other
         numbers[i % Conversations].messages.append({i / Conversations * 2 + 1, time});
-        messages.append(message("x", time, i / Conversations * 2 + 2, quint32(i)));
+        messages.append(message("x", time, i / Conversations * 2 + 2));
     }
     QElapsedTimer timer;
     timer.start();

@@ -203,6 +203,8 @@ void TestWhatsappAssembler::senders()
 
 void TestWhatsappAssembler::namesAreListedOnce()
 {
+    member(1, "Wrong");
+    m_carved.members.back().key = {1, false, true}; // the certain key counts
     member(1, "Ida");
     member(2, "Clara");
     int date = 0;
@@ -212,13 +214,20 @@ void TestWhatsappAssembler::namesAreListedOnce()
     member(3, "Olga").session = 2;
     m_carved.members.back().key = {3, false, true};
     message("X", ++date).row.member = 3; // concluded, and of another chat
+    member(4, "Eva");
+    m_carved.members.back().key = {4, false, true};
+    message("X", ++date).row.member = 4; // concluded, and of this chat
+    member(5, "Nora");
+    m_carved.members.back().key = {5, false, false};
+    message("X", ++date).row.member = 5; // a guess
     const auto chats = assembleWhatsappChats(m_live, m_carved);
     QCOMPARE(chats.at(0)->memberNames,
-             (QStringList{QStringLiteral("Clara"), QStringLiteral("Ida")}));
+             (QStringList{QStringLiteral("Clara"), QStringLiteral("Ida"), QStringLiteral("Eva")}));
     QCOMPARE(assembled(),
              (QStringList{QStringLiteral("1|Clara|X"), QStringLiteral("2|Ida|X"),
                           QStringLiteral("3|Unknown member|X"), QStringLiteral("4|Clara|X"),
-                          QStringLiteral("5||X"), QStringLiteral("6|Unknown member|X")}));
+                          QStringLiteral("5||X"), QStringLiteral("6|Unknown member|X"),
+                          QStringLiteral("7|Eva|X"), QStringLiteral("8|Unknown member|X")}));
 }
 
 void TestWhatsappAssembler::mediaOfOthers()
@@ -407,7 +416,7 @@ void TestWhatsappAssembler::copiesAndPieces_data()
     QTest::newRow("other text") << QString() << false << "tea" << 2;
     QTest::newRow("beginning of the text") << QString() << false << "mi" << 2;
     QTest::newRow("other status") << "status" << false << "milk" << 2;
-    QTest::newRow("other identifier") << "stanza" << false << "milk" << 2;
+    QTest::newRow("other identifier") << "stanza" << false << "milk" << 1; // no field of a record
     QTest::newRow("other media") << "media" << false << "milk" << 2;
     QTest::newRow("other reply") << "parent" << false << "milk" << 2;
     QTest::newRow("piece") << QString() << true << "mi" << 1;
@@ -452,6 +461,8 @@ void TestWhatsappAssembler::otherEntities_data()
     const QVector<qint64> most{1, 1};
     QTest::newRow("live rows tell") << WhatsappEntity{9, 1} << false << QVector<qint64>{9};
     QTest::newRow("whole cells tell") << WhatsappEntity{0, 1} << true << QVector<qint64>{9};
+    QTest::newRow("numbered anew since")
+        << WhatsappEntity{1, 1} << true << QVector<qint64>{1, 9, 1};
     QTest::newRow("the list tells") << WhatsappEntity{0, 9} << false << QVector<qint64>{9};
     QTest::newRow("the list tells of others") << WhatsappEntity{0, 5} << false << most;
     QTest::newRow("nothing tells") << WhatsappEntity() << false << most;

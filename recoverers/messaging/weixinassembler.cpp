@@ -16,19 +16,6 @@ qint64 momentOf(qint32 createTime, bool isFromMe)
     return qint64(createTime) * 2 + (isFromMe ? 1 : 0);
 }
 
-/// The conversations that a message fits in.
-struct Fit
-{
-    int first = NoConversation;
-    int count = 0;
-
-    void add(int conversation)
-    {
-        first = count == 0 ? conversation : first;
-        ++count;
-    }
-};
-
 /// The messages of one conversation around a row identifier that only grows from call to call.
 class Neighbours
 {
@@ -72,56 +59,20 @@ private:
     qint32 m_timeBehind = 0;
 };
 
-Fit fitOf(QVector<Neighbours> *conversations, const CarvedWeixinMessage &message)
+/// The first conversation that the message fits in, or of those that are empty the first that may
+/// have held it; else the first of all.
+int conversationOf(QVector<Neighbours> *conversations, const CarvedWeixinMessage &message)
 {
-    Fit fit;
-    Fit emptied;
+    int emptied = NoConversation;
     for (int i = 0; i < conversations->size(); ++i) {
         Neighbours &neighbours = (*conversations)[i];
-        if (neighbours.mayHaveHeld(message.rowid)) {
-            emptied.add(i);
+        if (emptied == NoConversation && neighbours.mayHaveHeld(message.rowid)) {
+            emptied = i;
         } else if (!neighbours.isEmpty() && neighbours.fits(message.rowid, message.createTime)) {
-            fit.add(i);
+            return i;
         }
     }
-    return fit.count > 0 ? fit : emptied;
-}
-
-/// What each of the messages with these places in the list fits in.
-QVector<Fit> fitsOf(const QVector<WeixinNumbers> &conversations,
-                    const QVector<CarvedWeixinMessage> &messages, QVector<int> places)
-{
-    QVector<Neighbours> neighbours;
-    for (const WeixinNumbers &numbers : conversations) {
-        neighbours.append(Neighbours(numbers));
-    }
-    std::sort(places.begin(), places.end(),
-              [&](int a, int b) { return messages[a].rowid < messages[b].rowid; });
-    QVector<Fit> fits(messages.size());
-    for (const int place : qAsConst(places)) {
-        if (messages[place].rowid > 0) {
-            fits[place] = fitOf(&neighbours, messages[place]);
-        }
-    }
-    return fits;
-}
-
-/// By page, the conversation that most of those messages fit in that fit in one alone.
-QHash<quint32, int> conversationsOfPages(const QVector<CarvedWeixinMessage> &messages,
-                                         const QVector<int> &places, const QVector<Fit> &fits)
-{
-    QHash<QPair<quint32, int>, int> votes;
-    QHash<quint32, int> best;
-    for (const int place : places) {
-        if (fits[place].count == 1) {
-            const quint32 pageNo = messages[place].pageNo;
-            const int votesNow = ++votes[{pageNo, fits[place].first}];
-            if (!best.contains(pageNo) || votesNow > votes.value({pageNo, best[pageNo]})) {
-                best[pageNo] = fits[place].first;
-            }
-        }
-    }
-    return best;
+    return std::max(emptied, 0);
 }
 
 } // namespace
@@ -136,11 +87,17 @@ void DeletedWeixinMessages::add(const CarvedWeixinMessage &message)
         return;
     }
     m_places.insert(key, m_messages.size());
+    m_moments.insert(momentOf(message.createTime, message.isFromMe));
     if (message.isIncomplete) {
         m_incomplete.insert(momentOf(message.createTime, message.isFromMe), m_messages.size());
     }
     m_messages.append(message);
     m_isDropped.append(false);
+}
+
+bool DeletedWeixinMessages::hasMoment(qint32 createTime, bool isFromMe) const
+{
+    return m_moments.contains(momentOf(createTime, isFromMe));
 }
 
 void DeletedWeixinMessages::dropLive(qint32 createTime, bool isFromMe, const QString &text)
@@ -195,15 +152,14 @@ void findConversations(const QVector<WeixinNumbers> &conversations,
             places.append(i);
         }
     }
-    const QVector<Fit> fits = fitsOf(conversations, *messages, places);
-    const QHash<quint32, int> ofPages = conversationsOfPages(*messages, places, fits);
+    std::sort(places.begin(), places.end(),
+              [messages](int a, int b) { return messages->at(a).rowid < messages->at(b).rowid; });
+    QVector<Neighbours> neighbours;
+    for (const WeixinNumbers &numbers : conversations) {
+        neighbours.append(Neighbours(numbers));
+    }
     for (const int place : qAsConst(places)) {
         CarvedWeixinMessage &message = (*messages)[place];
-        const Fit &fit = fits[place];
-        if (fit.count == 1) {
-            message.conversation = fit.first;
-        } else {
-            message.conversation = ofPages.value(message.pageNo, std::max(fit.first, 0));
-        }
+        message.conversation = message.rowid > 0 ? conversationOf(&neighbours, message) : 0;
     }
 }

@@ -12,6 +12,9 @@ public:
     /// Takes the message unless one of equal time, direction and text was taken before.
     void add(const CarvedWeixinMessage &message);
 
+    /// False when no message of this time and direction was taken.
+    bool hasMoment(qint32 createTime, bool isFromMe) const;
+
     /// Drops what is this existing message, or a part of it.
     void dropLive(qint32 createTime, bool isFromMe, const QString &text);
 
@@ -41,14 +44,15 @@ private:
 
     QVector<CarvedWeixinMessage> m_messages;
     QVector<bool> m_isDropped;
+    QSet<qint64> m_moments;               ///< of all
     QHash<Key, int> m_places;             ///< of all
     QMultiHash<qint64, int> m_incomplete; ///< by time and direction
 };
 
 /// Tells to which conversation each message on a free page belonged: to the one among whose
-/// messages its row identifier and its time fit in order. Where that does not decide, to the
-/// conversation that the other messages of its page fit in, else to the first that it fits in, else
-/// to the first of all. An emptied conversation, in which nothing contradicts, is asked last.
+/// messages its row identifier and its time fit in order; where there are several, to the first
+/// of them, where there is none, to the first of all. An emptied conversation, in which nothing
+/// contradicts, is asked last.
 ///
 /// Sets `conversation` of the messages that have none. Does nothing without conversations.
 void findConversations(const QVector<WeixinNumbers> &conversations,

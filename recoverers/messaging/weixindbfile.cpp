@@ -34,15 +34,9 @@ QString quoted(QString name)
            + QLatin1Char('"');
 }
 
-/// Equal for tables whose rows look alike.
-QString layoutOf(const TableSchema &table)
-{
-    QString layout;
-    for (const ColumnDef &column : table.columns) {
-        layout += column.definition + QLatin1Char(',');
-    }
-    return layout;
-}
+/// The free pages are searched for the rows of so many layouts. The conversations of one file were
+/// all made by two or three versions of the program.
+constexpr int MostLayouts = 16;
 
 void sortByTime(WeiChatChat *chat)
 {
@@ -93,8 +87,9 @@ struct weixinDBFile::LayoutSearch
     }
 
     MsgMatcher matcher;
-    const TableSchema *table = nullptr; ///< any of them that can be searched
-    double step = 0;                    ///< of progress, for each free region
+    const TableSchema *table = nullptr; ///< any of them
+    bool mayUseFreePages = false;
+    double step = 0; ///< of progress, for each free region
 };
 
 void weixinDBFile::carve()
@@ -104,18 +99,25 @@ void weixinDBFile::carve()
     }
     findFreeRegions();
     m_isSearched.fill(false, int(std::min<qint64>(qint64(headerInfo().pageCount) + 1, INT_MAX)));
-    std::map<QString, std::unique_ptr<LayoutSearch>> searches; // nearly always one
+    std::map<QVector<int>, std::unique_ptr<LayoutSearch>> searches; // nearly always one
+    MsgMatcher binder(this);
+    int layouts = 0;
     for (int i = 0; i < m_conversations.size(); ++i) {
-        std::unique_ptr<LayoutSearch> &search = searches[layoutOf(*m_conversations[i])];
+        const bool isBound = binder.bindColumns(*m_conversations[i]);
+        std::unique_ptr<LayoutSearch> &search = searches[binder.layout()];
         if (!search) {
             search = std::make_unique<LayoutSearch>(this);
+            search->mayUseFreePages = isBound && ++layouts <= MostLayouts;
         }
         if (!carveConversation(i, search.get())) {
             return;
         }
     }
     for (auto &[layout, search] : searches) {
-        if (search->table && !carveFreePages(search.get())) {
+        const bool goOn = search->mayUseFreePages
+                              ? carveFreePages(search.get())
+                              : reportProgress(search->step * freeRegions.size());
+        if (!goOn) {
             return;
         }
     }
@@ -194,7 +196,11 @@ void weixinDBFile::readLiveMessages()
         query.forEachRow(
             QStringLiteral("select createtime, des, message from %1").arg(quoted(table)),
             [this](const LiveRow &row) {
-                m_deleted.dropLive(qint32(row.integer(0)), row.integer(1) == 0, row.text(2));
+                const auto time = qint32(row.integer(0));
+                const bool isFromMe = row.integer(1) == 0;
+                if (m_deleted.hasMoment(time, isFromMe)) { // or its text need not be decoded
+                    m_deleted.dropLive(time, isFromMe, row.text(2));
+                }
             });
     }
 }

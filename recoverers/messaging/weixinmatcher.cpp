@@ -28,6 +28,7 @@ weixinDBFile::MsgMatcher::MsgMatcher(weixinDBFile *recoverer)
 
 bool weixinDBFile::MsgMatcher::bindColumns(const TableSchema &table)
 {
+    m_columnCount = table.columns.size();
     m_createTime = table.columnIndex(QLatin1String("createtime"));
     m_message = table.columnIndex(QLatin1String("message"));
     m_type = table.columnIndex(QLatin1String("type"));
@@ -93,9 +94,7 @@ void weixinDBFile::MsgMatcher::extractRecord(const TableSchema &table, const QBy
         m_usualFirstType = serialTypes[0];
         return;
     }
-    const DatabaseHeader &header = m_owner->headerInfo();
     m_held.conversation = m_conversation;
-    m_held.pageNo = quint32(m_owner->regionOffset() / header.pageSize) + 1;
     m_held.rowid = m_rowid;
 }
 
@@ -124,7 +123,11 @@ void weixinDBFile::MsgMatcher::readRow(const TableSchema &, const Row &row)
     }
     message.isIncomplete = fields.isCovered() || fields.isCut() || damage >= 0;
     const bool saysNothing = message.text.isEmpty() && (message.isIncomplete || message.type == 0);
-    if (message.createTime >= EarliestTime && !isCut(row, fields) && !saysNothing) {
+    // A whole cell is a row, whatever it holds; other bytes must make some sense.
+    const bool isBelievable = message.rowid > 0
+                                  ? !message.isIncomplete || !message.text.isEmpty()
+                                  : message.createTime >= EarliestTime && !saysNothing;
+    if (isBelievable && !isCut(row, fields)) {
         m_owner->m_deleted.add(message);
     }
 }

@@ -15,6 +15,12 @@ public:
     void extractRecord(const TableSchema &table, const QByteArray &payload, bool isDeleted,
                        int limit) override;
 
+    /// Equal for bound tables whose rows look alike.
+    QVector<int> layout() const
+    {
+        return {m_columnCount, m_createTime, m_message, m_type, m_des, m_alias};
+    }
+
     /// Whose leaf pages are searched from now on.
     void startConversation(int conversation) { m_conversation = conversation; }
 
@@ -26,6 +32,7 @@ private:
     bool isTimeAt(const QByteArray &region, qint64 pos) const;
 
     weixinDBFile *m_owner;
+    int m_columnCount = 0;
     int m_createTime = -1;
     int m_message = -1;
     int m_type = -1;

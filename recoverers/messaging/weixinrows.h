@@ -18,8 +18,7 @@ struct CarvedWeixinMessage
     bool isFromMe = false;
     bool isIncomplete = false;         ///< not all of the text is there
     int conversation = NoConversation; ///< whose leaf page it lies on; on a free page none's
-    quint32 pageNo = 0;
-    qint64 rowid = 0; ///< of a cell of which the prefix is whole; 0 when unknown
+    qint64 rowid = 0;                  ///< of a cell of which the prefix is whole; 0 when unknown
 };
 
 /// What exists of a conversation, to tell whose messages lie on free pages.

@@ -41,7 +41,7 @@ QString contentKey(const WhatsappMessage &m)
                                 m.media, m.parent, m.date}) {
         key += QString::number(number) + separator;
     }
-    const QStringList texts{m.stanzaId, m.text, m.fromJid, m.pushName, m.toJid};
+    const QStringList texts{m.text, m.fromJid, m.pushName, m.toJid};
     return key + texts.join(separator);
 }
 

@@ -63,12 +63,6 @@ constexpr WhatsappColumn<WhatsappMessage> MessageColumns[] = {
     {"ztojid", nullptr, &WhatsappMessage::toJid},
 };
 
-/// What is read in place of an address is none where a header is read shifted.
-bool isAddress(const QString &text)
-{
-    return text.contains(QLatin1Char('@'));
-}
-
 /// The bytes of most keys of a table.
 int usualKeyLength(qint64 highest)
 {
@@ -105,8 +99,7 @@ bool WhatsappMatcher<Fields>::matchHeader(const TableSchema &table, const QByteA
     const int columnCount = table.columns.size();
     decodeAround(region, anchorPos, m_anchor - 1, columnCount - m_anchor);
     takeEntityAsByte();
-    if (serialTypes.size() != columnCount - 1 || !isRow() || !isOfLiveEntity(region)
-        || isCellOfOtherLayout(region)) {
+    if (serialTypes.size() != columnCount - 1 || !isRow() || isCellOfOtherLayout(region)) {
         return false;
     }
     keepRowid(region);
@@ -120,19 +113,6 @@ template<typename Fields> void WhatsappMatcher<Fields>::takeEntityAsByte()
     if (m_entity == 1 && !serialTypes.isEmpty() && varintLength(serialTypes[0]) > 1) {
         takeFirstType(serialTypes[0] & 0x7f, 1 - varintLength(serialTypes[0]));
     }
-}
-
-template<typename Fields>
-bool WhatsappMatcher<Fields>::isOfLiveEntity(const QByteArray &region) const
-{
-    if (m_entity < 1 || m_knownEntity.live == 0) {
-        return true;
-    }
-    const qint64 start = bodyStart + bodyOffset(m_entity);
-    return start <= region.size()
-           && decodeIntegerField(region.constData() + start, region.size() - start,
-                                 columnType(m_entity), owner->headerInfo().textEncoding)
-                  == m_knownEntity.live;
 }
 
 template<typename Fields>
@@ -209,7 +189,7 @@ bool WhatsappDbFile::SessionMatcher::isRow() const
 void WhatsappDbFile::SessionMatcher::readRow(const TableSchema &, const Row &row)
 {
     CarvedWhatsappRow<WhatsappSession> carved;
-    if (!readFields(row, &carved) || !isAddress(carved.row.contactJid)) {
+    if (!readFields(row, &carved)) {
         return;
     }
     m_owner->m_carved.sessions.push_back(carved);
@@ -250,7 +230,7 @@ void WhatsappDbFile::MemberMatcher::readRow(const TableSchema &, const Row &row)
 {
     CarvedWhatsappRow<WhatsappMember> carved;
     // A member whose name is lost must not stand for one without a name.
-    if (!readFields(row, &carved) || carved.isIncomplete || !isAddress(carved.row.memberJid)) {
+    if (!readFields(row, &carved) || carved.isIncomplete) {
         return;
     }
     m_owner->m_carved.members.push_back(carved);

@@ -60,7 +60,6 @@ protected:
 
 private:
     void takeEntityAsByte();
-    bool isOfLiveEntity(const QByteArray &region) const;
 
     WhatsappEntity m_knownEntity;
     int m_entity = -1;                 ///< the column; it may be missing

@@ -100,29 +100,29 @@ struct WhatsappEntity
     qint64 registered = 0; ///< as the list of entities says
 };
 
-/// Drops the rows that are not of the table's entity. Where no live row tells which that is, the
-/// rows whose cells are whole decide, then the list of entities, then the majority.
+/// Drops the rows that are not of the table's entity. Its number is that of the live rows, or of
+/// rows whose cells are whole: a new version of the program may have numbered the entities anew.
+/// Where neither tells, the list of entities decides, then the majority.
 template<typename Rows> void dropOtherEntities(const WhatsappEntity &entity, Rows *rows)
 {
     QHash<qint64, size_t> counts;
-    QHash<qint64, size_t> intactCounts;
+    QSet<qint64> kept;
     for (const auto &row : *rows) {
         ++counts[row.entity];
-        intactCounts[row.entity] += row.key.isIntact ? 1 : 0;
+        if (row.key.isIntact) {
+            kept.insert(row.entity);
+        }
     }
-    const auto mostOf = [](const QHash<qint64, size_t> &numbers) {
-        return std::max_element(numbers.cbegin(), numbers.cend());
-    };
-    if (rows->empty()) {
-        return;
+    if (entity.live != 0) {
+        kept.insert(entity.live);
     }
-    const auto intact = mostOf(intactCounts);
-    const qint64 kept = entity.live != 0                     ? entity.live
-                        : *intact > 0                        ? intact.key()
-                        : counts.contains(entity.registered) ? entity.registered
-                                                             : mostOf(counts).key();
+    if (kept.isEmpty() && !counts.isEmpty()) {
+        kept.insert(counts.contains(entity.registered)
+                        ? entity.registered
+                        : std::max_element(counts.cbegin(), counts.cend()).key());
+    }
     rows->erase(std::remove_if(rows->begin(), rows->end(),
-                               [kept](const auto &row) { return row.entity != kept; }),
+                               [&kept](const auto &row) { return !kept.contains(row.entity); }),
                 rows->end());
 }
 
