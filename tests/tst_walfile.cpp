@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
+
 namespace {
 
 constexpr int PageSize = 512;
@@ -193,6 +195,10 @@ void TestWalFile::questionsBeyondTheLog()
     QVERIFY(!missing.load());
     WalFile folder(m_dir.path());
     QVERIFY(!folder.load());
+    const QString pipePath = m_dir.filePath(QStringLiteral("pipe"));
+    QCOMPARE(::mkfifo(QFile::encodeName(pipePath).constData(), 0600), 0);
+    WalFile pipe(pipePath); // opening it would wait for a writer
+    QVERIFY(!pipe.load());
 }
 
 void TestWalFile::onlyPlainReadingOpensAVersion_data()
