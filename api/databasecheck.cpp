@@ -72,6 +72,9 @@ LogState checkLog(const QString &path)
     if (!info.isFile() || !QFile(path).open(QIODevice::ReadOnly)) {
         return LogState::Unreadable;
     }
+    if (info.size() == 0) { // as SQLite leaves it once all is in the database
+        return LogState::NothingCommitted;
+    }
     WalFile log(path);
     if (!log.load()) {
         return LogState::NotALog;

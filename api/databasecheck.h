@@ -25,7 +25,7 @@ enum class LogState {
     Missing,          ///< there is no file of that name
     Unreadable,       ///< not a regular file, or the system refuses to read it
     NotALog,          ///< it does not begin as a log does; an empty file is none either
-    NothingCommitted, ///< a log without a whole transaction
+    NothingCommitted, ///< a log without a whole transaction, or without a byte
 };
 
 /// Says what a comparison of the versions in the log `path` can expect, as checkDatabase() does of

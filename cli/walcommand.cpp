@@ -17,6 +17,7 @@ QString logObstacle(const QString &path)
 {
     switch (checkLog(path)) {
     case LogState::Usable:
+    case LogState::NothingCommitted: // sound, with nothing to compare
         return QString();
     case LogState::Missing:
         return QStringLiteral("no such log: %1").arg(path);
@@ -24,8 +25,6 @@ QString logObstacle(const QString &path)
         return QStringLiteral("cannot read the log: %1").arg(path);
     case LogState::NotALog:
         return QStringLiteral("not a write-ahead log: %1").arg(path);
-    case LogState::NothingCommitted:
-        return QStringLiteral("nothing is committed in the log: %1").arg(path);
     }
     return QStringLiteral("cannot scan the log: %1").arg(path);
 }
