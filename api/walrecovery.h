@@ -69,10 +69,10 @@ public:
     unsigned getMessageGroupCount();
     const MessageGroupRecord *getMessageGroup(unsigned index);
 
-    /// Contacts (ScanTypeContacts): deleted persons and former versions of persons who changed, then
-    /// persons who still exist with the values of theirs that were deleted, then values of unknown
-    /// persons. Of a deleted person the last version has the values. A change of nothing but the
-    /// date of change gives no contact.
+    /// Contacts (ScanTypeContacts): deleted persons and former versions of persons who changed,
+    /// then persons who still exist with the values of theirs that were deleted, then values of
+    /// unknown persons. Of a deleted person the last version has the values. A change of nothing
+    /// but the date of change gives no contact.
     unsigned getContactCount();
     const PersonRecord *getContact(unsigned index);
 
