@@ -2,6 +2,7 @@
 #include "samples/safaritruth.h"
 #include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
+#include "tests/support/testfiles.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -9,18 +10,6 @@
 #include <QtTest>
 
 namespace {
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
 
 QStringList texts(const QVector<BookmarkRecord> &bookmarks)
 {

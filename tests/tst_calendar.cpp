@@ -2,17 +2,12 @@
 #include "samples/sampledatabase.h"
 #include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
+#include "tests/support/testfiles.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
-
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 QStringList titlesOf(const FoundCalendars &found)
 {
@@ -113,7 +108,7 @@ private:
     FoundCalendars scan() const { return scanCalendars(path()); }
     CalendarResult compare(const CalendarSample &sample) const
     {
-        return compareCalendars(sample, contents(path()), scan());
+        return compareCalendars(sample, readFile(path()), scan());
     }
     QTemporaryDir m_dir;
 };
@@ -367,7 +362,7 @@ void TestCalendar::locationsOnOtherPages()
     QVERIFY(db.exec(QStringLiteral("INSERT INTO Location (title, radius, item_owner_id, "
                                    "alarm_owner_id) VALUES ('Room 4', 0, 1, 0)"))
             && db.close());
-    const QByteArray bytes = contents(path());
+    const QByteArray bytes = readFile(path());
     QFile file(path());
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(QByteArray(bytes).replace("Dentist", "Doctors")); // the copy is of another event
@@ -540,7 +535,7 @@ void TestCalendar::truncation()
     CalendarSample sample;
     const CalendarPlan plan{CalendarLayout::Ios10, CalendarDeletion::Scattered, 30, 2};
     QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
-    const QByteArray whole = contents(path());
+    const QByteArray whole = readFile(path());
     QFile file(path());
     QVERIFY(file.open(QIODevice::ReadWrite));
     int most = 0;

@@ -7,6 +7,7 @@
 #include "samples/safarilayout.h"
 #include "samples/sampledatabase.h"
 #include "tests/support/folderstate.h"
+#include "tests/support/testfiles.h"
 #include "tests/support/walbuilder.h"
 
 #include <QDateTime>
@@ -108,18 +109,6 @@ Run runProgram(const QStringList &arguments)
 bool isOneLine(const QByteArray &bytes)
 {
     return bytes.size() > 1 && bytes.count('\n') == 1 && bytes.endsWith('\n');
-}
-
-QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
 Call callOf(const QJsonObject &object)
@@ -753,7 +742,7 @@ void TestCli::outputReplacesAFileWhole()
         {QStringLiteral("--format"), QStringLiteral("jsonl"), QStringLiteral("--output"), output});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.out, QByteArray());
-    QCOMPARE(sorted(callsFromJsonLines(contentsOf(output))), sorted(sampleCalls()));
+    QCOMPARE(sorted(callsFromJsonLines(readFile(output))), sorted(sampleCalls()));
     QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files).size(), 2);
 }
 
@@ -851,7 +840,7 @@ void TestCli::readerThatGoesAwayIsAFailure()
                    QStringLiteral(SQLITERECOVERY_PROGRAM), path(QStringLiteral("call.db")),
                    exitCode});
     const Run run = finish(process);
-    QCOMPARE(contentsOf(exitCode), QByteArray("1\n"));
+    QCOMPARE(readFile(exitCode), QByteArray("1\n"));
     QVERIFY2(isOneLine(run.err) && run.err.contains("cannot write"), run.err.constData());
 }
 

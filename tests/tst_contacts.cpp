@@ -4,6 +4,7 @@
 #include "samples/sampledatabase.h"
 #include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
+#include "tests/support/testfiles.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -65,18 +66,6 @@ QStringList valuesOf(const PersonRecord &person, int property)
 int percent(int part, int whole)
 {
     return whole == 0 ? 100 : part * 100 / whole;
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
 } // namespace

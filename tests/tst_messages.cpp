@@ -3,6 +3,7 @@
 #include "samples/sampledatabase.h"
 #include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
+#include "tests/support/testfiles.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -16,12 +17,6 @@ int countMessages(const QVector<MessageGroupRecord> &groups)
         count += group.messages.size();
     }
     return count;
-}
-
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 /// A row of the table "message" of the newer layouts.
@@ -235,7 +230,7 @@ void TestMessages::everyLayoutAndDeletion()
     const MessagePlan plan{MessageLayout(layout), MessageDeletion(deletion), 400, 11};
     MessageSample sample;
     QVERIFY(makeSample(plan, deviceOptions(plan.layout), path("sms.db"), &sample));
-    const MessageResult result = compareMessages(sample, contents(path("sms.db")), scan());
+    const MessageResult result = compareMessages(sample, readFile(path("sms.db")), scan());
     verify(result, plan.messages);
     // The file of the oldest layout is cut off where pages become free.
     const bool isCutOff = hasGroups(plan.layout)
@@ -266,7 +261,7 @@ void TestMessages::wholeTableComesBack()
     SampleOptions options; // without auto-vacuum, which would cut the free pages off
     options.pageSize = pageSize;
     QVERIFY(makeSample(plan, options, path("sms.db"), &sample));
-    const MessageResult result = compareMessages(sample, contents(path("sms.db")), scan());
+    const MessageResult result = compareMessages(sample, readFile(path("sms.db")), scan());
     verify(result, plan.messages);
     QVERIFY2(result.overwritten <= result.deleted / 100, qPrintable(report(result)));
 }
@@ -281,7 +276,7 @@ void TestMessages::rowsFromBeforeTheTableWasWidened()
     QVERIFY(db.exec(QStringLiteral("ALTER TABLE message ADD COLUMN syndication_ranges TEXT;"
                                    "ALTER TABLE message ADD COLUMN date_edited INTEGER;")));
     QVERIFY(db.close());
-    const MessageResult result = compareMessages(sample, contents(path("sms.db")), scan());
+    const MessageResult result = compareMessages(sample, readFile(path("sms.db")), scan());
     QVERIFY2(result.recovered == result.deleted - result.refused, qPrintable(report(result)));
     QCOMPARE(result.twice + result.wrongConversation, 0);
 }
@@ -432,7 +427,7 @@ void TestMessages::copiesAreOneMessage()
     QVERIFY(row.insert(&db) && db.exec(DeleteAll));
     const int pageSize = db.scalar(QStringLiteral("PRAGMA page_size")).toInt();
     QVERIFY(db.close());
-    QByteArray bytes = contents(path("sms.db"));
+    QByteArray bytes = readFile(path("sms.db"));
     const int at = bytes.indexOf(row.guid.toByteArray() + row.text.toUtf8());
     QVERIFY(at > 0);
     QFile file(path("sms.db"));
@@ -453,7 +448,7 @@ void TestMessages::rewrittenRows()
     QVERIFY(
         db.exec(QStringLiteral("UPDATE message SET date_read=568000000000000000 WHERE ROWID=1")));
     QVERIFY(db.close());
-    QCOMPARE(contents(path("sms.db")).count(Row().guid.toByteArray() + "Hello"), 2);
+    QCOMPARE(readFile(path("sms.db")).count(Row().guid.toByteArray() + "Hello"), 2);
     QCOMPARE(textsOf(scan()), QStringList());
     QVERIFY(db.open(path("sms.db")) && db.exec(QStringLiteral("PRAGMA secure_delete=OFF")));
     QVERIFY(db.exec(QStringLiteral("UPDATE message SET text='Good bye for now' WHERE ROWID=1"))

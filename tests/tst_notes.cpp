@@ -3,18 +3,13 @@
 #include "samples/sampledatabase.h"
 #include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
+#include "tests/support/testfiles.h"
 
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <QtTest>
 
 namespace {
-
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 QString report(const NoteResult &result)
 {
@@ -123,7 +118,7 @@ void TestNotes::everyLayoutAndDeletion()
     NoteSample sample;
     QVERIFY(makeSample(plan, path("notes.db"), &sample));
     const QVector<NoteRecord> found = scanNotes(plan.layout, path("notes.db"));
-    const NoteResult result = compareNotes(sample, contents(path("notes.db")), found);
+    const NoteResult result = compareNotes(sample, readFile(path("notes.db")), found);
     QVERIFY(result.deleted >= plan.notes / 6);
     QCOMPARE(result.found(), found.size());
     QVERIFY2(result.invented + result.twice == 0, qPrintable(report(result)));
@@ -180,7 +175,7 @@ void TestNotes::brokenChains()
     // The cell holds the least that it may, so that the text goes on over three pages.
     const QString text = longText(3 * (pageSize - 4) + 600);
     QVERIFY(makeDeletedBody(text));
-    QByteArray bytes = contents(path("notes.db"));
+    QByteArray bytes = readFile(path("notes.db"));
     const auto pageOf = [&](int page) {
         // The first words of the page behind those that come before.
         const int local = text.size() - 3 * (pageSize - 4);
@@ -230,7 +225,7 @@ void TestNotes::cellThatPointsToALiveText()
     QVERIFY(db.create(path("notes.db"), deviceOptions(NoteLayout::Ios7))
             && db.exec(noteTables(NoteLayout::Ios7)) && db.run(InsertBody, {longText(9000)})
             && db.close());
-    const QByteArray bytes = contents(path("notes.db"));
+    const QByteArray bytes = readFile(path("notes.db"));
     QFile file(path("notes.db"));
     QVERIFY(file.open(QIODevice::Append));
     file.write(bytes.mid(bytes.indexOf("line0 ") / 4096 * 4096, 4096));
@@ -244,7 +239,7 @@ void TestNotes::manyBodiesClaimOneChain()
     constexpr int pageSize = 4096;
     constexpr int claims = 40;
     QVERIFY(makeDeletedBody(longText(300000)));
-    QByteArray bytes = contents(path("notes.db"));
+    QByteArray bytes = readFile(path("notes.db"));
     const QByteArray page = bytes.mid(bytes.indexOf("line0 ") / pageSize * pageSize, pageSize);
     for (int i = 10; i < 10 + claims; ++i) {
         bytes += QByteArray(page).replace("line0 ", "lin" + QByteArray::number(i) + ' ');

@@ -3,6 +3,7 @@
 #include "tests/support/folderstate.h"
 #include "tests/support/matcherharness.h"
 #include "tests/support/scanprobe.h"
+#include "tests/support/testfiles.h"
 
 #include <QDir>
 #include <QRandomGenerator>
@@ -23,18 +24,6 @@ const QString OldColumns = QStringLiteral(
     "TableVer INTEGER DEFAULT 1, MesLocalID INTEGER PRIMARY KEY AUTOINCREMENT, MesSvrID BIGINT "
     "DEFAULT 0, CreateTime INTEGER DEFAULT 0, Message TEXT, Status INTEGER DEFAULT 0, ImgStatus "
     "INTEGER DEFAULT 0, Type INTEGER, Des INTEGER");
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
 
 QStringList toText(const QVector<FoundWeixinMessage> &messages)
 {

@@ -2,6 +2,7 @@
 #include "samples/whatsappscan.h"
 #include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
+#include "tests/support/testfiles.h"
 
 #include <QElapsedTimer>
 #include <QRandomGenerator>
@@ -16,12 +17,6 @@
 namespace {
 
 using Row = QVariantMap;
-
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 QString report(const WhatsappResult &result)
 {
@@ -159,7 +154,7 @@ void TestWhatsapp::everyDeletion()
     WhatsappSample sample;
     QVERIFY(makeSample(plan, path("chat.db"), &sample));
     const QVector<FoundWhatsappMessage> found = scanWhatsapp(path("chat.db"));
-    const WhatsappResult result = compareWhatsapp(sample, contents(path("chat.db")), found);
+    const WhatsappResult result = compareWhatsapp(sample, readFile(path("chat.db")), found);
     QVERIFY(result.deleted >= plan.messages / 6);
     QCOMPARE(result.found(), found.size());
     QVERIFY2(result.invented + result.liveCopies + result.twice <= 2, qPrintable(report(result)));
@@ -204,7 +199,7 @@ void TestWhatsapp::revokedMessagesComeAsTheyWere()
                                    "UPDATE ZWAMESSAGE SET ZMESSAGETYPE=14, ZTEXT=NULL, "
                                    "ZPHASH='2:0123456789012345' WHERE Z_PK=6"))
             && db.close());
-    QCOMPARE(contents(path("chat.db")).count("message number 2"), 2);
+    QCOMPARE(readFile(path("chat.db")).count("message number 2"), 2);
     QCOMPARE(scan(), QStringList(Group + QStringLiteral("||message number 5")));
 }
 
@@ -260,7 +255,7 @@ void TestWhatsapp::dates()
     QVERIFY(create(&db) && insert(&db, "ZWAMESSAGE", row)
             && db.exec(QStringLiteral("DELETE FROM ZWAMESSAGE")) && db.close());
     // SQLite would store no number that is none.
-    QByteArray bytes = contents(path("chat.db"));
+    QByteArray bytes = readFile(path("chat.db"));
     const auto bytesOf = [](double number) {
         quint64 bits = 0;
         std::memcpy(&bits, &number, sizeof bits);
@@ -347,7 +342,7 @@ void TestWhatsapp::memberPagesOfOtherTablesAreNotSearched()
     QVERIFY(db.exec(QStringLiteral("ALTER TABLE ZWAGROUPMEMBER RENAME TO other;") + statement
                     + QStringLiteral(";DELETE FROM other; DELETE FROM ZWAMESSAGE"))
             && db.close());
-    QVERIFY(contents(path("chat.db")).count("Ida Becker") >= 1);
+    QVERIFY(readFile(path("chat.db")).count("Ida Becker") >= 1);
     QCOMPARE(scan(), QStringList(QStringLiteral("Choir|Unknown member|T\n\nX")));
 }
 
@@ -464,7 +459,7 @@ void TestWhatsapp::damagedFiles()
     const WhatsappPlan plan{WhatsappLayout::Ios15, WhatsappDeletion::ThenMessages, 120, 2};
     WhatsappSample sample;
     QVERIFY(makeSample(plan, path("sound.db"), &sample));
-    const QByteArray sound = contents(path("sound.db"));
+    const QByteArray sound = readFile(path("sound.db"));
     QRandomGenerator random(7);
     int found = 0;
     for (int round = 0; round < 40; ++round) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/testfiles.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
@@ -12,11 +14,9 @@ inline QStringList folderState(const QString &path)
     const QFileInfoList entries = QDir(path).entryInfoList(QDir::AllEntries | QDir::Hidden
                                                            | QDir::System | QDir::NoDotAndDotDot);
     for (const QFileInfo &entry : entries) {
-        QFile file(entry.filePath());
-        const QByteArray bytes = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
         state.append(entry.fileName() + QLatin1Char(' ')
                      + entry.lastModified().toString(Qt::ISODateWithMs) + QLatin1Char(' ')
-                     + QString::fromLatin1(bytes.toBase64()));
+                     + QString::fromLatin1(readFile(entry.filePath()).toBase64()));
     }
     return state;
 }
