@@ -19,7 +19,7 @@ constexpr char HelpText[] =
     R"(Usage: sqliterecovery backup FOLDER [options]
        sqliterecovery scan TYPE FILE [options]
        sqliterecovery wal TYPE FILE [LOG] [options]
-Finds deleted records in the SQLite databases of an iOS backup, changing nothing.
+Finds deleted records in SQLite databases of an iOS backup, changing nothing.
   backup   scans every known database of a backup
   scan     scans the unused space of one database
   wal      compares the versions of one in its log, FILE-wal (types 0, 1, 3, 5)
