@@ -1,7 +1,7 @@
 #pragma once
 
 #include "api/scantype.h"
-#include "cli/deviceinfo.h"
+#include "cli/report.h"
 
 #include <QStringList>
 #include <QVector>

@@ -174,8 +174,8 @@ Calls callsFromCsv(const QByteArray &csv)
     Calls calls;
     const QVector<QStringList> rows = rowsFromCsv(csv);
     for (const QStringList &row : rows.mid(1)) {
-        calls.append({row.value(1), row.value(2).toLongLong(), row.value(3).toLongLong(),
-                      row.value(4).toLongLong()});
+        calls.append({row.value(1), row.value(2).toLongLong(), row.value(4).toLongLong(),
+                      row.value(5).toLongLong()});
     }
     return calls;
 }
@@ -237,7 +237,7 @@ private Q_SLOTS:
     void logsWithoutACommit();
 
     void evidenceStaysUntouched();
-    void outputReplacesAFileWhole();
+    void outputReplacesAFileWholeWhenForced();
     void outputRefusesTheEvidence_data();
     void outputRefusesTheEvidence();
     void unwritableOutput_data();
@@ -352,11 +352,12 @@ void TestCli::jsonFieldsHaveTheirOrder()
 {
     QVERIFY(makeDatabase(QStringLiteral("call.db"),
                          {{QStringLiteral("+15551234567"), 1342361000, 65, 4}}));
-    const QByteArray object =
-        R"({"kind":"call","address":"+15551234567","date":1342361000,"duration":65,"flags":4})";
+    const QByteArray object = R"({"kind":"call","address":"+15551234567","date":1342361000,)"
+                              R"("dateUtc":"2012-07-15T14:03:20Z","duration":65,"flags":4})";
     QCOMPARE(scanAs(QStringLiteral("jsonl")).out, object + '\n');
     QCOMPARE(scanAs(QStringLiteral("json")).out, "[\n" + object + "\n]\n");
-    QVERIFY(scanAs(QStringLiteral("csv")).out.startsWith("kind,address,date,duration,flags\r\n"));
+    QVERIFY(scanAs(QStringLiteral("csv"))
+                .out.startsWith("kind,address,date,dateUtc,duration,flags\r\n"));
 }
 
 void TestCli::textIsATableForPeople()
@@ -369,14 +370,17 @@ void TestCli::textIsATableForPeople()
     QCOMPARE(run.exitCode, 0);
     QStringList lines = QString::fromUtf8(run.out).split(QLatin1Char('\n'));
     QCOMPARE(lines.takeFirst(), QStringLiteral("Calls (3)"));
-    QCOMPARE(lines.takeFirst(), QStringLiteral("Date (UTC)           Direction          "
-                                               "Duration   Address"));
+    QCOMPARE(lines.takeFirst(),
+             QStringLiteral("Date (UTC)            Stored      Direction          "
+                            "Duration   Address"));
     lines.sort();
     const QStringList expected{
         QString(),
-        QStringLiteral("-20000000            incoming FaceTime  100:00:00  ana@example.com"),
-        QStringLiteral("2012-07-15 14:03:11  outgoing           0:01:05    +15551234567"),
-        QStringLiteral("2012-07-15 14:03:12  outgoing FaceTime  -5         Жо 日本"),
+        QStringLiteral(
+            "                      -20000000   incoming FaceTime  100:00:00  ana@example.com"),
+        QStringLiteral(
+            "2012-07-15T14:03:11Z  1342360991  outgoing           0:01:05    +15551234567"),
+        QStringLiteral("2012-07-15T14:03:12Z  1342360992  outgoing FaceTime  -5         Жо 日本"),
     };
     QCOMPARE(lines, expected);
 }
@@ -389,7 +393,7 @@ void TestCli::nothingFoundIsNoFailure_data()
     QTest::newRow("json") << QStringLiteral("json") << QByteArray("[\n]\n");
     QTest::newRow("jsonl") << QStringLiteral("jsonl") << QByteArray();
     QTest::newRow("csv") << QStringLiteral("csv")
-                         << QByteArray("kind,address,date,duration,flags\r\n");
+                         << QByteArray("kind,address,date,dateUtc,duration,flags\r\n");
 }
 
 void TestCli::nothingFoundIsNoFailure()
@@ -455,7 +459,8 @@ void TestCli::csvCellsAreNoFormulas()
     QCOMPARE(rows.size(), 2);
     QTEST(rows.at(1).value(1), "cell");
     QCOMPARE(rows.at(1).value(2), QStringLiteral("-20000000"));
-    QCOMPARE(rows.at(1).value(3), QStringLiteral("-7"));
+    QCOMPARE(rows.at(1).value(3), QString()); // no sensible time
+    QCOMPARE(rows.at(1).value(4), QStringLiteral("-7"));
 }
 
 void TestCli::everyTypeRuns_data()
@@ -527,8 +532,7 @@ void TestCli::helpAndVersion()
     QCOMPARE(help.exitCode, 0);
     QCOMPARE(help.err, QByteArray());
     QVERIFY(help.out.count('\n') <= 24);
-    QCOMPARE(help.out.count("\n  sqliterecovery scan "), 3);
-    QVERIFY(help.out.contains("\n  sqliterecovery wal "));
+    QCOMPARE(help.out.count("\n  sqliterecovery "), 3);
     const QByteArrayList lines = help.out.split('\n');
     for (const QByteArray &line : lines) {
         QVERIFY2(line.size() <= 80, line.constData());
@@ -734,12 +738,17 @@ void TestCli::evidenceStaysUntouched()
     QCOMPARE(folderState(folder), before);
 }
 
-void TestCli::outputReplacesAFileWhole()
+void TestCli::outputReplacesAFileWholeWhenForced()
 {
     const QString output = path(QStringLiteral("out.jsonl"));
     QVERIFY(writeFile(output, QByteArray(100000, 'x')));
-    const Run run = scan(
-        {QStringLiteral("--format"), QStringLiteral("jsonl"), QStringLiteral("--output"), output});
+    QStringList options{QStringLiteral("--format"), QStringLiteral("jsonl"),
+                        QStringLiteral("--output"), output};
+    const Run refused = scan(options);
+    QCOMPARE(refused.exitCode, 1);
+    QVERIFY2(isOneLine(refused.err) && refused.err.contains("--force"), refused.err.constData());
+    QCOMPARE(readFile(output).size(), 100000);
+    const Run run = scan(options << QStringLiteral("--force"));
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.out, QByteArray());
     QCOMPARE(sorted(callsFromJsonLines(readFile(output))), sorted(sampleCalls()));
