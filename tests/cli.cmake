@@ -14,6 +14,9 @@ foreach(name tst_backupfolder tst_propertylist)
     target_link_libraries(${name} PRIVATE
         sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
 endforeach()
+target_compile_definitions(tst_backupfolder PRIVATE
+    MAKESAMPLE_PROGRAM="$<TARGET_FILE:makesample>")
+add_dependencies(tst_backupfolder makesample)
 
 add_executable(tst_comparetruth tst_comparetruth.cpp)
 target_compile_definitions(tst_comparetruth PRIVATE

@@ -1,9 +1,11 @@
 #include "api/backupindex.h"
+#include "api/databasecheck.h"
 #include "cli/backupfolder.h"
 #include "samples/backupsample.h"
 #include "samples/sampledatabase.h"
 #include "tests/support/folderstate.h"
 
+#include <QProcess>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -76,6 +78,8 @@ private Q_SLOTS:
     void init();
     void findsAllDatabases_data();
     void findsAllDatabases();
+    void theSampleBackup_data();
+    void theSampleBackup();
     void theFolderCountsWhereAFileLiesTwice();
     void chatsComeByAccountAndNumber();
     void oddEntriesOfTheIndexAreNoChats();
@@ -192,6 +196,34 @@ void TestBackupFolder::findsAllDatabases()
         QCOMPARE(database.path, at(sampleBackupName(ownLayout, files.at(i))));
         QVERIFY(database.logPath.isEmpty() && database.logPlace.isEmpty());
     }
+}
+
+void TestBackupFolder::theSampleBackup_data()
+{
+    QTest::addColumn<QString>("layout");
+    QTest::newRow("flat") << QStringLiteral("flat");
+    QTest::newRow("folders") << QStringLiteral("folders");
+}
+
+void TestBackupFolder::theSampleBackup()
+{
+    QFETCH(QString, layout);
+    const QStringList arguments{QStringLiteral("backup"), m_dir->path(), QStringLiteral("--layout"),
+                                layout};
+    QCOMPARE(QProcess::execute(QStringLiteral(MAKESAMPLE_PROGRAM), arguments), 0);
+    const BackupContents contents = readBackup(at("backup"));
+    QCOMPARE(contents.problem, QString());
+    QCOMPARE(contents.warnings, QStringList());
+    QCOMPARE(contents.device.name, QStringLiteral("Sample Phone"));
+    QStringList found;
+    for (const BackupDatabase &database : contents.databases) {
+        QCOMPARE(checkDatabase(database.path), DatabaseState::Readable);
+        QCOMPARE(checkLog(database.logPath),
+                 database.logPath.isEmpty() ? LogState::Missing : LogState::Usable);
+        found.append(QString::number(database.type)
+                     + (database.logPath.isEmpty() ? QString() : QStringLiteral("+log")));
+    }
+    QCOMPARE(found.join(QLatin1Char(' ')), QStringLiteral("0 1 2 3 4 5+log 7 6 2 8 6 10"));
 }
 
 void TestBackupFolder::theFolderCountsWhereAFileLiesTwice()
