@@ -29,8 +29,8 @@ TYPE is a name or its number: contacts (0), messages (1), call-history (2),
   ios9-notes (8), wechat (10)
 Options:
   --format FORMAT  text: for a terminal (default); html: a report to read and
-                   print; csv: for a spreadsheet, in a folder a file for each kind
-                   of record; jsonl: JSON objects; json: an array of them
+                   print; csv: for a spreadsheet, in a folder one file for each
+                   kind of record; jsonl: JSON objects; json: an array of them
   --output PATH    write there instead of standard output
   --force          replace what is there
   --help, --version
