@@ -3,6 +3,7 @@
 #include "api/databasecheck.h"
 #include "cli/csvprinter.h"
 #include "cli/databasescan.h"
+#include "cli/htmlprinter.h"
 #include "cli/interrupt.h"
 #include "cli/jsonprinter.h"
 #include "cli/messages.h"
@@ -37,6 +38,7 @@ constexpr Format Formats[] = {
     {"json", printJson},
     {"jsonl", printJsonLines},
     {"csv", printCsv},
+    {"html", printHtml},
 };
 
 const TypeName *findType(const QString &text)
