@@ -334,7 +334,7 @@ void TestBackupCommand::nothingToScan()
         QVERIFY(writeFile(folder, "x"));
     } else if (what == "empty") {
         QVERIFY(QDir().mkdir(folder));
-    } else {
+    } else if (what != "missing") {
         folder = copyOf("folders");
         const bool isSaid = what == "list";
         const QByteArray list = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist "
