@@ -1,6 +1,6 @@
 #include "api/sqliterecovery.h"
 
-#include "api/backupfilename_p.h"
+#include "api/backupindex.h"
 #include "api/resultarrays_p.h"
 #include "api/scanprogress.h"
 #include "recoverers/calendar_notes_safari/bookmarkdbfile.h"
@@ -24,27 +24,6 @@
 namespace {
 
 using Recoverer = std::unique_ptr<SqliteDbFile>;
-
-struct BackupLocation
-{
-    const char *domain;
-    const char *relativePath;
-    ScanType type;
-};
-
-/// Where a flat backup keeps the databases, in the order in which they are scanned. Safari's
-/// history has had two places; a backup that holds both gives both.
-constexpr BackupLocation BackupLocations[] = {
-    {"HomeDomain", "Library/AddressBook/AddressBook.sqlitedb", ScanTypeContacts},
-    {"HomeDomain", "Library/SMS/sms.db", ScanTypeMessages},
-    {"WirelessDomain", "Library/CallHistory/call_history.db", ScanTypeCallHistory},
-    {"HomeDomain", "Library/Calendar/Calendar.sqlitedb", ScanTypeCalendar},
-    {"HomeDomain", "Library/Notes/notes.sqlite", ScanTypeNotes},
-    {"HomeDomain", "Library/Safari/Bookmarks.db", ScanTypeBookmarks},
-    {"AppDomain-com.apple.mobilesafari", "Library/Safari/History.db", ScanTypeSafariHistory},
-    {"HomeDomain", "Library/Safari/History.db", ScanTypeSafariHistory},
-    {"AppDomain-net.whatsapp.WhatsApp", "Documents/ChatStorage.sqlite", ScanTypeWhatsapp},
-};
 
 bool isKnownType(int type)
 {
@@ -127,13 +106,15 @@ int SqliteRecovery::scanRecovery(const QString &backupDir)
         return -1;
     }
     std::map<int, Recoverer> recoverers;
-    for (const BackupLocation &location : BackupLocations) {
+    for (const BackupLocation &location : backupLocations()) {
+        if (!location.isInWholeScan) {
+            continue;
+        }
         Recoverer &recoverer = recoverers[location.type];
         if (!recoverer) {
             recoverer = makeRecoverer(location.type);
         }
-        const QString name = calcBackupFilename(QString::fromLatin1(location.domain),
-                                                QString::fromLatin1(location.relativePath));
+        const QString name = calcBackupFilename(location.domain, location.relativePath);
         if (recoverer && recoverer->open(backup.absoluteFilePath(name))) {
             recoverer->scanDeletedRecords(this);
         }
@@ -192,7 +173,7 @@ QString SqliteRecovery::dbFileForType(int type, const QStringList &files)
 
 QString SqliteRecovery::calcBackupFilename(const QString &domain, const QString &relativePath)
 {
-    return backupFilename(domain, relativePath);
+    return backupFileName(domain, relativePath);
 }
 
 unsigned SqliteRecovery::getBookmarkCount()

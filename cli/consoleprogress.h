@@ -20,6 +20,9 @@ public:
     /// search `searches` times.
     void begin(double weight, int searches);
 
+    /// Passes over a scan of that weight.
+    void skip(double weight) { m_doneBefore += weight; }
+
     double progressValue() override;
     bool reportProgress(double step) override;
     void scanDone() override;

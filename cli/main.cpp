@@ -1,3 +1,4 @@
+#include "cli/backupcommand.h"
 #include "cli/commandparts.h"
 #include "cli/interrupt.h"
 #include "cli/messages.h"
@@ -27,8 +28,8 @@ TYPE is a name or its number: contacts (0), messages (1), call-history (2),
   calendar (3), notes (4), bookmarks (5), whatsapp (6), safari-history (7),
   ios9-notes (8), wechat (10)
 Options:
-  --format FORMAT  text: for a terminal (default); html: a report to read, filter
-                   and print; csv: for a spreadsheet, in a folder a file for each
+  --format FORMAT  text: for a terminal (default); html: a report to read and
+                   print; csv: for a spreadsheet, in a folder one file for each
                    kind of record; jsonl: JSON objects; json: an array of them
   --output PATH    write there instead of standard output
   --force          replace what is there
@@ -39,6 +40,24 @@ Examples:
   sqliterecovery scan contacts AddressBook.sqlitedb --format csv --output c.csv
   sqliterecovery wal messages sms.db
 )";
+
+struct Command
+{
+    const char *name;
+    int (*run)(const ScanOptions &options);
+};
+
+constexpr Command Commands[] = {{"backup", runBackup}, {"scan", runScan}, {"wal", runWal}};
+
+const Command *findCommand(const QString &name)
+{
+    for (const Command &command : Commands) {
+        if (name == QLatin1String(command.name)) {
+            return &command;
+        }
+    }
+    return nullptr;
+}
 
 int show(const char *text)
 {
@@ -53,8 +72,8 @@ int runCommand(const QStringList &arguments, const QCommandLineParser &parser)
     if (arguments.isEmpty()) {
         return usageError(QStringLiteral("no command given"));
     }
-    const bool isScan = arguments.first() == QLatin1String("scan");
-    if (!isScan && arguments.first() != QLatin1String("wal")) {
+    const Command *const command = findCommand(arguments.first());
+    if (command == nullptr) {
         return usageError(QStringLiteral("unknown command: %1").arg(arguments.first()));
     }
     const QString output = parser.value(QStringLiteral("output"));
@@ -64,7 +83,7 @@ int runCommand(const QStringList &arguments, const QCommandLineParser &parser)
     const ScanOptions options{arguments.mid(1), parser.value(QStringLiteral("format")), output,
                               parser.isSet(QStringLiteral("force")),
                               QStringLiteral(SQLITERECOVERY_VERSION)};
-    return isScan ? runScan(options) : runWal(options);
+    return command->run(options);
 }
 
 // A standard stream that the caller has closed would lend its number to the next file opened, and

@@ -6,7 +6,9 @@
 #include "samples/messagesamples.h"
 #include "samples/safarilayout.h"
 #include "samples/sampledatabase.h"
+#include "tests/support/csvreader.h"
 #include "tests/support/folderstate.h"
+#include "tests/support/programrun.h"
 #include "tests/support/testfiles.h"
 #include "tests/support/walbuilder.h"
 
@@ -84,33 +86,6 @@ private:
     bool m_ok;
 };
 
-struct Run
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Run finish(QProcess &process)
-{
-    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit) {
-        return {};
-    }
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-Run runProgram(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral(SQLITERECOVERY_PROGRAM), arguments);
-    return finish(process);
-}
-
-bool isOneLine(const QByteArray &bytes)
-{
-    return bytes.size() > 1 && bytes.count('\n') == 1 && bytes.endsWith('\n');
-}
-
 Call callOf(const QJsonObject &object)
 {
     return {object.value(QLatin1String("address")).toString(),
@@ -137,36 +112,6 @@ Calls callsFromJsonLines(const QByteArray &lines)
         calls.append(callOf(QJsonDocument::fromJson(line).object()));
     }
     return calls;
-}
-
-/// Reads comma-separated values as RFC 4180 describes them.
-QVector<QStringList> rowsFromCsv(const QByteArray &csv)
-{
-    QVector<QStringList> rows;
-    QStringList row;
-    QByteArray cell;
-    bool quoted = false;
-    for (int i = 0; i < csv.size(); ++i) {
-        const char c = csv.at(i);
-        const char next = i + 1 < csv.size() ? csv.at(i + 1) : '\0';
-        if (quoted && c == '"' && next == '"') {
-            cell += c;
-            ++i;
-        } else if (c == '"') {
-            quoted = !quoted;
-        } else if (!quoted && (c == ',' || (c == '\r' && next == '\n'))) {
-            row.append(QString::fromUtf8(cell));
-            cell.clear();
-            if (c == '\r') {
-                rows.append(row);
-                row.clear();
-                ++i;
-            }
-        } else {
-            cell += c;
-        }
-    }
-    return rows;
 }
 
 Calls callsFromCsv(const QByteArray &csv)
