@@ -30,7 +30,7 @@ expect("installed headers" "${installed}" "${PUBLIC_HEADERS}")
 # The library hands out the public interface and nothing of its inside.
 run(${NM} -DC --defined-only ${prefix}/${LIBDIR}/libsqliterecovery.so)
 set(functions backupFileName backupLocations readBackupIndex checkDatabase checkLog readableLabel
-    personValueKind)
+    personValueKind whyNothingFound)
 foreach(name ${functions}
         SqliteRecovery::scanRecoveryForType SqliteRecovery::getCallhistory
         WalRecovery::scanRecoveryForType WalRecovery::getContact)
