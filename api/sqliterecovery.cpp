@@ -1,19 +1,11 @@
 #include "api/sqliterecovery.h"
 
 #include "api/backupindex.h"
+#include "api/recovererfactory_p.h"
 #include "api/resultarrays_p.h"
 #include "api/scanprogress.h"
-#include "recoverers/calendar_notes_safari/bookmarkdbfile.h"
-#include "recoverers/calendar_notes_safari/bookmarkhistorydbfile.h"
-#include "recoverers/calendar_notes_safari/calendardbfile.h"
-#include "recoverers/calendar_notes_safari/ios9notedbfile.h"
-#include "recoverers/calendar_notes_safari/notedbfile.h"
-#include "recoverers/communication/callhistorydbfile.h"
-#include "recoverers/communication/contactdbfile.h"
 #include "recoverers/communication/hiddencontactdbfile.h"
-#include "recoverers/communication/smsdbfile.h"
 #include "recoverers/messaging/weixindbfile.h"
-#include "recoverers/messaging/whatsappdbfile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -28,35 +20,6 @@ using Recoverer = std::unique_ptr<SqliteDbFile>;
 bool isKnownType(int type)
 {
     return (type >= ScanTypeContacts && type <= ScanTypeIos9Notes) || type == ScanTypeWeChat;
-}
-
-/// Returns null for the kinds that have no recoverer yet: their scans find nothing.
-Recoverer makeRecoverer(int type)
-{
-    switch (type) {
-    case ScanTypeContacts:
-        return std::make_unique<ContactDbFile>();
-    case ScanTypeMessages:
-        return std::make_unique<SMSDbFile>();
-    case ScanTypeCallHistory:
-        return std::make_unique<CallHistoryDbFile>();
-    case ScanTypeCalendar:
-        return std::make_unique<CalendarDbFile>();
-    case ScanTypeNotes:
-        return std::make_unique<NoteDbFile>();
-    case ScanTypeIos9Notes:
-        return std::make_unique<Ios9NoteDbFile>();
-    case ScanTypeBookmarks:
-        return std::make_unique<BookmarkDbFile>();
-    case ScanTypeSafariHistory:
-        return std::make_unique<BookmarkHistoryDbFile>();
-    case ScanTypeWeChat:
-        return std::make_unique<weixinDBFile>();
-    case ScanTypeWhatsapp:
-        return std::make_unique<WhatsappDbFile>();
-    default:
-        return nullptr;
-    }
 }
 
 /// The file name, without its last suffix, that a kind's database has; empty for kinds without one.

@@ -1,13 +1,17 @@
 #include "cli/databasescan.h"
 
+#include "api/databasecheck.h"
 #include "api/sqliterecovery.h"
 #include "api/walrecovery.h"
 #include "cli/commandparts.h"
 #include "cli/consoleprogress.h"
+#include "cli/interrupt.h"
 
 #include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QFile>
+
+#include <algorithm>
 
 namespace {
 
@@ -25,6 +29,12 @@ void complete(ScannedDatabase *database, const std::shared_ptr<Facade> &facade, 
     database->facade = facade;
 }
 
+bool isEmpty(const ScanResults &results)
+{
+    return std::all_of(results.kinds.cbegin(), results.kinds.cend(),
+                       [](const RecordKind &kind) { return kind.count() == 0; });
+}
+
 } // namespace
 
 void scanDatabase(ScannedDatabase *database, ConsoleProgress *progress)
@@ -33,6 +43,10 @@ void scanDatabase(ScannedDatabase *database, ConsoleProgress *progress)
     progress->begin(double(database->size), typeName(database->type).searches);
     complete(database, facade,
              [&] { facade->scanRecoveryForType(database->type, database->path, progress); });
+    // A scan that was stopped may have been about to find something.
+    if (isEmpty(database->results) && !isInterrupted()) {
+        database->remark = emptyRemark(database->type, database->path);
+    }
 }
 
 void scanLog(ScannedDatabase *database, const QString &path, ConsoleProgress *progress)
@@ -41,6 +55,26 @@ void scanLog(ScannedDatabase *database, const QString &path, ConsoleProgress *pr
     progress->begin(double(database->size), 1);
     complete(database, facade,
              [&] { facade->scanRecoveryForType(database->type, path, database->path, progress); });
+}
+
+QString emptyRemark(ScanType type, const QString &path)
+{
+    switch (whyNothingFound(type, path)) {
+    case EmptyReason::NoSuchTable:
+        return QStringLiteral(
+            "no table of this kind is in the file, perhaps it is of another type");
+    case EmptyReason::ColumnsMissing:
+        return QStringLiteral("its tables have other columns than the layouts that are known");
+    case EmptyReason::NoFreeSpace:
+        return QStringLiteral("deletions left no space in the file, an older backup may hold more");
+    case EmptyReason::FreeSpaceErased:
+        return QStringLiteral("what was deleted was also erased, an older backup may hold more");
+    case EmptyReason::NothingLeft:
+        return QStringLiteral("what was deleted is written over, an older backup may hold more");
+    case EmptyReason::Unknown:
+        break;
+    }
+    return QString();
 }
 
 bool hasVersions(ScanType type)

@@ -43,10 +43,22 @@ QByteArray link(const ReportSection &section)
 }
 
 /// The heading of a column that shows the cell of that number of each record.
-QByteArray tableHeading(const QString &text, int cell, bool isTime)
+QByteArray tableHeading(const QString &text, int cell, const char *styleClass)
 {
-    return "<th scope=\"col\" role=\"columnheader\" class=\"" + QByteArray(isTime ? "time" : "text")
+    return "<th scope=\"col\" role=\"columnheader\" class=\"" + QByteArray(styleClass)
            + "\" data-cell=\"" + QByteArray::number(cell) + "\">" + htmlText(text) + "</th>";
+}
+
+/// How a column looks: "time" stands for one whose stored number is in the next.
+const char *styleClass(const QStringList &columns, int column)
+{
+    static const QStringList shortColumns = {QStringLiteral("Direction"),
+                                             QStringLiteral("Duration"), QStringLiteral("Priority"),
+                                             QStringLiteral("Folder")};
+    if (columns.value(column + 1) == StoredHeading) {
+        return "time";
+    }
+    return shortColumns.contains(columns.at(column)) ? "short" : "text";
 }
 
 /// Writes the page: the template's text as it is, and for each of its placeholders what the
@@ -241,7 +253,7 @@ QByteArray HtmlPage::countsOf(int source) const
         counts.append(htmlText(QStringLiteral("%1 %2").arg(QLatin1String(part.kind->heading),
                                                            numberText(part.items))));
     }
-    return counts.join("<br>");
+    return "<span>" + counts.join("<br>") + "</span>";
 }
 
 QByteArray HtmlPage::databaseRow(int source) const
@@ -307,12 +319,12 @@ QByteArray HtmlPage::table(const ReportSection &section) const
     for (int column = 0; column < section.columns.size(); ++column) {
         // The stored number stands in one cell with its time.
         if (section.columns.at(column) != StoredHeading) {
-            const bool hasStored = section.columns.value(column + 1) == StoredHeading;
-            headings += tableHeading(section.columns.at(column), column, hasStored);
+            headings += tableHeading(section.columns.at(column), column,
+                                     styleClass(section.columns, column));
         }
     }
     if (section.parts.size() > 1) {
-        headings += tableHeading(QStringLiteral("Database"), section.columns.size(), false);
+        headings += tableHeading(QStringLiteral("Database"), section.columns.size(), "source");
     }
     return "<table class=\"records-table stacked\" role=\"table\">\n<thead role=\"rowgroup\">"
            "<tr role=\"row\">"

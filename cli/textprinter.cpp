@@ -49,6 +49,16 @@ bool writeKinds(QIODevice &out, const ScanResults &results, const QString &place
     return true;
 }
 
+/// The summary of a backup tells the reasons; of a single file it stands here.
+QString nothingFoundText(const Report &report, bool isFirst)
+{
+    const bool isSingle = !report.isBackup && report.databases.size() == 1;
+    const QString remark = isSingle ? report.databases.first().remark : QString();
+    const QString reason = remark.isEmpty() ? QString() : QStringLiteral(": ") + remark;
+    return QStringLiteral("%1No deleted records found%2.\n")
+        .arg(isFirst ? QString() : QStringLiteral("\n"), reason);
+}
+
 } // namespace
 
 bool printText(const Report &report, QIODevice &out)
@@ -63,7 +73,5 @@ bool printText(const Report &report, QIODevice &out)
             return false;
         }
     }
-    return itemsIn(report) > 0
-           || writeText(out, QStringLiteral("%1No deleted records found.\n")
-                                 .arg(isFirst ? QString() : QStringLiteral("\n")));
+    return itemsIn(report) > 0 || writeText(out, nothingFoundText(report, isFirst));
 }

@@ -208,6 +208,12 @@
             return this.showsSource ? this.sources[item.source] : "";
         }
 
+        /** A number that makes no time says what it is. */
+        storedNumber(time, stored) {
+            return element("span", "stored", time === "" ? "stored as " : "",
+                ...marked(stored, this.words));
+        }
+
         total() {
             return this.items.length;
         }
@@ -297,12 +303,12 @@
         row(item) {
             const row = element("tr");
             row.setAttribute("role", "row");
-            for (const { name, cell, isTime } of this.columns) {
+            for (const { heading, name, cell, isTime } of this.columns) {
                 const text = this.cellText(item, cell);
                 const stored = isTime ? item.cells[cell + 1] : "";
-                const data = element("td", isTime ? "time" : "", recovered(text, this.words));
+                const data = element("td", heading.className, recovered(text, this.words));
                 if (stored !== "") {
-                    data.append(element("span", "stored", ...marked(stored, this.words)));
+                    data.append(this.storedNumber(text, stored));
                 }
                 data.setAttribute("role", "cell");
                 data.dataset.label = name;
@@ -515,7 +521,7 @@
             if (message.time !== "") {
                 head.append(element("time", "", ...marked(message.time, this.words)));
             }
-            head.append(element("span", "stored", ...marked(message.stored, this.words)));
+            head.append(this.storedNumber(message.time, message.stored));
             const bubble = element("li", message.isSent ? "bubble sent" : "bubble received", head,
                 element("p", "text", recovered(message.text, this.words)));
             if (message.attachment !== "") {
