@@ -63,4 +63,4 @@ expect("output of the consumer" "${output}"
     "readable 1, result 0, calls 1: +15551234567, done 1, progress 1, log -1\n")
 run(${prefix}/${BINDIR}/sqliterecovery scan call-history ${SCRATCH_DIR}/call.db --format jsonl)
 expect("output of the installed program" "${output}"
-    "{\"kind\":\"call\",\"address\":\"+15551234567\",\"date\":1342361000,\"duration\":65,\"flags\":5}\n")
+    "{\"kind\":\"call\",\"address\":\"+15551234567\",\"date\":1342361000,\"dateUtc\":\"2012-07-15T14:03:20Z\",\"duration\":65,\"flags\":5}\n")
