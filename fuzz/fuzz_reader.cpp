@@ -65,13 +65,14 @@ void readTable(DatabaseReader *reader, QBuffer *device, const TableSchema &table
 
 void checkFreeRegions(const QVector<FreeRegion> &regions, const DatabaseHeader &header)
 {
-    QSet<quint32> met;
+    QSet<QPair<quint32, bool>> met; // of a page that claims to be both, a trunk and a leaf
     for (const FreeRegion &region : regions) {
         require(region.pageNo > 0 && region.pageNo <= header.pageCount, "a free page exists");
         require(qint64(region.offset) + region.length <= header.pageSize,
                 "a free region is on its page");
-        require(!met.contains(region.pageNo), "a free page is met once");
-        met.insert(region.pageNo);
+        const QPair<quint32, bool> page(region.pageNo, region.offset == 0);
+        require(!met.contains(page), "a free page is met once");
+        met.insert(page);
     }
 }
 
