@@ -1,5 +1,7 @@
 #include "api/databasecheck.h"
 
+#include "api/recovererfactory_p.h"
+#include "api/sqliterecovery.h"
 #include "engine/databasereader.h"
 #include "wal/walfile.h"
 
@@ -48,6 +50,21 @@ DatabaseState checkFormat(QFile &file)
     return looksRandom ? DatabaseState::LooksEncrypted : DatabaseState::NotADatabase;
 }
 
+EmptyReason reasonOf(FreedSpace space)
+{
+    switch (space) {
+    case FreedSpace::None:
+        return EmptyReason::NoFreeSpace;
+    case FreedSpace::Erased:
+        return EmptyReason::FreeSpaceErased;
+    case FreedSpace::Filled:
+        return EmptyReason::NothingLeft;
+    case FreedSpace::Unknown:
+        break;
+    }
+    return EmptyReason::Unknown;
+}
+
 } // namespace
 
 DatabaseState checkDatabase(const QString &path)
@@ -80,4 +97,20 @@ LogState checkLog(const QString &path)
         return LogState::NotALog;
     }
     return log.transactionCount() > 0 ? LogState::Usable : LogState::NothingCommitted;
+}
+
+EmptyReason whyNothingFound(int type, const QString &path)
+{
+    const std::unique_ptr<SqliteDbFile> recoverer = makeRecoverer(type);
+    if (!recoverer || !recoverer->open(path)) {
+        return EmptyReason::Unknown;
+    }
+    recoverer->setBindingOnly();
+    SqliteRecovery unused;
+    recoverer->scanDeletedRecords(&unused);
+    if (recoverer->boundTables() == 0) {
+        return recoverer->refusedTables() > 0 ? EmptyReason::ColumnsMissing
+                                              : EmptyReason::NoSuchTable;
+    }
+    return reasonOf(recoverer->freedSpace());
 }

@@ -1,19 +1,11 @@
 #include "api/sqliterecovery.h"
 
-#include "api/backupfilename_p.h"
+#include "api/backupindex.h"
+#include "api/recovererfactory_p.h"
 #include "api/resultarrays_p.h"
 #include "api/scanprogress.h"
-#include "recoverers/calendar_notes_safari/bookmarkdbfile.h"
-#include "recoverers/calendar_notes_safari/bookmarkhistorydbfile.h"
-#include "recoverers/calendar_notes_safari/calendardbfile.h"
-#include "recoverers/calendar_notes_safari/ios9notedbfile.h"
-#include "recoverers/calendar_notes_safari/notedbfile.h"
-#include "recoverers/communication/callhistorydbfile.h"
-#include "recoverers/communication/contactdbfile.h"
 #include "recoverers/communication/hiddencontactdbfile.h"
-#include "recoverers/communication/smsdbfile.h"
 #include "recoverers/messaging/weixindbfile.h"
-#include "recoverers/messaging/whatsappdbfile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -25,59 +17,9 @@ namespace {
 
 using Recoverer = std::unique_ptr<SqliteDbFile>;
 
-struct BackupLocation
-{
-    const char *domain;
-    const char *relativePath;
-    ScanType type;
-};
-
-/// Where a flat backup keeps the databases, in the order in which they are scanned. Safari's
-/// history has had two places; a backup that holds both gives both.
-constexpr BackupLocation BackupLocations[] = {
-    {"HomeDomain", "Library/AddressBook/AddressBook.sqlitedb", ScanTypeContacts},
-    {"HomeDomain", "Library/SMS/sms.db", ScanTypeMessages},
-    {"WirelessDomain", "Library/CallHistory/call_history.db", ScanTypeCallHistory},
-    {"HomeDomain", "Library/Calendar/Calendar.sqlitedb", ScanTypeCalendar},
-    {"HomeDomain", "Library/Notes/notes.sqlite", ScanTypeNotes},
-    {"HomeDomain", "Library/Safari/Bookmarks.db", ScanTypeBookmarks},
-    {"AppDomain-com.apple.mobilesafari", "Library/Safari/History.db", ScanTypeSafariHistory},
-    {"HomeDomain", "Library/Safari/History.db", ScanTypeSafariHistory},
-    {"AppDomain-net.whatsapp.WhatsApp", "Documents/ChatStorage.sqlite", ScanTypeWhatsapp},
-};
-
 bool isKnownType(int type)
 {
     return (type >= ScanTypeContacts && type <= ScanTypeIos9Notes) || type == ScanTypeWeChat;
-}
-
-/// Returns null for the kinds that have no recoverer yet: their scans find nothing.
-Recoverer makeRecoverer(int type)
-{
-    switch (type) {
-    case ScanTypeContacts:
-        return std::make_unique<ContactDbFile>();
-    case ScanTypeMessages:
-        return std::make_unique<SMSDbFile>();
-    case ScanTypeCallHistory:
-        return std::make_unique<CallHistoryDbFile>();
-    case ScanTypeCalendar:
-        return std::make_unique<CalendarDbFile>();
-    case ScanTypeNotes:
-        return std::make_unique<NoteDbFile>();
-    case ScanTypeIos9Notes:
-        return std::make_unique<Ios9NoteDbFile>();
-    case ScanTypeBookmarks:
-        return std::make_unique<BookmarkDbFile>();
-    case ScanTypeSafariHistory:
-        return std::make_unique<BookmarkHistoryDbFile>();
-    case ScanTypeWeChat:
-        return std::make_unique<weixinDBFile>();
-    case ScanTypeWhatsapp:
-        return std::make_unique<WhatsappDbFile>();
-    default:
-        return nullptr;
-    }
 }
 
 /// The file name, without its last suffix, that a kind's database has; empty for kinds without one.
@@ -127,13 +69,15 @@ int SqliteRecovery::scanRecovery(const QString &backupDir)
         return -1;
     }
     std::map<int, Recoverer> recoverers;
-    for (const BackupLocation &location : BackupLocations) {
+    for (const BackupLocation &location : backupLocations()) {
+        if (!location.isInWholeScan) {
+            continue;
+        }
         Recoverer &recoverer = recoverers[location.type];
         if (!recoverer) {
             recoverer = makeRecoverer(location.type);
         }
-        const QString name = calcBackupFilename(QString::fromLatin1(location.domain),
-                                                QString::fromLatin1(location.relativePath));
+        const QString name = calcBackupFilename(location.domain, location.relativePath);
         if (recoverer && recoverer->open(backup.absoluteFilePath(name))) {
             recoverer->scanDeletedRecords(this);
         }
@@ -192,7 +136,7 @@ QString SqliteRecovery::dbFileForType(int type, const QStringList &files)
 
 QString SqliteRecovery::calcBackupFilename(const QString &domain, const QString &relativePath)
 {
-    return backupFilename(domain, relativePath);
+    return backupFileName(domain, relativePath);
 }
 
 unsigned SqliteRecovery::getBookmarkCount()

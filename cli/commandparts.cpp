@@ -2,13 +2,21 @@
 
 #include "api/databasecheck.h"
 #include "cli/csvprinter.h"
+#include "cli/databasescan.h"
+#include "cli/htmlprinter.h"
+#include "cli/interrupt.h"
 #include "cli/jsonprinter.h"
 #include "cli/messages.h"
-#include "cli/outputfile.h"
-#include "cli/recordkind.h"
 #include "cli/textprinter.h"
 
+#include <QDateTime>
 #include <QFileDevice>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <iterator>
+
+#include <unistd.h>
 
 namespace {
 
@@ -30,6 +38,7 @@ constexpr Format Formats[] = {
     {"json", printJson},
     {"jsonl", printJsonLines},
     {"csv", printCsv},
+    {"html", printHtml},
 };
 
 const TypeName *findType(const QString &text)
@@ -50,6 +59,48 @@ const Format *findFormat(const QString &text)
         }
     }
     return nullptr;
+}
+
+/// A folder is named by a separator at its end, or exists.
+bool namesFolder(const QString &path)
+{
+    return path.endsWith(QLatin1Char('/')) || QFileInfo(path).isDir();
+}
+
+/// The options that all commands have. Returns as checkOptions() does.
+int checkOutput(const ScanOptions &options, ScanRequest *request)
+{
+    request->format = findFormat(options.format);
+    if (request->format == nullptr) {
+        return usageError(QStringLiteral("unknown format: %1").arg(options.format));
+    }
+    request->output = options.output;
+    request->replaces = options.replaces;
+    request->toFolder = request->format->print == printCsv && namesFolder(options.output);
+    return ExitDone;
+}
+
+QStringList csvNames()
+{
+    QStringList names;
+    for (const QString &kind : kindNames()) {
+        names.append(kind + QStringLiteral(".csv"));
+    }
+    return names;
+}
+
+/// The kinds of the report's databases, each once.
+QVector<const char *> kindsOf(const Report &report)
+{
+    QVector<const char *> kinds;
+    for (const ScannedDatabase &database : report.databases) {
+        for (const RecordKind &kind : database.results.kinds) {
+            if (!kinds.contains(kind.name)) {
+                kinds.append(kind.name);
+            }
+        }
+    }
+    return kinds;
 }
 
 } // namespace
@@ -73,12 +124,61 @@ int checkOptions(const char *command, const ScanOptions &options, int mostFiles,
         return usageError(
             QStringLiteral("unexpected argument: %1").arg(request->files.at(mostFiles)));
     }
-    request->format = findFormat(options.format);
-    if (request->format == nullptr) {
-        return usageError(QStringLiteral("unknown format: %1").arg(options.format));
+    return checkOutput(options, request);
+}
+
+int checkFolderOptions(const char *command, const ScanOptions &options, ScanRequest *request)
+{
+    request->files = options.arguments;
+    if (request->files.isEmpty()) {
+        return usageError(QStringLiteral("%1 needs a FOLDER").arg(QLatin1String(command)));
     }
-    request->output = options.output;
-    return ExitDone;
+    if (request->files.size() > 1) {
+        return usageError(QStringLiteral("unexpected argument: %1").arg(request->files.at(1)));
+    }
+    const int checked = checkOutput(options, request);
+    if (checked == ExitDone && request->format->print == printCsv) {
+        request->toFolder = true;
+        if (request->output.isEmpty()) {
+            return usageError(QStringLiteral("--format csv of a backup writes a file for each kind "
+                                             "of record and needs --output FOLDER"));
+        }
+    }
+    return checked;
+}
+
+const TypeName &typeName(ScanType type)
+{
+    return *std::find_if(std::begin(TypeNames), std::end(TypeNames),
+                         [type](const TypeName &entry) { return entry.type == type; });
+}
+
+Report newReport(const ScanOptions &options, const QString &source)
+{
+    Report report;
+    report.source = source;
+    report.programVersion = options.programVersion;
+    report.started = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
+    return report;
+}
+
+ScannedDatabase requestedFile(const ScanRequest &request, const QString &path)
+{
+    ScannedDatabase file;
+    file.type = request.type->type;
+    file.typeName = QLatin1String(request.type->name);
+    file.place = path;
+    file.path = path;
+    file.size = QFileInfo(path).size();
+    if (wantsHashes(request)) {
+        file.sha256 = hashOf(path);
+    }
+    return file;
+}
+
+bool wantsHashes(const ScanRequest &request)
+{
+    return qstrcmp(request.format->name, "html") == 0;
 }
 
 QString databaseObstacle(const QString &path)
@@ -100,24 +200,81 @@ QString databaseObstacle(const QString &path)
     return QStringLiteral("cannot scan the file: %1").arg(path);
 }
 
-int openOutput(const ScanRequest &request, OutputFile *output)
+QString logObstacle(const QString &path)
+{
+    switch (checkLog(path)) {
+    case LogState::Usable:
+    case LogState::NothingCommitted: // sound, with nothing to compare
+        return QString();
+    case LogState::Missing:
+        return QStringLiteral("no such log: %1").arg(path);
+    case LogState::Unreadable:
+        return QStringLiteral("cannot read the log: %1").arg(path);
+    case LogState::NotALog:
+        return QStringLiteral("not a write-ahead log: %1").arg(path);
+    }
+    return QStringLiteral("cannot scan the log: %1").arg(path);
+}
+
+int Output::open(const ScanRequest &request)
 {
     for (const QString &file : request.files) {
-        if (!request.output.isEmpty() && namesEvidence(request.output, file)) {
-            return usageError(QStringLiteral("--output would overwrite the scanned database: %1")
+        const bool isWithin = QFileInfo(file).isDir() && liesWithin(request.output, file);
+        if (!request.output.isEmpty() && (isWithin || namesEvidence(request.output, file))) {
+            return usageError(QStringLiteral("--output would overwrite or change what is scanned, "
+                                             "choose another place: %1")
                                   .arg(request.output));
         }
     }
-    if (!output->open(request.output)) {
-        return failed(QStringLiteral("cannot write the output: %1").arg(output->errorString()));
+    m_format = request.format;
+    m_isFolder = request.toFolder;
+    if (m_isFolder) {
+        return m_folder.open(request.output, csvNames(), request.replaces)
+                   ? ExitDone
+                   : failedToWrite(m_folder.errorString());
     }
-    return ExitDone;
+    return m_file.open(request.output, request.replaces) ? ExitDone
+                                                         : failedToWrite(m_file.errorString());
 }
 
-int printResults(const ScanResults &results, const ScanRequest &request, OutputFile &output)
+int Output::failedToWrite(const QString &reason)
 {
-    if (request.format->print(results, output.device()) && output.commit()) {
-        return ExitDone;
+    return failed(QStringLiteral("cannot write the output: %1").arg(reason));
+}
+
+bool Output::printFiles(const Report &report)
+{
+    for (const char *kind : kindsOf(report)) {
+        QIODevice *const file = m_folder.add(QLatin1String(kind) + QStringLiteral(".csv"));
+        if (file == nullptr || !printCsvOfKind(report, kind, *file)) {
+            return false;
+        }
     }
-    return failed(QStringLiteral("cannot write the output: %1").arg(output.errorString()));
+    return m_folder.commit();
+}
+
+int Output::print(const Report &report)
+{
+    if (m_isFolder) {
+        return printFiles(report) ? ExitDone : failedToWrite(m_folder.errorString());
+    }
+    const bool isWritten = m_format->print(report, m_file.device()) && m_file.commit();
+    return isWritten ? ExitDone : failedToWrite(m_file.errorString());
+}
+
+int finish(Report *report, Output *output)
+{
+    report->wasStopped = isInterrupted();
+    const int printed = output->print(*report);
+    if (printed == ExitDone && report->wasStopped) {
+        printMessage(QStringLiteral("the scan was stopped: what was found until then is complete "
+                                    "and valid, but there may be more"));
+        return ExitStopped;
+    }
+    return printed;
+}
+
+std::FILE *progressTerminal()
+{
+    return isatty(STDERR_FILENO) != 0 ? stderr : nullptr;
 }

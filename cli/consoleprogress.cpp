@@ -1,10 +1,11 @@
 #include "cli/consoleprogress.h"
 
+#include "cli/interrupt.h"
+
 #include <QByteArray>
 
 namespace {
 
-constexpr double Span = 100;
 constexpr qint64 QuietMilliseconds = 500;
 constexpr qint64 RedrawMilliseconds = 100;
 constexpr int BarCells = 40;
@@ -12,33 +13,47 @@ constexpr int LineCells = BarCells + 7; // brackets, a blank and "100%"
 
 } // namespace
 
-ConsoleProgress::ConsoleProgress(std::FILE *terminal, int searches)
+ConsoleProgress::ConsoleProgress(std::FILE *terminal, double total)
     : m_terminal(terminal)
-    , m_searches(searches)
+    , m_total(total)
     , m_nextDraw(QuietMilliseconds)
 {
     m_timer.start();
 }
 
+ConsoleProgress::~ConsoleProgress()
+{
+    if (m_drawn) {
+        std::fprintf(m_terminal, "\r%*s\r", LineCells, "");
+        std::fflush(m_terminal);
+    }
+}
+
+void ConsoleProgress::begin(double weight, int searches)
+{
+    m_weight = weight;
+    m_searches = searches;
+}
+
 double ConsoleProgress::progressValue()
 {
-    return Span / m_searches;
+    return m_weight / m_searches;
 }
 
 bool ConsoleProgress::reportProgress(double step)
 {
-    m_done += step;
+    // The steps of a scan add up to its weight only about.
+    m_done = qMin(m_done + step, m_weight);
     if (m_terminal != nullptr && m_timer.elapsed() >= m_nextDraw) {
         draw();
         m_nextDraw = m_timer.elapsed() + RedrawMilliseconds;
     }
-    return true;
+    return !isInterrupted();
 }
 
 void ConsoleProgress::draw()
 {
-    // The steps of a scan add up to the span only about.
-    const double share = qBound(0.0, m_done / Span, 1.0);
+    const double share = m_total > 0 ? qBound(0.0, (m_doneBefore + m_done) / m_total, 1.0) : 1.0;
     const QByteArray filled(int(share * BarCells), '#');
     std::fprintf(m_terminal, "\r[%s] %3d%%", filled.leftJustified(BarCells, ' ').constData(),
                  int(share * 100));
@@ -48,9 +63,6 @@ void ConsoleProgress::draw()
 
 void ConsoleProgress::scanDone()
 {
-    if (m_drawn) {
-        std::fprintf(m_terminal, "\r%*s\r", LineCells, "");
-        std::fflush(m_terminal);
-        m_drawn = false;
-    }
+    m_doneBefore += m_weight;
+    m_done = 0;
 }

@@ -2,7 +2,7 @@
 
 #include "cli/jsonprinter.h"
 #include "cli/outputfile.h"
-#include "cli/recordkind.h"
+#include "cli/report.h"
 
 #include <QIODevice>
 
@@ -41,46 +41,92 @@ QByteArray quoted(const QByteArray &cell)
 
 QByteArray cellOf(const QCborValue &value)
 {
-    if (value.isUndefined()) {
-        return QByteArray(); // another kind of record has this field
+    if (value.isUndefined() || value.isNull()) {
+        return QByteArray(); // only other kinds have this field; or it is a time that makes no
+                             // sense
     }
     return quoted(value.isString() ? defused(value.toString()).toUtf8() : toJson(value));
 }
 
-// Kinds that come from one database share one table.
-QStringList columnsOf(const QVector<RecordKind> &kinds)
+/// A kind of records in one of the databases.
+struct Source
 {
-    QStringList columns{QStringLiteral("kind")};
-    for (const RecordKind &kind : kinds) {
-        columns += kind.fields;
+    const RecordKind *kind;
+    QString place;
+};
+
+/// All of them, or those of one kind.
+QVector<Source> sourcesOf(const Report &report, const char *name)
+{
+    QVector<Source> sources;
+    for (const ScannedDatabase &database : report.databases) {
+        for (const RecordKind &kind : database.results.kinds) {
+            if (name == nullptr || qstrcmp(kind.name, name) == 0) {
+                sources.append({&kind, database.place});
+            }
+        }
+    }
+    return sources;
+}
+
+/// Several kinds share the columns of the same name.
+QStringList columnsOf(const QVector<Source> &sources)
+{
+    QStringList columns;
+    for (const Source &source : sources) {
+        columns += source.kind->fields;
     }
     columns.removeDuplicates();
     return columns;
 }
 
-QByteArray lineOf(const QCborMap &record, const QStringList &columns)
+QByteArray lineOf(const Source &source, unsigned index, bool hasPlace, const QStringList &columns)
 {
-    QByteArrayList cells;
+    QByteArrayList cells{source.kind->name};
+    if (hasPlace) {
+        cells += cellOf(source.place);
+    }
+    const QCborMap record = source.kind->record(index);
     for (const QString &column : columns) {
         cells += cellOf(record.value(column));
     }
     return cells.join(',') + "\r\n";
 }
 
-} // namespace
-
-bool printCsv(const ScanResults &results, QIODevice &out)
+bool writeLines(const Source &source, bool hasPlace, const QStringList &columns, QIODevice &out)
 {
-    const QStringList columns = columnsOf(results.kinds);
-    if (!writeAll(out, columns.join(QLatin1Char(',')).toUtf8() + "\r\n")) {
-        return false;
-    }
-    for (const RecordKind &kind : results.kinds) {
-        for (unsigned i = 0; i < kind.count(); ++i) {
-            if (!writeAll(out, lineOf(recordAt(kind, i), columns))) {
-                return false;
-            }
+    const unsigned count = source.kind->count();
+    for (unsigned i = 0; i < count; ++i) {
+        if (!writeAll(out, lineOf(source, i, hasPlace, columns))) {
+            return false;
         }
     }
     return true;
+}
+
+bool writeTable(const QVector<Source> &sources, bool hasPlace, QIODevice &out)
+{
+    const QStringList columns = columnsOf(sources);
+    QStringList heading{QStringLiteral("kind")};
+    if (hasPlace) {
+        heading.append(QStringLiteral("database"));
+    }
+    heading += columns;
+    bool isWritten = writeAll(out, heading.join(QLatin1Char(',')).toUtf8() + "\r\n");
+    for (const Source &source : sources) {
+        isWritten = isWritten && writeLines(source, hasPlace, columns, out);
+    }
+    return isWritten;
+}
+
+} // namespace
+
+bool printCsv(const Report &report, QIODevice &out)
+{
+    return writeTable(sourcesOf(report, nullptr), report.isBackup, out);
+}
+
+bool printCsvOfKind(const Report &report, const char *kind, QIODevice &out)
+{
+    return writeTable(sourcesOf(report, kind), report.isBackup, out);
 }

@@ -2,77 +2,164 @@
 
 #include "cli/displaytext.h"
 #include "cli/outputfile.h"
-#include "cli/recordkind.h"
+#include "cli/report.h"
 
 #include <QCborArray>
 #include <QIODevice>
-#include <QJsonArray>
-#include <QJsonDocument>
+#include <QLocale>
 
-#include <algorithm>
+#include <cmath>
 
 namespace {
 
-// A terminal obeys some characters that JSON allows in a string as they are; escaped, they are
-// still the same value to every reader.
-QByteArray escaped(const QByteArray &json)
+// Qt writes whole documents only, for which each value would have to be copied twice; and it leaves
+// characters that a terminal obeys as they are.
+
+constexpr double LargestExactWhole = 9007199254740992;
+
+bool isEscaped(uint character)
 {
-    QByteArray result;
-    const QVector<uint> characters = QString::fromUtf8(json).toUcs4();
-    if (std::none_of(characters.cbegin(), characters.cend(), isUnprintable)) {
-        return QString::fromUcs4(characters.constData(), characters.size()).toUtf8();
-    }
-    for (const uint character : characters) {
-        if (!isUnprintable(character)) {
-            result += QString::fromUcs4(&character, 1).toUtf8();
-            continue;
-        }
-        const QString units = QString::fromUcs4(&character, 1);
-        for (const QChar unit : units) {
-            result += "\\u" + QByteArray::number(unit.unicode(), 16).rightJustified(4, '0');
-        }
-    }
-    return result;
+    return character == '"' || character == '\\' || isUnprintable(character);
 }
 
-QByteArray scalarJson(const QCborValue &value)
+void appendEscaped(QByteArray *json, QChar unit)
 {
-    // QJsonDocument writes whole documents only: the value goes in as an array of one.
-    const QByteArray array =
-        QJsonDocument(QJsonArray{value.toJsonValue()}).toJson(QJsonDocument::Compact);
-    return escaped(array.mid(1, array.size() - 2));
+    if (unit == QLatin1Char('"') || unit == QLatin1Char('\\')) {
+        *json += '\\';
+        *json += unit.toLatin1();
+    } else if (unit == QLatin1Char('\n')) {
+        *json += "\\n";
+    } else {
+        *json += "\\u" + QByteArray::number(unit.unicode(), 16).rightJustified(4, '0');
+    }
 }
 
-QByteArray mapJson(const QCborMap &map)
+void appendText(QByteArray *json, const QString &text)
 {
-    QByteArray json;
+    *json += '"';
+    int plainFrom = 0;
+    for (int i = 0; i < text.size();) {
+        const bool isPair =
+            text.at(i).isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate();
+        const int units = isPair ? 2 : 1;
+        const uint character =
+            isPair ? QChar::surrogateToUcs4(text.at(i), text.at(i + 1)) : text.at(i).unicode();
+        if (isEscaped(character)) {
+            *json += text.midRef(plainFrom, i - plainFrom).toUtf8();
+            for (const QChar unit : text.midRef(i, units)) {
+                appendEscaped(json, unit);
+            }
+            plainFrom = i + units;
+        }
+        i += units;
+    }
+    *json += text.midRef(plainFrom).toUtf8();
+    *json += '"';
+}
+
+void appendValue(QByteArray *json, const QCborValue &value);
+
+/// Appends the fields, each with a comma behind it.
+void appendFields(QByteArray *json, const QCborMap &map)
+{
     for (const auto &field : map) {
-        json += json.isEmpty() ? '{' : ',';
-        json += scalarJson(field.first) + ':' + toJson(field.second);
+        appendText(json, field.first.toString());
+        *json += ':';
+        appendValue(json, field.second);
+        *json += ',';
     }
-    return json.isEmpty() ? QByteArray("{}") : json + '}';
 }
 
-QByteArray arrayJson(const QCborArray &array)
+/// Ends a list, of which each element has a comma behind it.
+void closeList(QByteArray *json, char opening, char closing)
 {
-    QByteArray json;
-    for (const auto &element : array) {
-        json += json.isEmpty() ? '[' : ',';
-        json += toJson(element);
+    if (json->endsWith(opening)) {
+        *json += closing;
+    } else {
+        json->back() = closing;
     }
-    return json.isEmpty() ? QByteArray("[]") : json + ']';
+}
+
+void appendMap(QByteArray *json, const QCborMap &map)
+{
+    *json += '{';
+    appendFields(json, map);
+    closeList(json, '{', '}');
+}
+
+void appendArray(QByteArray *json, const QCborArray &array)
+{
+    *json += '[';
+    for (const auto &element : array) {
+        appendValue(json, element);
+        *json += ',';
+    }
+    closeList(json, '[', ']');
+}
+
+void appendNumber(QByteArray *json, double number)
+{
+    if (std::abs(number) < LargestExactWhole && std::floor(number) == number) {
+        *json += QByteArray::number(qint64(number)); // no exponent for a date
+    } else if (std::isfinite(number)) {
+        *json += QByteArray::number(number, 'g', QLocale::FloatingPointShortest);
+    } else {
+        *json += "null";
+    }
+}
+
+void appendValue(QByteArray *json, const QCborValue &value)
+{
+    switch (value.type()) {
+    case QCborValue::String:
+        return appendText(json, value.toString());
+    case QCborValue::Integer:
+        json->append(QByteArray::number(value.toInteger()));
+        return;
+    case QCborValue::Double:
+        return appendNumber(json, value.toDouble());
+    case QCborValue::Map:
+        return appendMap(json, value.toMap());
+    case QCborValue::Array:
+        return appendArray(json, value.toArray());
+    case QCborValue::True:
+        json->append("true");
+        return;
+    case QCborValue::False:
+        json->append("false");
+        return;
+    default:
+        json->append("null");
+    }
+}
+
+QByteArray recordJson(const RecordKind &kind, unsigned index, const QString &database)
+{
+    QByteArray json = R"({"kind":")" + QByteArray(kind.name) + "\",";
+    if (!database.isNull()) {
+        json += R"("database":)";
+        appendText(&json, database);
+        json += ',';
+    }
+    appendFields(&json, kind.record(index));
+    closeList(&json, '{', '}');
+    return json;
 }
 
 /// Writes every record, with `separator` between two of them.
-bool writeRecords(const ScanResults &results, QIODevice &out, const QByteArray &separator)
+bool writeRecords(const Report &report, QIODevice &out, const QByteArray &separator)
 {
     QByteArray before;
-    for (const RecordKind &kind : results.kinds) {
-        for (unsigned i = 0; i < kind.count(); ++i) {
-            if (!writeAll(out, before + toJson(recordAt(kind, i)))) {
-                return false;
+    for (const ScannedDatabase &database : report.databases) {
+        const QString place = report.isBackup ? database.place : QString();
+        for (const RecordKind &kind : database.results.kinds) {
+            const unsigned count = kind.count();
+            for (unsigned i = 0; i < count; ++i) {
+                if (!writeAll(out, before + recordJson(kind, i, place))) {
+                    return false;
+                }
+                before = separator;
             }
-            before = separator;
         }
     }
     return before.isEmpty() || writeAll(out, "\n");
@@ -82,21 +169,17 @@ bool writeRecords(const ScanResults &results, QIODevice &out, const QByteArray &
 
 QByteArray toJson(const QCborValue &value)
 {
-    if (value.isInteger()) {
-        return QByteArray::number(value.toInteger()); // QJsonDocument rounds beyond 2^53
-    }
-    if (value.isMap()) {
-        return mapJson(value.toMap());
-    }
-    return value.isArray() ? arrayJson(value.toArray()) : scalarJson(value);
+    QByteArray json;
+    appendValue(&json, value);
+    return json;
 }
 
-bool printJsonLines(const ScanResults &results, QIODevice &out)
+bool printJsonLines(const Report &report, QIODevice &out)
 {
-    return writeRecords(results, out, "\n");
+    return writeRecords(report, out, "\n");
 }
 
-bool printJson(const ScanResults &results, QIODevice &out)
+bool printJson(const Report &report, QIODevice &out)
 {
-    return writeAll(out, "[\n") && writeRecords(results, out, ",\n") && writeAll(out, "]\n");
+    return writeAll(out, "[\n") && writeRecords(report, out, ",\n") && writeAll(out, "]\n");
 }

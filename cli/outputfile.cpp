@@ -1,8 +1,9 @@
 #include "cli/outputfile.h"
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <cstdio>
 
@@ -20,6 +21,11 @@ QString canonicalTarget(const QString &path)
     }
     const QString folder = QFileInfo(info.path()).canonicalFilePath();
     return folder + QLatin1Char('/') + info.fileName();
+}
+
+QString existsText(const QString &path)
+{
+    return QStringLiteral("the file exists, --force replaces it: %1").arg(path);
 }
 
 } // namespace
@@ -40,18 +46,28 @@ bool namesEvidence(const QString &path, const QString &database)
     return false;
 }
 
+bool liesWithin(const QString &path, const QString &folder)
+{
+    const QString inside = QFileInfo(folder).canonicalFilePath() + QLatin1Char('/');
+    return (canonicalTarget(path) + QLatin1Char('/')).startsWith(inside);
+}
+
 OutputFile::OutputFile() = default;
 OutputFile::~OutputFile() = default;
 
-bool OutputFile::open(const QString &path)
+bool OutputFile::open(const QString &path, bool replaces)
 {
     if (path.isEmpty()) {
         auto *file = new QFile;
         m_device.reset(file);
         return file->open(stdout, QIODevice::WriteOnly);
     }
-    // Replacing a device or a pipe by a file would be a nasty surprise: these are written directly.
     const QFileInfo info(path);
+    if (info.isFile() && !replaces) {
+        m_error = existsText(path);
+        return false;
+    }
+    // Replacing a device or a pipe by a file would be a nasty surprise: these are written directly.
     if (info.exists() && !info.isFile() && !info.isDir()) {
         m_device.reset(new QFile(path));
     } else {
@@ -70,7 +86,80 @@ bool OutputFile::commit()
 
 QString OutputFile::errorString() const
 {
-    return m_device->errorString();
+    return m_error.isNull() ? m_device->errorString() : m_error;
+}
+
+OutputFolder::OutputFolder() = default;
+
+OutputFolder::~OutputFolder()
+{
+    m_files.clear();
+    if (m_isPrepared && m_workPath != m_path) {
+        QDir(m_workPath).removeRecursively();
+    }
+}
+
+bool OutputFolder::open(const QString &path, const QStringList &names, bool replaces)
+{
+    m_path = QDir::cleanPath(path);
+    const QFileInfo info(m_path);
+    if (info.exists() && !info.isDir()) {
+        m_error = QStringLiteral("not a folder: %1").arg(path);
+        return false;
+    }
+    for (const QString &name : names) {
+        const QString file = m_path + QLatin1Char('/') + name;
+        if (!replaces && QFileInfo::exists(file)) {
+            m_error = existsText(file);
+            return false;
+        }
+    }
+    return prepare();
+}
+
+bool OutputFolder::prepare()
+{
+    const QString unfinished =
+        m_path + QStringLiteral(".part%1").arg(QCoreApplication::applicationPid());
+    m_workPath = QFileInfo(m_path).isDir() ? m_path : unfinished;
+    m_isPrepared = m_workPath == m_path ? QFileInfo(m_path).isWritable() : QDir().mkdir(m_workPath);
+    if (!m_isPrepared) {
+        m_error = QStringLiteral("cannot create files in the folder: %1").arg(m_path);
+    }
+    return m_isPrepared;
+}
+
+QIODevice *OutputFolder::add(const QString &name)
+{
+    auto file = std::make_unique<QSaveFile>(m_workPath + QLatin1Char('/') + name);
+    if (!file->open(QIODevice::WriteOnly)) {
+        m_error = file->errorString();
+        return nullptr;
+    }
+    m_files.push_back(std::move(file));
+    return m_files.back().get();
+}
+
+bool OutputFolder::commit()
+{
+    for (const std::unique_ptr<QSaveFile> &file : m_files) {
+        if (!file->flush() || file->error() != QFileDevice::NoError) {
+            m_error = file->errorString();
+            return false;
+        }
+    }
+    for (const std::unique_ptr<QSaveFile> &file : m_files) {
+        if (!file->commit()) {
+            m_error = file->errorString();
+            return false;
+        }
+    }
+    if (m_workPath != m_path && !QDir().rename(m_workPath, m_path)) {
+        m_error = QStringLiteral("cannot create the folder: %1").arg(m_path);
+        return false;
+    }
+    m_isPrepared = false;
+    return true;
 }
 
 bool writeAll(QIODevice &out, const QByteArray &bytes)

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <QSaveFile>
 #include <QScopedPointer>
-#include <QString>
+#include <QStringList>
+
+#include <memory>
+#include <vector>
 
 class QFileDevice;
 class QIODevice;
@@ -10,6 +14,9 @@ class QIODevice;
 /// keeps beside it, however the path is spelt and whether or not these files exist.
 bool namesEvidence(const QString &path, const QString &database);
 
+/// Whether writing to `path` would create or change something in the folder `folder`.
+bool liesWithin(const QString &path, const QString &folder);
+
 /// Where the records go: standard output, or a file that appears only when it is complete.
 class OutputFile
 {
@@ -17,8 +24,9 @@ public:
     OutputFile();
     ~OutputFile();
 
-    /// Opens the file `path`, or standard output when `path` is empty. Returns false on failure.
-    bool open(const QString &path);
+    /// Opens the file `path`, or standard output when `path` is empty. Returns false on failure,
+    /// also when there is such a file already and `replaces` is false.
+    bool open(const QString &path, bool replaces);
     /// The open device; owned by this object.
     QFileDevice &device() { return *m_device; }
     /// Writes what is still buffered and puts the file in place. Returns false when any byte since
@@ -29,6 +37,36 @@ public:
 
 private:
     QScopedPointer<QFileDevice> m_device;
+    QString m_error;
+};
+
+/// A folder of files that appear only when all of them are complete.
+class OutputFolder
+{
+public:
+    OutputFolder();
+    /// Removes what was not committed.
+    ~OutputFolder();
+
+    /// Takes the folder `path`, which need not exist. Returns false on failure, also when it holds
+    /// one of the files `names` already and `replaces` is false.
+    bool open(const QString &path, const QStringList &names, bool replaces);
+    /// A new file; owned by this object. Null on failure.
+    QIODevice *add(const QString &name);
+    /// Writes what is still buffered and puts the files in place. Returns false on failure; a new
+    /// folder does not appear then.
+    bool commit();
+    /// Why open(), add() or commit() failed.
+    QString errorString() const { return m_error; }
+
+private:
+    bool prepare();
+
+    QString m_path;
+    QString m_workPath; ///< where the files are written: a folder of another name, when it is new
+    bool m_isPrepared = false;
+    std::vector<std::unique_ptr<QSaveFile>> m_files;
+    QString m_error;
 };
 
 /// Returns false when the device does not take all of the bytes.

@@ -11,12 +11,43 @@ template<typename Facade> struct Getters
 {
     const char *name; ///< of the kind
     unsigned (*count)(Facade &results);
+    unsigned (*items)(Facade &results);
     QCborMap (*record)(Facade &results, unsigned index);
 };
 
 template<typename Facade, auto getCount> unsigned countOf(Facade &results)
 {
     return (results.*getCount)();
+}
+
+template<typename Record> unsigned itemsIn(const Record & /*record*/)
+{
+    return 1;
+}
+
+unsigned itemsIn(const MessageGroupRecord &group)
+{
+    return unsigned(group.messages.size());
+}
+
+unsigned itemsIn(const WhatsappChatRecord &chat)
+{
+    return unsigned(chat.messages.size());
+}
+
+unsigned itemsIn(const WeiChatChat &chat)
+{
+    return unsigned(chat.messages.size());
+}
+
+template<typename Facade, auto getCount, auto getRecord> unsigned itemsOf(Facade &results)
+{
+    unsigned items = 0;
+    const unsigned count = (results.*getCount)();
+    for (unsigned i = 0; i < count; ++i) {
+        items += itemsIn(*(results.*getRecord)(i));
+    }
+    return items;
 }
 
 template<typename Facade, auto getRecord, auto mapOf>
@@ -28,7 +59,8 @@ QCborMap mapAt(Facade &results, unsigned index)
 template<typename Facade, auto getCount, auto getRecord, auto mapOf>
 constexpr Getters<Facade> gettersOf(const char *name)
 {
-    return {name, countOf<Facade, getCount>, mapAt<Facade, getRecord, mapOf>};
+    return {name, countOf<Facade, getCount>, itemsOf<Facade, getCount, getRecord>,
+            mapAt<Facade, getRecord, mapOf>};
 }
 
 QStringList fieldsOf(const QCborMap &record)
@@ -42,7 +74,8 @@ QStringList fieldsOf(const QCborMap &record)
 
 QStringList noteColumns()
 {
-    return {QStringLiteral("Changed (UTC)"), QStringLiteral("Title"), QStringLiteral("Text")};
+    return {QStringLiteral("Changed (UTC)"), QStringLiteral("Stored"), QStringLiteral("Title"),
+            QStringLiteral("Text")};
 }
 
 // In the order of the result arrays, which is the order of every output.
@@ -52,115 +85,120 @@ const QVector<RecordKind> &allKinds()
         {ScanTypeCallHistory,
          "call",
          "Calls",
-         true,
          fieldsOf(callMap({})),
-         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Direction"),
-                     QStringLiteral("Duration"), QStringLiteral("Address")},
+         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Stored"),
+                     QStringLiteral("Direction"), QStringLiteral("Duration"),
+                     QStringLiteral("Address")},
          callRows,
+         {},
          {},
          {}},
         {ScanTypeMessages,
          "messageGroup",
          "Messages",
-         true,
          fieldsOf(messageGroupMap({})),
-         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Conversation"),
-                     QStringLiteral("Direction"), QStringLiteral("Text")},
+         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Stored"),
+                     QStringLiteral("Conversation"), QStringLiteral("Direction"),
+                     QStringLiteral("Text")},
          messageRows,
+         {},
          {},
          {}},
         {ScanTypeNotes,
          "note",
          "Notes",
-         true,
          fieldsOf(noteMap({})),
          noteColumns(),
          noteRows,
+         {},
          {},
          {}},
         {ScanTypeIos9Notes,
          "ios9Note",
          "Notes",
-         true,
          fieldsOf(noteMap({})),
          noteColumns(),
          noteRows,
+         {},
          {},
          {}},
         {ScanTypeContacts,
          "contact",
          "Contacts",
-         false,
          fieldsOf(personMap({})),
          QStringList(),
          personRows,
+         {},
          {},
          {}},
         {ScanTypeContacts,
          "hiddenContact",
          "Hidden contacts",
-         false,
          fieldsOf(personMap({})),
          QStringList(),
          personRows,
+         {},
          {},
          {}},
         {ScanTypeCalendar,
          "reminder",
          "Reminders",
-         true,
          fieldsOf(reminderMap({})),
-         QStringList{QStringLiteral("Start (UTC)"), QStringLiteral("Completed (UTC)"),
+         QStringList{QStringLiteral("Start (UTC)"), QStringLiteral("Stored"),
+                     QStringLiteral("Completed (UTC)"), QStringLiteral("Stored"),
                      QStringLiteral("List"), QStringLiteral("Reminder")},
          reminderRows,
+         {},
          {},
          {}},
         {ScanTypeCalendar,
          "calendar",
          "Calendar events",
-         true,
          fieldsOf(calendarMap({})),
-         QStringList{QStringLiteral("Start (UTC)"), QStringLiteral("End (UTC)"),
-                     QStringLiteral("Event"), QStringLiteral("Location")},
+         QStringList{QStringLiteral("Start (UTC)"), QStringLiteral("Stored"),
+                     QStringLiteral("End (UTC)"), QStringLiteral("Stored"), QStringLiteral("Event"),
+                     QStringLiteral("Location")},
          calendarRows,
+         {},
          {},
          {}},
         {ScanTypeBookmarks,
          "bookmark",
          "Bookmarks",
-         true,
          fieldsOf(bookmarkMap({})),
          QStringList{QStringLiteral("Title"), QStringLiteral("Address")},
          pageRows,
+         {},
          {},
          {}},
         {ScanTypeSafariHistory,
          "safariHistory",
          "Safari history",
-         true,
          fieldsOf(historyMap({})),
          QStringList{QStringLiteral("Title"), QStringLiteral("Address")},
          pageRows,
+         {},
          {},
          {}},
         {ScanTypeWeChat,
          "weChat",
          "WeChat messages",
-         true,
          fieldsOf(weChatMap({})),
-         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Conversation"),
-                     QStringLiteral("Direction"), QStringLiteral("Text")},
+         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Stored"),
+                     QStringLiteral("Conversation"), QStringLiteral("Direction"),
+                     QStringLiteral("Text")},
          weChatRows,
+         {},
          {},
          {}},
         {ScanTypeWhatsapp,
          "whatsapp",
          "WhatsApp messages",
-         true,
          fieldsOf(whatsappMap({})),
-         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Chat"),
+         QStringList{QStringLiteral("Date (UTC)"), QStringLiteral("Stored"), QStringLiteral("Chat"),
                      QStringLiteral("Direction"), QStringLiteral("Text")},
          whatsappRows,
+         {},
          {},
          {}},
     };
@@ -216,6 +254,7 @@ ScanResults bindKinds(ScanType type, Facade &results, const Getters<Facade> (&ge
         for (const Getters<Facade> &getter : getters) {
             if (kind.scanType == type && qstrcmp(kind.name, getter.name) == 0) {
                 kind.count = [&results, &getter] { return getter.count(results); };
+                kind.items = [&results, &getter] { return getter.items(results); };
                 kind.record = [&results, &getter](unsigned index) {
                     return getter.record(results, index);
                 };
@@ -236,6 +275,15 @@ ScanResults resultsOf(ScanType type, SqliteRecovery &recovery)
 ScanResults resultsOf(ScanType type, WalRecovery &recovery)
 {
     return bindKinds(type, recovery, LogGetters);
+}
+
+QStringList kindNames()
+{
+    QStringList names;
+    for (const RecordKind &kind : allKinds()) {
+        names.append(QLatin1String(kind.name));
+    }
+    return names;
 }
 
 QCborMap recordAt(const RecordKind &kind, unsigned index)

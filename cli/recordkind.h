@@ -22,8 +22,6 @@ struct RecordKind
     const char *name;
     /// How the text output calls such records.
     const char *heading;
-    /// Whether a row of the text table is what its heading counts; else a record is.
-    bool rowsAreItems;
     /// Names of the record's fields after "kind".
     QStringList fields;
     /// Headings of the text table's columns; empty for a table without such a line.
@@ -32,6 +30,8 @@ struct RecordKind
     TextRows (*rows)(const QCborMap &record);
     /// The number of such records.
     std::function<unsigned()> count;
+    /// The number of things that people count in the records: messages rather than conversations.
+    std::function<unsigned()> items;
     /// The fields of one record in their order, as stored.
     std::function<QCborMap(unsigned index)> record;
 };
@@ -46,6 +46,9 @@ struct ScanResults
 /// They are read from the object, which must outlive the results.
 ScanResults resultsOf(ScanType type, SqliteRecovery &recovery);
 ScanResults resultsOf(ScanType type, WalRecovery &recovery);
+
+/// The names of all kinds.
+QStringList kindNames();
 
 /// All records of a kind begin with the field "kind".
 QCborMap recordAt(const RecordKind &kind, unsigned index);

@@ -9,6 +9,7 @@
 #include "api/reminderrecord.h"
 #include "api/weichatchat.h"
 #include "api/whatsappchatrecord.h"
+#include "cli/displaydate.h"
 
 #include <QCborArray>
 
@@ -22,6 +23,12 @@ QCborArray arrayOf(const QList<Record> &records, QCborMap (*mapOf)(const Record 
         array.append(mapOf(record));
     }
     return array;
+}
+
+/// What stands beside a stored number: its time, or null where it is none.
+QCborValue utcOrNull(const QString &utc)
+{
+    return utc.isNull() ? QCborValue(nullptr) : QCborValue(utc);
 }
 
 QCborMap entryMap(const PersonValueEntry &entry)
@@ -48,6 +55,7 @@ QCborMap messageMap(const MessageItem &message)
 {
     return {{QStringLiteral("guid"), message.guid},
             {QStringLiteral("date"), message.date},
+            {QStringLiteral("dateUtc"), utcOrNull(utcOfMessage(message.date))},
             {QStringLiteral("text"), message.text},
             {QStringLiteral("subject"), message.subject},
             {QStringLiteral("address"), message.address},
@@ -60,6 +68,7 @@ QCborMap weChatMessageMap(const WeiChatMessage &message)
 {
     return {{QStringLiteral("message"), message.message},
             {QStringLiteral("createTime"), message.createTime},
+            {QStringLiteral("createTimeUtc"), utcOrNull(utcSince1970(message.createTime))},
             {QStringLiteral("type"), message.type},
             {QStringLiteral("isFromMe"), message.isFromMe}};
 }
@@ -71,6 +80,7 @@ QCborMap whatsappMessageMap(const WhatsappMessageItem &message)
             {QStringLiteral("messageStatus"), message.messageStatus},
             {QStringLiteral("groupEventType"), message.groupEventType},
             {QStringLiteral("date"), message.date},
+            {QStringLiteral("dateUtc"), utcOrNull(utcSince2001(message.date))},
             {QStringLiteral("hasParent"), message.hasParent},
             {QStringLiteral("text"), message.text},
             {QStringLiteral("senderName"), message.senderName},
@@ -84,6 +94,7 @@ QCborMap callMap(const CallhistoryRecord &call)
 {
     return {{QStringLiteral("address"), call.address},
             {QStringLiteral("date"), call.date},
+            {QStringLiteral("dateUtc"), utcOrNull(utcSince1970(call.date))},
             {QStringLiteral("duration"), call.duration},
             {QStringLiteral("flags"), call.flags}};
 }
@@ -91,30 +102,34 @@ QCborMap callMap(const CallhistoryRecord &call)
 QCborMap noteMap(const NoteRecord &note)
 {
     return {{QStringLiteral("date"), note.date},
+            {QStringLiteral("dateUtc"), utcOrNull(utcSince2001(note.date))},
             {QStringLiteral("title"), note.title},
             {QStringLiteral("content"), note.content}};
 }
 
 QCborMap personMap(const PersonRecord &person)
 {
-    return {{QStringLiteral("rowId"), person.rowId},
-            {QStringLiteral("prefix"), person.prefix},
-            {QStringLiteral("first"), person.first},
-            {QStringLiteral("middle"), person.middle},
-            {QStringLiteral("last"), person.last},
-            {QStringLiteral("suffix"), person.suffix},
-            {QStringLiteral("firstPhonetic"), person.firstPhonetic},
-            {QStringLiteral("middlePhonetic"), person.middlePhonetic},
-            {QStringLiteral("lastPhonetic"), person.lastPhonetic},
-            {QStringLiteral("nickname"), person.nickname},
-            {QStringLiteral("organization"), person.organization},
-            {QStringLiteral("department"), person.department},
-            {QStringLiteral("jobTitle"), person.jobTitle},
-            {QStringLiteral("birthday"), person.birthday},
-            {QStringLiteral("alternateBirthday"), person.alternateBirthday},
-            {QStringLiteral("note"), person.note},
-            {QStringLiteral("modificationDate"), person.modificationDate},
-            {QStringLiteral("values"), arrayOf(person.values, valueMap)}};
+    return {
+        {QStringLiteral("rowId"), person.rowId},
+        {QStringLiteral("prefix"), person.prefix},
+        {QStringLiteral("first"), person.first},
+        {QStringLiteral("middle"), person.middle},
+        {QStringLiteral("last"), person.last},
+        {QStringLiteral("suffix"), person.suffix},
+        {QStringLiteral("firstPhonetic"), person.firstPhonetic},
+        {QStringLiteral("middlePhonetic"), person.middlePhonetic},
+        {QStringLiteral("lastPhonetic"), person.lastPhonetic},
+        {QStringLiteral("nickname"), person.nickname},
+        {QStringLiteral("organization"), person.organization},
+        {QStringLiteral("department"), person.department},
+        {QStringLiteral("jobTitle"), person.jobTitle},
+        {QStringLiteral("birthday"), person.birthday},
+        {QStringLiteral("birthdayUtc"), utcOrNull(utcOfDay(person.birthday))},
+        {QStringLiteral("alternateBirthday"), person.alternateBirthday},
+        {QStringLiteral("note"), person.note},
+        {QStringLiteral("modificationDate"), person.modificationDate},
+        {QStringLiteral("modificationDateUtc"), utcOrNull(utcSince2001(person.modificationDate))},
+        {QStringLiteral("values"), arrayOf(person.values, valueMap)}};
 }
 
 QCborMap messageGroupMap(const MessageGroupRecord &group)
@@ -128,21 +143,28 @@ QCborMap messageGroupMap(const MessageGroupRecord &group)
 
 QCborMap calendarMap(const CalendarRecord &event)
 {
-    return {
-        {QStringLiteral("title"), event.title},     {QStringLiteral("location"), event.location},
-        {QStringLiteral("notes"), event.notes},     {QStringLiteral("startDate"), event.startDate},
-        {QStringLiteral("endDate"), event.endDate}, {QStringLiteral("allDay"), event.allDay}};
+    return {{QStringLiteral("title"), event.title},
+            {QStringLiteral("location"), event.location},
+            {QStringLiteral("notes"), event.notes},
+            {QStringLiteral("startDate"), event.startDate},
+            {QStringLiteral("startDateUtc"), utcOrNull(utcOfCalendar(event.startDate))},
+            {QStringLiteral("endDate"), event.endDate},
+            {QStringLiteral("endDateUtc"), utcOrNull(utcOfCalendar(event.endDate))},
+            {QStringLiteral("allDay"), event.allDay}};
 }
 
 QCborMap reminderMap(const ReminderRecord &reminder)
 {
-    return {{QStringLiteral("title"), reminder.title},
-            {QStringLiteral("location"), reminder.location},
-            {QStringLiteral("calendar"), reminder.calendar},
-            {QStringLiteral("notes"), reminder.notes},
-            {QStringLiteral("startDate"), reminder.startDate},
-            {QStringLiteral("completionDate"), reminder.completionDate},
-            {QStringLiteral("priority"), reminder.priority}};
+    return {
+        {QStringLiteral("title"), reminder.title},
+        {QStringLiteral("location"), reminder.location},
+        {QStringLiteral("calendar"), reminder.calendar},
+        {QStringLiteral("notes"), reminder.notes},
+        {QStringLiteral("startDate"), reminder.startDate},
+        {QStringLiteral("startDateUtc"), utcOrNull(utcOfCalendar(reminder.startDate))},
+        {QStringLiteral("completionDate"), reminder.completionDate},
+        {QStringLiteral("completionDateUtc"), utcOrNull(utcOfCalendar(reminder.completionDate))},
+        {QStringLiteral("priority"), reminder.priority}};
 }
 
 QCborMap bookmarkMap(const BookmarkRecord &bookmark)

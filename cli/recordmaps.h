@@ -13,7 +13,9 @@ struct WeiChatChat;
 struct WhatsappChatRecord;
 
 // One record as a map of its fields in their order, as stored. A CBOR map keeps that order and
-// 64-bit integers exactly; a JSON object of Qt keeps neither.
+// 64-bit integers exactly; a JSON object of Qt keeps neither. Behind every time stands the same as
+// ISO 8601 text in UTC, in a field with the suffix "Utc"; null where the number is no sensible
+// time.
 
 QCborMap callMap(const CallhistoryRecord &call);
 QCborMap noteMap(const NoteRecord &note);

@@ -4,6 +4,7 @@
 #include "cli/displaydate.h"
 
 #include <QCborArray>
+#include <QLocale>
 
 #include <algorithm>
 
@@ -26,9 +27,31 @@ QCborArray listOf(const QCborMap &record, const char *field)
     return record.value(QLatin1String(field)).toArray();
 }
 
-double dateOf(const QCborMap &record, const char *field)
+/// A time of the record as text, and the number that it was stored as.
+struct Time
 {
-    return record.value(QLatin1String(field)).toDouble();
+    QString utc;
+    QString stored;
+};
+
+Time timeOf(const QCborMap &record, const char *field)
+{
+    const QString name = QLatin1String(field);
+    const QCborValue stored = record.value(name);
+    return {record.value(name + QLatin1String("Utc")).toString(),
+            stored.isInteger()
+                ? QString::number(stored.toInteger())
+                : QString::number(stored.toDouble(), 'f', QLocale::FloatingPointShortest)};
+}
+
+/// A time of the calendar, where 0 stands for none.
+Time calendarTime(const QCborMap &record, const char *field, bool isWholeDay)
+{
+    if (record.value(QLatin1String(field)).toDouble() == 0) {
+        return {};
+    }
+    const Time time = timeOf(record, field);
+    return {time.utc.left(isWholeDay ? 10 : -1), time.stored};
 }
 
 /// The texts that are not empty, with `separator` between two of them.
@@ -113,6 +136,13 @@ QString partsText(const QCborArray &entries)
         }
     }
     return joined(texts, QStringLiteral(", "));
+}
+
+/// A day, and the number behind it.
+QString dayText(const QString &stored)
+{
+    const QString day = utcOfDay(stored);
+    return day.isNull() ? stored : QStringLiteral("%1 (%2)").arg(day, stored);
 }
 
 QString valueText(const QCborMap &value)
@@ -240,7 +270,8 @@ template<typename RowOf> TextRows rowsOfMessages(const QCborMap &conversation, R
 
 TextRows callRows(const QCborMap &call)
 {
-    return {{callDateText(numberOf(call, "date")), callText(numberOf(call, "flags")),
+    const Time time = timeOf(call, "date");
+    return {{time.utc, time.stored, callText(numberOf(call, "flags")),
              durationText(numberOf(call, "duration")), textOf(call, "address")}};
 }
 
@@ -253,7 +284,8 @@ TextRows noteRows(const QCborMap &note)
         text.remove(0, title.size());
     }
     text = text.trimmed().replace(QLatin1Char('\n'), QLatin1Char(' '));
-    return {{noteDateText(numberOf(note, "date")), title, text}};
+    const Time time = timeOf(note, "date");
+    return {{time.utc, time.stored, title, text}};
 }
 
 QString personName(const QCborMap &person)
@@ -297,7 +329,8 @@ TextRows personRows(const QCborMap &person)
 QStringList messageRow(const QCborMap &message, const QCborMap &group)
 {
     const bool isSent = numberOf(message, "isFromMe") != 0;
-    return {messageDateText(numberOf(message, "date")), conversationText(message, group),
+    const Time time = timeOf(message, "date");
+    return {time.utc, time.stored, conversationText(message, group),
             isSent ? QStringLiteral("sent") : QStringLiteral("received"),
             joined({textOf(message, "subject"), textOf(message, "text")}, QStringLiteral(": "))};
 }
@@ -310,15 +343,17 @@ TextRows messageRows(const QCborMap &group)
 TextRows calendarRows(const QCborMap &event)
 {
     const bool isWholeDay = numberOf(event, "allDay") != 0;
-    return {{calendarDateText(dateOf(event, "startDate"), isWholeDay),
-             calendarDateText(dateOf(event, "endDate"), isWholeDay), textOf(event, "title"),
+    const Time start = calendarTime(event, "startDate", isWholeDay);
+    const Time end = calendarTime(event, "endDate", isWholeDay);
+    return {{start.utc, start.stored, end.utc, end.stored, textOf(event, "title"),
              textOf(event, "location")}};
 }
 
 TextRows reminderRows(const QCborMap &reminder)
 {
-    return {{calendarDateText(dateOf(reminder, "startDate"), false),
-             calendarDateText(dateOf(reminder, "completionDate"), false),
+    const Time start = calendarTime(reminder, "startDate", false);
+    const Time completion = calendarTime(reminder, "completionDate", false);
+    return {{start.utc, start.stored, completion.utc, completion.stored,
              textOf(reminder, "calendar"), textOf(reminder, "title")}};
 }
 
@@ -331,7 +366,8 @@ QStringList weChatRow(const QCborMap &message, const QCborMap &chat)
 {
     const QString kind = weChatKindText(numberOf(message, "type"));
     const bool isSent = message.value(QLatin1String("isFromMe")).toBool();
-    return {callDateText(numberOf(message, "createTime")), textOf(chat, "chatId"),
+    const Time time = timeOf(message, "createTime");
+    return {time.utc, time.stored, textOf(chat, "chatId"),
             isSent ? QStringLiteral("sent") : QStringLiteral("received"),
             kind.isEmpty() ? textOf(message, "message") : kind};
 }
@@ -349,7 +385,8 @@ QStringList whatsappRow(const QCborMap &message, const QCborMap &chat)
     const bool isSent = numberOf(message, "isFromMe") != 0;
     // A title without a text ends in empty lines.
     const QString text = textOf(message, "text").simplified();
-    return {noteDateText(numberOf(message, "date")),
+    const Time time = timeOf(message, "date");
+    return {time.utc, time.stored,
             sender.isEmpty() ? shown : QStringLiteral("%1 (%2)").arg(shown, sender),
             isSent ? QStringLiteral("sent") : QStringLiteral("received"),
             text.isEmpty() ? messageKindText(numberOf(message, "messageType")) : text};

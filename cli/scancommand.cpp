@@ -1,38 +1,32 @@
 #include "cli/scancommand.h"
 
-#include "api/sqliterecovery.h"
 #include "cli/commandparts.h"
 #include "cli/consoleprogress.h"
+#include "cli/databasescan.h"
 #include "cli/messages.h"
-#include "cli/outputfile.h"
-#include "cli/recordkind.h"
 
-#include <unistd.h>
+#include <QFileInfo>
 
 namespace {
 
-int scanFile(const ScanRequest &request)
+int scanFile(const ScanRequest &request, Report report)
 {
-    const QString path = request.files.first();
-    const QString problem = databaseObstacle(path);
+    ScannedDatabase database = requestedFile(request, request.files.first());
+    const QString problem = databaseObstacle(database.path);
     if (!problem.isNull()) {
         return failed(problem);
     }
-    OutputFile output;
-    const int opened = openOutput(request, &output);
+    Output output;
+    const int opened = output.open(request);
     if (opened != ExitDone) {
         return opened;
     }
-    SqliteRecovery recovery;
-    ConsoleProgress progress(isatty(STDERR_FILENO) != 0 ? stderr : nullptr, request.type->searches);
-    recovery.scanRecoveryForType(request.type->type, path, &progress);
-
-    const ScanResults results = resultsOf(request.type->type, recovery);
-    if (results.kinds.isEmpty()) {
-        printMessage(QStringLiteral("this version does not recover records of the type %1 yet")
-                         .arg(QLatin1String(request.type->name)));
+    {
+        ConsoleProgress progress(progressTerminal(), double(database.size));
+        scanDatabase(&database, &progress);
     }
-    return printResults(results, request, output);
+    report.databases.append(database);
+    return finish(&report, &output);
 }
 
 } // namespace
@@ -41,5 +35,6 @@ int runScan(const ScanOptions &options)
 {
     ScanRequest request;
     const int checked = checkOptions("scan", options, 1, &request);
-    return checked == ExitDone ? scanFile(request) : checked;
+    return checked == ExitDone ? scanFile(request, newReport(options, request.files.first()))
+                               : checked;
 }

@@ -1,7 +1,7 @@
 #include "cli/textprinter.h"
 
 #include "cli/outputfile.h"
-#include "cli/recordkind.h"
+#include "cli/reportsummary.h"
 
 #include <QIODevice>
 
@@ -10,9 +10,12 @@ namespace {
 TextRows rowsOf(const RecordKind &kind)
 {
     TextRows rows;
+    if (!kind.columns.isEmpty()) {
+        rows.append(kind.columns);
+    }
     const unsigned count = kind.count();
     for (unsigned i = 0; i < count; ++i) {
-        rows += kind.rows(recordAt(kind, i));
+        rows += kind.rows(kind.record(i));
     }
     return rows;
 }
@@ -22,30 +25,53 @@ bool writeText(QIODevice &out, const QString &text)
     return writeAll(out, text.toUtf8());
 }
 
-bool writeKind(QIODevice &out, const RecordKind &kind)
+bool writeKind(QIODevice &out, const RecordKind &kind, const QString &place)
 {
-    TextRows rows = rowsOf(kind);
-    const unsigned count = kind.rowsAreItems ? unsigned(rows.size()) : kind.count();
-    if (!kind.columns.isEmpty()) {
-        rows.prepend(kind.columns);
+    QString heading = QStringLiteral("%1 (%2)").arg(QLatin1String(kind.heading)).arg(kind.items());
+    if (!place.isNull()) {
+        heading += QStringLiteral(" in ") + place;
     }
-    return writeText(out, QStringLiteral("%1 (%2)\n").arg(QLatin1String(kind.heading)).arg(count))
-           && writeTable(out, rows);
+    return writeTable(out, {QStringList(heading)}) && writeTable(out, rowsOf(kind));
 }
 
-} // namespace
-
-bool printText(const ScanResults &results, QIODevice &out)
+/// Writes the kinds of which something was found; `isFirst` says whether nothing stands above.
+bool writeKinds(QIODevice &out, const ScanResults &results, const QString &place, bool *isFirst)
 {
-    bool first = true;
     for (const RecordKind &kind : results.kinds) {
         if (kind.count() == 0) {
             continue;
         }
-        if ((!first && !writeText(out, QStringLiteral("\n"))) || !writeKind(out, kind)) {
+        if ((!*isFirst && !writeText(out, QStringLiteral("\n"))) || !writeKind(out, kind, place)) {
             return false;
         }
-        first = false;
+        *isFirst = false;
     }
-    return !first || writeText(out, QStringLiteral("No deleted records found.\n"));
+    return true;
+}
+
+/// The summary of a backup tells the reasons; of a single file it stands here.
+QString nothingFoundText(const Report &report, bool isFirst)
+{
+    const bool isSingle = !report.isBackup && report.databases.size() == 1;
+    const QString remark = isSingle ? report.databases.first().remark : QString();
+    const QString reason = remark.isEmpty() ? QString() : QStringLiteral(": ") + remark;
+    return QStringLiteral("%1No deleted records found%2.\n")
+        .arg(isFirst ? QString() : QStringLiteral("\n"), reason);
+}
+
+} // namespace
+
+bool printText(const Report &report, QIODevice &out)
+{
+    if (report.isBackup && !printSummary(report, out)) {
+        return false;
+    }
+    bool isFirst = !report.isBackup;
+    for (const ScannedDatabase &database : report.databases) {
+        const QString place = report.isBackup ? database.place : QString();
+        if (!writeKinds(out, database.results, place, &isFirst)) {
+            return false;
+        }
+    }
+    return itemsIn(report) > 0 || writeText(out, nothingFoundText(report, isFirst));
 }

@@ -1,8 +1,8 @@
 #pragma once
 
 class QIODevice;
-struct ScanResults;
+struct Report;
 
 /// Writes tables for people to read, one for each kind of record, free of anything that a terminal
 /// would obey. Returns false when the device does not take it all.
-bool printText(const ScanResults &results, QIODevice &out);
+bool printText(const Report &report, QIODevice &out);

@@ -5,9 +5,6 @@
 
 namespace {
 
-// A longer cell stands out of its column; it must not lengthen every other line.
-constexpr int MaxColumnWidth = 40;
-
 TextRows printableRows(TextRows rows)
 {
     for (QStringList &row : rows) {
@@ -19,13 +16,13 @@ TextRows printableRows(TextRows rows)
 }
 
 // The last cell of a row is not padded, so its width does not count.
-QVector<int> widthsOf(const TextRows &rows)
+QVector<int> widthsOf(const TextRows &rows, int widest)
 {
     QVector<int> widths;
     for (const QStringList &row : rows) {
         widths.resize(qMax(widths.size(), row.size()));
         for (int column = 0; column + 1 < row.size(); ++column) {
-            const int width = qMin(displayWidth(row.at(column)), MaxColumnWidth);
+            const int width = qMin(displayWidth(row.at(column)), widest);
             widths[column] = qMax(widths.at(column), width);
         }
     }
@@ -43,10 +40,10 @@ QString lineOf(const QStringList &row, const QVector<int> &widths)
 
 } // namespace
 
-bool writeTable(QIODevice &out, const TextRows &rows)
+bool writeTable(QIODevice &out, const TextRows &rows, int widest)
 {
     const TextRows shown = printableRows(rows);
-    const QVector<int> widths = widthsOf(shown);
+    const QVector<int> widths = widthsOf(shown, widest);
     for (const QStringList &row : shown) {
         if (!writeAll(out, lineOf(row, widths).toUtf8())) {
             return false;

@@ -34,10 +34,22 @@ bool isLiveCellStart(qint64 offsetInPage, const QVector<quint16> &cellOffsets)
     return behind != cellOffsets.cbegin() && offsetInPage - *(behind - 1) <= 4;
 }
 
+bool SqliteDbFile::bind(RecordMatcher &matcher, const TableSchema &table)
+{
+    const bool isBound = matcher.bindColumns(table);
+    const bool isOfTheFile = reader->table(table.name) == &table;
+    if (isBound && isOfTheFile) {
+        m_boundRoots.insert(quint32(table.rootPage));
+    } else if (isOfTheFile) {
+        ++m_refusedTables;
+    }
+    return isBound;
+}
+
 bool SqliteDbFile::carveTable(const TableSchema &table, RecordMatcher &matcher, double progressSpan,
                               bool freeListOnly)
 {
-    if (!matcher.bindColumns(table)) {
+    if (!bind(matcher, table) || m_isBindingOnly) {
         return reportProgress(progressSpan);
     }
     const QVector<quint32> leafPages = reader->collectLeafPages(quint32(table.rootPage));
@@ -62,6 +74,9 @@ void SqliteDbFile::findFreeRegions()
 bool SqliteDbFile::carveLeafPages(const TableSchema &table, const QVector<quint32> &leafPages,
                                   double step, RecordMatcher &matcher)
 {
+    if (m_isBindingOnly) {
+        return true;
+    }
     QByteArray region;
     region.reserve(headerInfo().pageSize);
     for (const quint32 pageNo : leafPages) {
@@ -77,7 +92,7 @@ void SqliteDbFile::carveRegion(const TableSchema &table, qint64 fileOffset, qint
                                const QVector<quint16> &cellOffsets, RecordMatcher &matcher)
 {
     QByteArray region;
-    if (readRegion(fileOffset, std::min(length, file.size() - fileOffset), region)) {
+    if (!m_isBindingOnly && readRegion(fileOffset, std::min(length, file.size() - fileOffset), region)) {
         searchRegion(table, fileOffset, region, cellOffsets, matcher);
     }
 }
@@ -145,6 +160,9 @@ bool SqliteDbFile::carveOtherPages(const TableSchema &table, const QVector<quint
 
 bool SqliteDbFile::carveFreeRegions(const TableSchema &table, double step, RecordMatcher &matcher)
 {
+    if (m_isBindingOnly) {
+        return true;
+    }
     QByteArray region;
     region.reserve(headerInfo().pageSize);
     for (const FreeRegion &free : qAsConst(freeRegions)) {

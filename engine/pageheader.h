@@ -46,6 +46,7 @@ public:
     /// cell pointer array is not all there; nothing else may then be asked for.
     bool readHeader(int headerSize);
 
+    const PageHeader &header() const { return m_header; }
     /// The cell pointers in array order; the number of them is the cell count.
     QVector<quint16> cellPointers() const;
     /// Where the cell pointer array ends, relative to the page.

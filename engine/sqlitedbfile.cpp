@@ -16,6 +16,8 @@ bool SqliteDbFile::open(const QString &newPath)
     path = newPath;
     freeRegions.clear();
     m_isStopped = false;
+    m_boundRoots.clear();
+    m_refusedTables = 0;
     if (file.isOpen()) {
         file.close();
     }

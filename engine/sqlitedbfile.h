@@ -1,9 +1,11 @@
 #pragma once
 
 #include "engine/databasereader.h"
+#include "engine/freedspace.h"
 
 #include <QFile>
 #include <QObject>
+#include <QSet>
 
 #include <memory>
 
@@ -27,6 +29,18 @@ public:
 
     /// Borrows the progress object for the scans to come; null for none.
     void setProgress(ScanProgress *newProgress);
+
+    /// Makes the scans to come bind their matchers and search nothing: they only tell what tables
+    /// of the kind there are.
+    void setBindingOnly() { m_isBindingOnly = true; }
+
+    /// How many tables of the file scans could search, and how many they could not, since open().
+    int boundTables() const { return m_boundRoots.size(); }
+    int refusedTables() const { return m_refusedTables; }
+
+    /// What deletions left free on the pages of those tables that could be searched, and on free
+    /// pages.
+    FreedSpace freedSpace() { return findFreedSpace(*reader, m_boundRoots); }
 
     /// As in DatabaseReader; call them only after open() returned true.
     const TableSchema *table(const QString &name) const { return reader->table(name); }
@@ -62,6 +76,10 @@ public:
     virtual int scanDeletedRecords(SqliteRecovery *resultHolder) = 0;
 
 protected:
+    /// Binds the matcher to the table, and takes note of what came of it. A list of columns that is
+    /// put in place of the table's own tells nothing of the file, and is not noted.
+    bool bind(RecordMatcher &matcher, const TableSchema &table);
+
     /// The two halves of a search in the free-region mode, for recoverers of many tables whose rows
     /// lie in the same free pages: the leaf pages of one table, and the free regions. They report
     /// `step` for each page or region, and return as carveTable(). The matcher must be bound.
@@ -96,6 +114,9 @@ private:
     void searchRegion(const TableSchema &table, qint64 fileOffset, const QByteArray &region,
                       const QVector<quint16> &cellOffsets, RecordMatcher &matcher);
 
+    QSet<quint32> m_boundRoots;
+    int m_refusedTables = 0;
+    bool m_isBindingOnly = false;
     qint64 m_regionOffset = 0;
     bool m_isStopped = false;
 };

@@ -2,6 +2,7 @@
 // to measure it with.
 
 #include "cli/recordmaps.h"
+#include "samples/backupsample.h"
 #include "samples/bulksamples.h"
 #include "samples/calendarsamples.h"
 #include "samples/callsamples.h"
@@ -16,8 +17,9 @@
 
 #include <QCborArray>
 #include <QCoreApplication>
-#include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
+#include <QFileInfo>
 #include <QTextStream>
 
 #include <algorithm>
@@ -35,7 +37,8 @@ struct Truth
 
 struct BackupFile
 {
-    const char *domainPath;
+    const char *domain;
+    const char *relativePath;
     const char *contents;
     SampleOptions options;
     std::function<bool(SampleDatabase *db, Truth *truth)> make;
@@ -189,12 +192,6 @@ bool makeWeixin(SampleDatabase *db, const WeixinPlan &plan, Truth *truth)
     return ok;
 }
 
-QString backupName(const char *domainPath)
-{
-    return QString::fromLatin1(
-        QCryptographicHash::hash(domainPath, QCryptographicHash::Sha1).toHex());
-}
-
 bool fail(const QString &message)
 {
     QTextStream(stderr) << "makesample: " << message << '\n';
@@ -226,16 +223,116 @@ bool writeTruth(const QDir &folder, const QString &name, const QString &path, co
     return true;
 }
 
-bool makeBackupFile(const QDir &folder, const BackupFile &file)
+/// A backup that is being made in the folder "backup", and the files that its index will list.
+struct SampleBackup
 {
-    const QString name = backupName(file.domainPath);
-    const QString path = folder.filePath(QStringLiteral("backup/") + name);
+    QDir folder;
+    BackupLayout layout;
+    QVector<IndexedFile> files;
+};
+
+/// Returns the path that the file gets, in a folder that is there.
+QString pathInBackup(const SampleBackup &backup, const IndexedFile &file)
+{
+    const QString name = sampleBackupName(backup.layout, file);
+    const QString path = backup.folder.filePath(QStringLiteral("backup/") + name);
+    QDir().mkpath(QFileInfo(path).path());
+    return path;
+}
+
+/// Adds the file and the folder in which the device has it to the index.
+void list(SampleBackup *backup, IndexedFile file)
+{
+    const QFileInfo info(file.relativePath);
+    const bool isListed =
+        std::any_of(backup->files.begin(), backup->files.end(), [&](const IndexedFile &other) {
+            return other.domain == file.domain && other.relativePath == info.path();
+        });
+    if (!isListed && info.path() != QLatin1String(".")) {
+        backup->files.append({file.domain, info.path(), 0, true});
+    }
+    file.size = QFileInfo(pathInBackup(*backup, file)).size();
+    backup->files.append(file);
+}
+
+bool makeBackupFile(SampleBackup *backup, const BackupFile &source)
+{
+    const IndexedFile file{QLatin1String(source.domain), QLatin1String(source.relativePath)};
+    const QString path = pathInBackup(*backup, file);
     SampleDatabase db;
     Truth truth;
-    if (!db.create(path, file.options) || !file.make(&db, &truth) || !db.close()) {
+    if (!db.create(path, source.options) || !source.make(&db, &truth) || !db.close()) {
         return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
     }
-    return writeTruth(folder, name, path, file.contents, truth);
+    list(backup, file);
+    const QString name = sampleBackupName(BackupLayout::Flat, file);
+    return writeTruth(backup->folder, name, path, source.contents, truth);
+}
+
+/// Deletes every eighth bookmark, each in a transaction of its own.
+bool deleteSomeBookmarks(SampleDatabase *db, Truth *truth)
+{
+    const QVariant last = db->scalar(QStringLiteral("SELECT max(id) FROM bookmarks"));
+    bool ok = true;
+    int number = 0;
+    for (qint64 id = 1; ok && id <= last.toLongLong(); ++id) {
+        const auto column = [db, id](const char *name) {
+            const QString sql = QStringLiteral("SELECT %1 FROM bookmarks WHERE id=? AND type=0");
+            return db->scalar(sql.arg(QLatin1String(name)), {id});
+        };
+        BookmarkRecord bookmark;
+        bookmark.title = column("title").toString();
+        bookmark.url = column("url").toString();
+        bookmark.parent = column("parent").toInt();
+        if (!bookmark.url.contains(QLatin1String("://"))) {
+            continue;
+        }
+        const bool isDeleted = ++number % 8 == 0;
+        (isDeleted ? truth->deleted : truth->live)
+            .append(recordOfKind("bookmark", bookmarkMap(bookmark)));
+        ok = !isDeleted || db->run(QStringLiteral("DELETE FROM bookmarks WHERE id=?"), {id});
+    }
+    return ok;
+}
+
+/// The log of the bookmarks, which the backup has as a file of its own: it goes on where the
+/// database ends.
+bool makeLogInBackup(SampleBackup *backup)
+{
+    const IndexedFile bookmarks{QStringLiteral("HomeDomain"),
+                                QStringLiteral("Library/Safari/Bookmarks.db")};
+    const IndexedFile log{bookmarks.domain, bookmarks.relativePath + QStringLiteral("-wal")};
+    const QString path = pathInBackup(*backup, log);
+    const QString device = backup->folder.filePath(QStringLiteral("log/device"));
+    const QString copy = backup->folder.filePath(QStringLiteral("log/copy"));
+    QFile::remove(device);
+    QFile::remove(path);
+    SampleDatabase db;
+    Truth truth;
+    const bool isMade = QFile::copy(pathInBackup(*backup, bookmarks), device) && db.open(device)
+                        && db.startLog() && deleteSomeBookmarks(&db, &truth) && db.copyWithLog(copy)
+                        && db.close() && QFile::remove(device) && QFile::remove(copy)
+                        && QFile::rename(copy + QStringLiteral("-wal"), path);
+    if (!isMade) {
+        return fail(QStringLiteral("cannot make %1: %2").arg(path, db.errorText()));
+    }
+    list(backup, log);
+    return writeTruth(backup->folder, sampleBackupName(BackupLayout::Flat, log), path, "bookmarks",
+                      truth);
+}
+
+bool writeLists(const SampleBackup &backup)
+{
+    BackupFacts facts;
+    facts.deviceName = QStringLiteral("Sample Phone");
+    facts.productName = QStringLiteral("iPhone 7");
+    facts.productType = QStringLiteral("iPhone9,3");
+    facts.productVersion = QStringLiteral("12.0");
+    facts.date = QDateTime(QDate(2019, 2, 3), QTime(18, 30, 12), Qt::UTC);
+    const QString folder = backup.folder.filePath(QStringLiteral("backup"));
+    return (writePropertyLists(folder, facts)
+            && writeBackupIndex(folder, backup.layout, backup.files))
+           || fail(QStringLiteral("cannot write the index of %1").arg(folder));
 }
 
 /// A database as it is found on a device that is in use: most of it stands in the log beside it.
@@ -254,73 +351,80 @@ bool makeDatabaseWithLog(const QDir &folder)
     return writeTruth(folder, name, path, "bookmarks", truth);
 }
 
-bool makeBackup(const QString &path)
+bool makeBackup(const QDir &folder, BackupLayout layout)
 {
     static const BackupFile files[] = {
-        {"WirelessDomain-Library/CallHistory/call_history.db", "calls", SampleOptions(),
+        {"WirelessDomain", "Library/CallHistory/call_history.db", "calls", SampleOptions(),
          [](SampleDatabase *db, Truth *truth) {
              return makeCalls(db, {CallLayout::Ios7, Deletion::Scattered, 80, 4}, truth);
          }},
-        {"HomeDomain-Library/CallHistoryDB/CallHistory.storedata", "calls", SampleOptions(),
+        {"HomeDomain", "Library/CallHistoryDB/CallHistory.storedata", "calls", SampleOptions(),
          [](SampleDatabase *db, Truth *truth) {
              return makeCalls(db, {CallLayout::Ios11Store, Deletion::ThenInserts, 120, 9}, truth);
          }},
-        {"HomeDomain-Library/AddressBook/AddressBook.sqlitedb", "contacts", SampleOptions(),
+        {"HomeDomain", "Library/AddressBook/AddressBook.sqlitedb", "contacts", SampleOptions(),
          [](SampleDatabase *db, Truth *truth) {
              return makeContacts(db, {ContactLayout::Ios15, ContactDeletion::Scattered, 120, 1},
                                  truth);
          }},
-        {"HomeDomain-Library/SMS/sms.db", "messages", deviceOptions(MessageLayout::Ios12),
+        {"HomeDomain", "Library/SMS/sms.db", "messages", deviceOptions(MessageLayout::Ios12),
          [](SampleDatabase *db, Truth *truth) {
              return makeMessages(
                  db, {MessageLayout::Ios12, MessageDeletion::SingleMessages, 200, 3}, truth);
          }},
-        {"HomeDomain-Library/Calendar/Calendar.sqlitedb", "events, reminders and places",
+        {"HomeDomain", "Library/Calendar/Calendar.sqlitedb", "events, reminders and places",
          deviceOptions(CalendarLayout::Ios10),
          [](SampleDatabase *db, Truth *truth) {
              return makeCalendar(db, {CalendarLayout::Ios10, CalendarDeletion::Scattered, 120, 2},
                                  truth);
          }},
-        {"HomeDomain-Library/Notes/notes.sqlite", "notes", deviceOptions(NoteLayout::Ios7),
+        {"HomeDomain", "Library/Notes/notes.sqlite", "notes", deviceOptions(NoteLayout::Ios7),
          [](SampleDatabase *db, Truth *truth) {
              return makeNotes(db, {NoteLayout::Ios7, NoteDeletion::Scattered, 80, 2}, truth);
          }},
-        {"AppDomainGroup-group.com.apple.notes-NoteStore.sqlite", "notes",
+        {"AppDomainGroup-group.com.apple.notes", "NoteStore.sqlite", "notes",
          deviceOptions(NoteLayout::Store17),
          [](SampleDatabase *db, Truth *truth) {
              return makeNotes(db, {NoteLayout::Store17, NoteDeletion::Scattered, 80, 3}, truth);
          }},
-        {"HomeDomain-Library/Safari/Bookmarks.db", "bookmarks", deviceOptions(BookmarkLayout::Ios7),
+        {"HomeDomain", "Library/Safari/Bookmarks.db", "bookmarks",
+         deviceOptions(BookmarkLayout::Ios7),
          [](SampleDatabase *db, Truth *truth) {
              return makeBookmarks(db, {BookmarkLayout::Ios7, BookmarkDeletion::Scattered, 150, 1},
                                   truth);
          }},
-        {"HomeDomain-Library/Safari/History.db", "pages", deviceOptions(HistoryLayout::Ios11),
+        {"HomeDomain", "Library/Safari/History.db", "pages", deviceOptions(HistoryLayout::Ios11),
          [](SampleDatabase *db, Truth *truth) {
              return makeHistory(db, {HistoryLayout::Ios11, HistoryDeletion::Everything, 120, 5},
                                 truth);
          }},
-        {"AppDomain-net.whatsapp.WhatsApp-Documents/ChatStorage.sqlite", "WhatsApp messages",
+        {"AppDomain-net.whatsapp.WhatsApp", "Documents/ChatStorage.sqlite", "WhatsApp messages",
          deviceOptions(WhatsappLayout::Ios15),
          [](SampleDatabase *db, Truth *truth) {
              return makeWhatsapp(
                  db, {WhatsappLayout::Ios15, WhatsappDeletion::SingleMessages, 200, 1}, truth);
          }},
-        {"AppDomain-com.tencent.xin-Documents/c4ca4238a0b923820dcc509a6f75849b/DB/"
-         "message_1.sqlite",
-         "WeChat messages", deviceOptions(WeixinLayout::Wcdb),
+        {"AppDomainGroup-group.net.whatsapp.WhatsApp.shared", "ChatStorage.sqlite",
+         "WhatsApp messages", deviceOptions(WhatsappLayout::Ios15),
+         [](SampleDatabase *db, Truth *truth) {
+             return makeWhatsapp(
+                 db, {WhatsappLayout::Ios15, WhatsappDeletion::SingleMessages, 120, 2}, truth);
+         }},
+        {"AppDomain-com.tencent.xin",
+         "Documents/c4ca4238a0b923820dcc509a6f75849b/DB/message_1.sqlite", "WeChat messages",
+         deviceOptions(WeixinLayout::Wcdb),
          [](SampleDatabase *db, Truth *truth) {
              return makeWeixin(db, {WeixinLayout::Wcdb, WeixinDeletion::Scattered, 400, 1}, truth);
          }},
     };
-    const QDir folder(path);
     if (!folder.mkpath(QStringLiteral("backup")) || !folder.mkpath(QStringLiteral("log"))
         || !folder.mkpath(QStringLiteral("truth"))) {
-        return fail(QStringLiteral("cannot make folders in %1").arg(path));
+        return fail(QStringLiteral("cannot make folders in %1").arg(folder.path()));
     }
+    SampleBackup backup{folder, layout, {}};
     return std::all_of(std::begin(files), std::end(files),
-                       [&folder](const BackupFile &file) { return makeBackupFile(folder, file); })
-           && makeDatabaseWithLog(folder);
+                       [&backup](const BackupFile &file) { return makeBackupFile(&backup, file); })
+           && makeLogInBackup(&backup) && writeLists(backup) && makeDatabaseWithLog(folder);
 }
 
 bool fillWithRows(SampleDatabase *db, const QString &kind, int mebibytes, BulkSample *sample)
@@ -361,9 +465,22 @@ bool makeBulkFile(const QString &kind, const QString &path, int size)
 
 int usage()
 {
-    QTextStream(stderr) << "usage: makesample backup FOLDER | calls FILE MIB | messages FILE MIB\n"
+    QTextStream(stderr) << "usage: makesample backup FOLDER [--layout flat|folders]\n"
+                           "       makesample calls FILE MIB | messages FILE MIB\n"
                            "       makesample contacts FILE PERSONS\n";
     return 2;
+}
+
+int runBackup(const QStringList &arguments)
+{
+    const QString layout = arguments.size() == 1 ? QStringLiteral("flat") : arguments.value(2);
+    const bool isFlat = layout == QLatin1String("flat");
+    const bool hasOption = arguments.size() == 3 && arguments.at(1) == QLatin1String("--layout");
+    if ((arguments.size() != 1 && !hasOption) || (!isFlat && layout != QLatin1String("folders"))) {
+        return usage();
+    }
+    const QDir folder(arguments.first());
+    return makeBackup(folder, isFlat ? BackupLayout::Flat : BackupLayout::Folders) ? 0 : 1;
 }
 
 } // namespace
@@ -373,8 +490,8 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
     const QStringList arguments = application.arguments().mid(1);
     const QString kind = arguments.value(0);
-    if (arguments.size() == 2 && kind == QLatin1String("backup")) {
-        return makeBackup(arguments.at(1)) ? 0 : 1;
+    if (kind == QLatin1String("backup")) {
+        return runBackup(arguments.mid(1));
     }
     const QStringList kinds{QStringLiteral("calls"), QStringLiteral("messages"),
                             QStringLiteral("contacts")};

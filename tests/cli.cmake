@@ -9,13 +9,31 @@ add_executable(tst_cliparts tst_cliparts.cpp)
 target_link_libraries(tst_cliparts PRIVATE
     sqliterecovery_cli_objects sqliterecovery sqliterecovery_settings Qt5::Test)
 
+foreach(name tst_backupfolder tst_propertylist)
+    add_executable(${name} ${name}.cpp)
+    target_link_libraries(${name} PRIVATE
+        sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
+endforeach()
+target_compile_definitions(tst_backupfolder PRIVATE
+    MAKESAMPLE_PROGRAM="$<TARGET_FILE:makesample>")
+add_dependencies(tst_backupfolder makesample)
+
+add_executable(tst_backupcommand tst_backupcommand.cpp)
+target_compile_definitions(tst_backupcommand PRIVATE
+    SQLITERECOVERY_PROGRAM="$<TARGET_FILE:sqliterecovery-cli>"
+    MAKESAMPLE_PROGRAM="$<TARGET_FILE:makesample>")
+target_link_libraries(tst_backupcommand PRIVATE
+    sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
+add_dependencies(tst_backupcommand sqliterecovery-cli makesample)
+
 add_executable(tst_comparetruth tst_comparetruth.cpp)
 target_compile_definitions(tst_comparetruth PRIVATE
     COMPARETRUTH_PROGRAM="$<TARGET_FILE:comparetruth>")
 target_link_libraries(tst_comparetruth PRIVATE sqliterecovery_settings Qt5::Test)
 add_dependencies(tst_comparetruth comparetruth)
 
-foreach(name tst_cli tst_cliparts tst_comparetruth)
+foreach(name tst_backupcommand tst_backupfolder tst_cli tst_cliparts tst_comparetruth
+        tst_propertylist)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300
         ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp")

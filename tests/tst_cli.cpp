@@ -6,7 +6,9 @@
 #include "samples/messagesamples.h"
 #include "samples/safarilayout.h"
 #include "samples/sampledatabase.h"
+#include "tests/support/csvreader.h"
 #include "tests/support/folderstate.h"
+#include "tests/support/programrun.h"
 #include "tests/support/testfiles.h"
 #include "tests/support/walbuilder.h"
 
@@ -84,33 +86,6 @@ private:
     bool m_ok;
 };
 
-struct Run
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Run finish(QProcess &process)
-{
-    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit) {
-        return {};
-    }
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-Run runProgram(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral(SQLITERECOVERY_PROGRAM), arguments);
-    return finish(process);
-}
-
-bool isOneLine(const QByteArray &bytes)
-{
-    return bytes.size() > 1 && bytes.count('\n') == 1 && bytes.endsWith('\n');
-}
-
 Call callOf(const QJsonObject &object)
 {
     return {object.value(QLatin1String("address")).toString(),
@@ -139,43 +114,13 @@ Calls callsFromJsonLines(const QByteArray &lines)
     return calls;
 }
 
-/// Reads comma-separated values as RFC 4180 describes them.
-QVector<QStringList> rowsFromCsv(const QByteArray &csv)
-{
-    QVector<QStringList> rows;
-    QStringList row;
-    QByteArray cell;
-    bool quoted = false;
-    for (int i = 0; i < csv.size(); ++i) {
-        const char c = csv.at(i);
-        const char next = i + 1 < csv.size() ? csv.at(i + 1) : '\0';
-        if (quoted && c == '"' && next == '"') {
-            cell += c;
-            ++i;
-        } else if (c == '"') {
-            quoted = !quoted;
-        } else if (!quoted && (c == ',' || (c == '\r' && next == '\n'))) {
-            row.append(QString::fromUtf8(cell));
-            cell.clear();
-            if (c == '\r') {
-                rows.append(row);
-                row.clear();
-                ++i;
-            }
-        } else {
-            cell += c;
-        }
-    }
-    return rows;
-}
-
 Calls callsFromCsv(const QByteArray &csv)
 {
     Calls calls;
     const QVector<QStringList> rows = rowsFromCsv(csv);
     for (const QStringList &row : rows.mid(1)) {
-        calls.append({row.value(1), row.value(2).toLongLong(), row.value(3).toLongLong(),
-                      row.value(4).toLongLong()});
+        calls.append({row.value(1), row.value(2).toLongLong(), row.value(4).toLongLong(),
+                      row.value(5).toLongLong()});
     }
     return calls;
 }
@@ -237,7 +182,7 @@ private Q_SLOTS:
     void logsWithoutACommit();
 
     void evidenceStaysUntouched();
-    void outputReplacesAFileWhole();
+    void outputReplacesAFileWholeWhenForced();
     void outputRefusesTheEvidence_data();
     void outputRefusesTheEvidence();
     void unwritableOutput_data();
@@ -352,11 +297,12 @@ void TestCli::jsonFieldsHaveTheirOrder()
 {
     QVERIFY(makeDatabase(QStringLiteral("call.db"),
                          {{QStringLiteral("+15551234567"), 1342361000, 65, 4}}));
-    const QByteArray object =
-        R"({"kind":"call","address":"+15551234567","date":1342361000,"duration":65,"flags":4})";
+    const QByteArray object = R"({"kind":"call","address":"+15551234567","date":1342361000,)"
+                              R"("dateUtc":"2012-07-15T14:03:20Z","duration":65,"flags":4})";
     QCOMPARE(scanAs(QStringLiteral("jsonl")).out, object + '\n');
     QCOMPARE(scanAs(QStringLiteral("json")).out, "[\n" + object + "\n]\n");
-    QVERIFY(scanAs(QStringLiteral("csv")).out.startsWith("kind,address,date,duration,flags\r\n"));
+    QVERIFY(scanAs(QStringLiteral("csv"))
+                .out.startsWith("kind,address,date,dateUtc,duration,flags\r\n"));
 }
 
 void TestCli::textIsATableForPeople()
@@ -369,14 +315,17 @@ void TestCli::textIsATableForPeople()
     QCOMPARE(run.exitCode, 0);
     QStringList lines = QString::fromUtf8(run.out).split(QLatin1Char('\n'));
     QCOMPARE(lines.takeFirst(), QStringLiteral("Calls (3)"));
-    QCOMPARE(lines.takeFirst(), QStringLiteral("Date (UTC)           Direction          "
-                                               "Duration   Address"));
+    QCOMPARE(lines.takeFirst(),
+             QStringLiteral("Date (UTC)            Stored      Direction          "
+                            "Duration   Address"));
     lines.sort();
     const QStringList expected{
         QString(),
-        QStringLiteral("-20000000            incoming FaceTime  100:00:00  ana@example.com"),
-        QStringLiteral("2012-07-15 14:03:11  outgoing           0:01:05    +15551234567"),
-        QStringLiteral("2012-07-15 14:03:12  outgoing FaceTime  -5         Жо 日本"),
+        QStringLiteral(
+            "                      -20000000   incoming FaceTime  100:00:00  ana@example.com"),
+        QStringLiteral(
+            "2012-07-15T14:03:11Z  1342360991  outgoing           0:01:05    +15551234567"),
+        QStringLiteral("2012-07-15T14:03:12Z  1342360992  outgoing FaceTime  -5         Жо 日本"),
     };
     QCOMPARE(lines, expected);
 }
@@ -385,11 +334,14 @@ void TestCli::nothingFoundIsNoFailure_data()
 {
     QTest::addColumn<QString>("format");
     QTest::addColumn<QByteArray>("output");
-    QTest::newRow("text") << QStringLiteral("text") << QByteArray("No deleted records found.\n");
+    QTest::newRow("text") << QStringLiteral("text")
+                          << QByteArray("No deleted records found: the file has no "
+                                        "freed space (nothing deleted, or vacuumed since); try an "
+                                        "older backup.\n");
     QTest::newRow("json") << QStringLiteral("json") << QByteArray("[\n]\n");
     QTest::newRow("jsonl") << QStringLiteral("jsonl") << QByteArray();
     QTest::newRow("csv") << QStringLiteral("csv")
-                         << QByteArray("kind,address,date,duration,flags\r\n");
+                         << QByteArray("kind,address,date,dateUtc,duration,flags\r\n");
 }
 
 void TestCli::nothingFoundIsNoFailure()
@@ -455,7 +407,8 @@ void TestCli::csvCellsAreNoFormulas()
     QCOMPARE(rows.size(), 2);
     QTEST(rows.at(1).value(1), "cell");
     QCOMPARE(rows.at(1).value(2), QStringLiteral("-20000000"));
-    QCOMPARE(rows.at(1).value(3), QStringLiteral("-7"));
+    QCOMPARE(rows.at(1).value(3), QString()); // no sensible time
+    QCOMPARE(rows.at(1).value(4), QStringLiteral("-7"));
 }
 
 void TestCli::everyTypeRuns_data()
@@ -527,8 +480,7 @@ void TestCli::helpAndVersion()
     QCOMPARE(help.exitCode, 0);
     QCOMPARE(help.err, QByteArray());
     QVERIFY(help.out.count('\n') <= 24);
-    QCOMPARE(help.out.count("\n  sqliterecovery scan "), 3);
-    QVERIFY(help.out.contains("\n  sqliterecovery wal "));
+    QCOMPARE(help.out.count("\n  sqliterecovery "), 3);
     const QByteArrayList lines = help.out.split('\n');
     for (const QByteArray &line : lines) {
         QVERIFY2(line.size() <= 80, line.constData());
@@ -734,12 +686,17 @@ void TestCli::evidenceStaysUntouched()
     QCOMPARE(folderState(folder), before);
 }
 
-void TestCli::outputReplacesAFileWhole()
+void TestCli::outputReplacesAFileWholeWhenForced()
 {
     const QString output = path(QStringLiteral("out.jsonl"));
     QVERIFY(writeFile(output, QByteArray(100000, 'x')));
-    const Run run = scan(
-        {QStringLiteral("--format"), QStringLiteral("jsonl"), QStringLiteral("--output"), output});
+    QStringList options{QStringLiteral("--format"), QStringLiteral("jsonl"),
+                        QStringLiteral("--output"), output};
+    const Run refused = scan(options);
+    QCOMPARE(refused.exitCode, 1);
+    QVERIFY2(isOneLine(refused.err) && refused.err.contains("--force"), refused.err.constData());
+    QCOMPARE(readFile(output).size(), 100000);
+    const Run run = scan(options << QStringLiteral("--force"));
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.out, QByteArray());
     QCOMPARE(sorted(callsFromJsonLines(readFile(output))), sorted(sampleCalls()));

@@ -103,7 +103,7 @@ void weixinDBFile::carve()
     MsgMatcher binder(this);
     int layouts = 0;
     for (int i = 0; i < m_conversations.size(); ++i) {
-        const bool isBound = binder.bindColumns(*m_conversations[i]);
+        const bool isBound = bind(binder, *m_conversations[i]);
         std::unique_ptr<LayoutSearch> &search = searches[binder.layout()];
         if (!search) {
             search = std::make_unique<LayoutSearch>(this);

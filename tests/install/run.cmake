@@ -29,7 +29,9 @@ expect("installed headers" "${installed}" "${PUBLIC_HEADERS}")
 
 # The library hands out the public interface and nothing of its inside.
 run(${NM} -DC --defined-only ${prefix}/${LIBDIR}/libsqliterecovery.so)
-foreach(name checkDatabase checkLog readableLabel personValueKind
+set(functions backupFileName backupLocations readBackupIndex checkDatabase checkLog whyNothingFound
+    readableLabel personValueKind)
+foreach(name ${functions}
         SqliteRecovery::scanRecoveryForType SqliteRecovery::getCallhistory
         WalRecovery::scanRecoveryForType WalRecovery::getContact)
     if(NOT output MATCHES " T ${name}\\(")
@@ -38,7 +40,8 @@ foreach(name checkDatabase checkLog readableLabel personValueKind
 endforeach()
 # Inline code of the standard library is in every library; the sanitizers name Qt's types as well,
 # and the linker the ends of its sections.
-set(public "(Sqlite|Wal)Recovery::|(checkDatabase|checkLog|readableLabel|personValueKind)\\(")
+list(JOIN functions "|" functions)
+set(public "(Sqlite|Wal)Recovery::|(${functions})\\(")
 set(public " [A-Za-z] (${public}|_init|_fini|_edata|_end|__|[^(<]*std::|typeinfo (name )?for Q)")
 string(REGEX MATCHALL "[^\n]+" symbols "${output}")
 foreach(symbol IN LISTS symbols)

@@ -1,0 +1,92 @@
+#include "cli/databasescan.h"
+
+#include "api/databasecheck.h"
+#include "api/sqliterecovery.h"
+#include "api/walrecovery.h"
+#include "cli/commandparts.h"
+#include "cli/consoleprogress.h"
+#include "cli/interrupt.h"
+
+#include <QCryptographicHash>
+#include <QElapsedTimer>
+#include <QFile>
+
+#include <algorithm>
+
+namespace {
+
+constexpr double MillisecondsPerSecond = 1000;
+
+/// Runs `scan` and keeps what it took and what it gave.
+template<typename Facade, typename Scan>
+void complete(ScannedDatabase *database, const std::shared_ptr<Facade> &facade, Scan scan)
+{
+    QElapsedTimer timer;
+    timer.start();
+    scan();
+    database->seconds = double(timer.elapsed()) / MillisecondsPerSecond;
+    database->results = resultsOf(database->type, *facade);
+    database->facade = facade;
+}
+
+bool isEmpty(const ScanResults &results)
+{
+    return std::all_of(results.kinds.cbegin(), results.kinds.cend(),
+                       [](const RecordKind &kind) { return kind.count() == 0; });
+}
+
+} // namespace
+
+void scanDatabase(ScannedDatabase *database, ConsoleProgress *progress)
+{
+    const auto facade = std::make_shared<SqliteRecovery>();
+    progress->begin(double(database->size), typeName(database->type).searches);
+    complete(database, facade,
+             [&] { facade->scanRecoveryForType(database->type, database->path, progress); });
+    // A scan that was stopped may have been about to find something.
+    if (isEmpty(database->results) && !isInterrupted()) {
+        database->remark = emptyRemark(database->type, database->path);
+    }
+}
+
+void scanLog(ScannedDatabase *database, const QString &path, ConsoleProgress *progress)
+{
+    const auto facade = std::make_shared<WalRecovery>();
+    progress->begin(double(database->size), 1);
+    complete(database, facade,
+             [&] { facade->scanRecoveryForType(database->type, path, database->path, progress); });
+}
+
+QString emptyRemark(ScanType type, const QString &path)
+{
+    switch (whyNothingFound(type, path)) {
+    case EmptyReason::NoSuchTable:
+        return QStringLiteral("no table of this kind is in the file; it may be of another type");
+    case EmptyReason::ColumnsMissing:
+        return QStringLiteral("the layout of its tables is not known to this version");
+    case EmptyReason::NoFreeSpace:
+        return QStringLiteral("the file has no freed space (nothing deleted, or vacuumed since); "
+                              "try an older backup");
+    case EmptyReason::FreeSpaceErased:
+        return QStringLiteral("all freed space was erased with zeros; try an older backup");
+    case EmptyReason::NothingLeft:
+        return QStringLiteral("freed space holds no row of this kind any more; try an older "
+                              "backup");
+    case EmptyReason::Unknown:
+        break;
+    }
+    return QString();
+}
+
+bool hasVersions(ScanType type)
+{
+    WalRecovery recovery;
+    return !resultsOf(type, recovery).kinds.isEmpty();
+}
+
+QByteArray hashOf(const QString &path)
+{
+    QFile file(path);
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    return file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result() : QByteArray();
+}

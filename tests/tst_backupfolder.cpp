@@ -1,0 +1,538 @@
+#include "api/backupindex.h"
+#include "api/databasecheck.h"
+#include "cli/backupfolder.h"
+#include "samples/backupsample.h"
+#include "samples/sampledatabase.h"
+#include "tests/support/folderstate.h"
+
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QtTest>
+
+Q_DECLARE_METATYPE(BackupLayout)
+
+namespace {
+
+const QString Home = QStringLiteral("HomeDomain");
+const QString Sms = QStringLiteral("Library/SMS/sms.db");
+const QString Chats = QStringLiteral("AppDomain-com.tencent.xin");
+
+IndexedFile chatFile(const QString &name, char account = 'a')
+{
+    const QString folder(32, QLatin1Char(account));
+    return {Chats, QStringLiteral("Documents/%1/DB/%2").arg(folder, name)};
+}
+
+/// All files at the known places, in the order in which they are to be found.
+QVector<IndexedFile> knownFiles()
+{
+    QVector<IndexedFile> files;
+    for (const BackupLocation &location : backupLocations()) {
+        files.append({location.domain, location.relativePath});
+    }
+    return files;
+}
+
+QByteArray randomBytes()
+{
+    QByteArray bytes(5000, '\0');
+    QRandomGenerator random(3);
+    for (char &byte : bytes) {
+        byte = char(random.generate());
+    }
+    return bytes;
+}
+
+/// State of the folder and of the folders in it.
+QStringList wholeState(const QString &folder)
+{
+    QStringList state = folderState(folder);
+    for (const QString &inside : QDir(folder).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        state += folderState(folder + QLatin1Char('/') + inside);
+    }
+    return state;
+}
+
+QStringList placesOf(const BackupContents &contents)
+{
+    QStringList places;
+    for (const BackupDatabase &database : contents.databases) {
+        places.append(database.place);
+    }
+    return places;
+}
+
+QString placeOf(const IndexedFile &file)
+{
+    return file.domain + QLatin1Char('/') + file.relativePath;
+}
+
+} // namespace
+
+class TestBackupFolder : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void findsAllDatabases_data();
+    void findsAllDatabases();
+    void theSampleBackup_data();
+    void theSampleBackup();
+    void theFolderCountsWhereAFileLiesTwice();
+    void chatsComeByAccountAndNumber();
+    void oddEntriesOfTheIndexAreNoChats();
+    void logs_data();
+    void logs();
+    void device_data();
+    void device();
+    void noBackup_data();
+    void noBackup();
+    void notAFolder();
+    void whatMakesABackup_data();
+    void whatMakesABackup();
+    void encrypted_data();
+    void encrypted();
+    void whatCannotBeReadIsListed();
+    void brokenPartsAreWarnedOf_data();
+    void brokenPartsAreWarnedOf();
+    void damagedIndexOnlyLosesChats_data();
+    void damagedIndexOnlyLosesChats();
+
+private:
+    QString at(const QString &name) const { return m_dir->filePath(name); }
+    QString at(const char *name) const { return at(QLatin1String(name)); }
+    bool write(const char *name, const QByteArray &bytes) { return writeFile(at(name), bytes); }
+    /// Puts a file into the backup, a database if nothing else is given.
+    bool put(BackupLayout layout, const IndexedFile &file, const QByteArray &bytes = QByteArray());
+    bool putAll(BackupLayout layout, const QVector<IndexedFile> &files);
+    bool writeLists(bool isEncrypted = false);
+    /// Reads the backup, and fails when that changed it.
+    BackupContents read();
+
+    QByteArray m_database;
+    std::unique_ptr<QTemporaryDir> m_dir;
+};
+
+void TestBackupFolder::initTestCase()
+{
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("some.db"));
+    SampleDatabase db;
+    QVERIFY(db.create(path) && db.exec(QStringLiteral("CREATE TABLE t (a)")) && db.close());
+    m_database = readFile(path);
+    QVERIFY(!m_database.isEmpty());
+}
+
+void TestBackupFolder::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+}
+
+bool TestBackupFolder::put(BackupLayout layout, const IndexedFile &file, const QByteArray &bytes)
+{
+    const QString path = at(sampleBackupName(layout, file));
+    return QDir().mkpath(QFileInfo(path).path())
+           && writeFile(path, bytes.isNull() ? m_database : bytes);
+}
+
+bool TestBackupFolder::putAll(BackupLayout layout, const QVector<IndexedFile> &files)
+{
+    return std::all_of(files.begin(), files.end(),
+                       [&](const IndexedFile &file) { return put(layout, file); });
+}
+
+bool TestBackupFolder::writeLists(bool isEncrypted)
+{
+    BackupFacts facts;
+    facts.deviceName = QStringLiteral("Ana's <phone>");
+    facts.productType = QStringLiteral("iPhone9,3");
+    facts.productVersion = QStringLiteral("12.0.1");
+    facts.date = QDateTime(QDate(2019, 3, 4), QTime(5, 6, 7), Qt::UTC);
+    facts.isEncrypted = isEncrypted;
+    return writePropertyLists(m_dir->path(), facts);
+}
+
+BackupContents TestBackupFolder::read()
+{
+    const QStringList before = wholeState(m_dir->path());
+    const BackupContents contents = readBackup(m_dir->path());
+    if (wholeState(m_dir->path()) != before) {
+        QTest::qFail("the folder has changed", __FILE__, __LINE__);
+    }
+    return contents;
+}
+
+void TestBackupFolder::findsAllDatabases_data()
+{
+    QTest::addColumn<BackupLayout>("layout");
+    QTest::addColumn<int>("inOtherLayout"); // how many of the files
+    QTest::newRow("flat") << BackupLayout::Flat << 0;
+    QTest::newRow("folders") << BackupLayout::Folders << 0;
+    QTest::newRow("a mixture") << BackupLayout::Folders << 5;
+}
+
+void TestBackupFolder::findsAllDatabases()
+{
+    QFETCH(BackupLayout, layout);
+    QFETCH(int, inOtherLayout);
+    const QVector<IndexedFile> files =
+        knownFiles() + QVector<IndexedFile>{chatFile(QStringLiteral("MM.sqlite"))};
+    QVERIFY(writeBackupIndex(m_dir->path(), layout, files) && writeLists());
+    QVERIFY(putAll(BackupLayout::Flat, files.mid(0, inOtherLayout)));
+    QVERIFY(putAll(layout, files.mid(inOtherLayout)));
+    const BackupContents contents = read();
+    QCOMPARE(contents.problem, QString());
+    QCOMPARE(contents.warnings, QStringList());
+    QCOMPARE(contents.databases.size(), files.size());
+    for (int i = 0; i < files.size(); ++i) {
+        const BackupDatabase &database = contents.databases.at(i);
+        const ScanType type =
+            i < backupLocations().size() ? backupLocations().at(i).type : ScanTypeWeChat;
+        QCOMPARE(database.type, type);
+        QCOMPARE(database.place, placeOf(files.at(i)));
+        const BackupLayout ownLayout = i < inOtherLayout ? BackupLayout::Flat : layout;
+        QCOMPARE(database.path, at(sampleBackupName(ownLayout, files.at(i))));
+        QVERIFY(database.logPath.isEmpty() && database.logPlace.isEmpty());
+    }
+}
+
+void TestBackupFolder::theSampleBackup_data()
+{
+    QTest::addColumn<QString>("layout");
+    QTest::newRow("flat") << QStringLiteral("flat");
+    QTest::newRow("folders") << QStringLiteral("folders");
+}
+
+void TestBackupFolder::theSampleBackup()
+{
+    QFETCH(QString, layout);
+    const QStringList arguments{QStringLiteral("backup"), m_dir->path(), QStringLiteral("--layout"),
+                                layout};
+    QCOMPARE(QProcess::execute(QStringLiteral(MAKESAMPLE_PROGRAM), arguments), 0);
+    const BackupContents contents = readBackup(at("backup"));
+    QCOMPARE(contents.problem, QString());
+    QCOMPARE(contents.warnings, QStringList());
+    QCOMPARE(contents.device.name, QStringLiteral("Sample Phone"));
+    QStringList found;
+    for (const BackupDatabase &database : contents.databases) {
+        QCOMPARE(checkDatabase(database.path), DatabaseState::Readable);
+        QCOMPARE(checkLog(database.logPath),
+                 database.logPath.isEmpty() ? LogState::Missing : LogState::Usable);
+        found.append(QString::number(database.type)
+                     + (database.logPath.isEmpty() ? QString() : QStringLiteral("+log")));
+    }
+    QCOMPARE(found.join(QLatin1Char(' ')), QStringLiteral("0 1 2 3 4 5+log 7 6 2 8 6 10"));
+}
+
+void TestBackupFolder::theFolderCountsWhereAFileLiesTwice()
+{
+    const IndexedFile file{Home, Sms};
+    QVERIFY(put(BackupLayout::Flat, file) && put(BackupLayout::Folders, file));
+    const BackupContents contents = read();
+    QCOMPARE(contents.databases.size(), 1);
+    QCOMPARE(contents.databases.first().path, at(sampleBackupName(BackupLayout::Folders, file)));
+}
+
+void TestBackupFolder::chatsComeByAccountAndNumber()
+{
+    const QVector<IndexedFile> files{chatFile(QStringLiteral("MM.sqlite"), 'a'),
+                                     chatFile(QStringLiteral("message_2.sqlite"), 'a'),
+                                     chatFile(QStringLiteral("message_10.sqlite"), 'a'),
+                                     chatFile(QStringLiteral("message_1000.sqlite"), 'a'),
+                                     chatFile(QStringLiteral("message_1.sqlite"), 'b')};
+    QVector<IndexedFile> listed = files;
+    std::reverse(listed.begin(), listed.end());
+    // Listed twice, and listed although the file itself is not there.
+    listed << files.first() << chatFile(QStringLiteral("message_3.sqlite"), 'a');
+    QVERIFY(writeBackupIndex(m_dir->path(), BackupLayout::Flat, listed));
+    QVERIFY(putAll(BackupLayout::Flat, files));
+    QStringList expected;
+    for (const IndexedFile &file : files) {
+        expected.append(placeOf(file));
+    }
+    QCOMPARE(placesOf(read()), expected);
+}
+
+void TestBackupFolder::oddEntriesOfTheIndexAreNoChats()
+{
+    QVector<IndexedFile> files{chatFile(QStringLiteral("message_10000.sqlite")),
+                               chatFile(QStringLiteral("message_.sqlite")),
+                               chatFile(QStringLiteral("MM.sqlite\n")),
+                               chatFile(QStringLiteral("fts_message.sqlite")),
+                               chatFile(QStringLiteral("message_1.sqlite-wal")),
+                               chatFile(QStringLiteral("message_\u0661.sqlite")), // a digit
+                               chatFile(QStringLiteral("MM.sqlite"), 'z')};
+    for (const char *path : {"../../etc/MM.sqlite", "Documents/../DB/MM.sqlite",
+                             "Documents/00000000000000000000000000000000/DB/x/MM.sqlite"}) {
+        files.append({Chats, QLatin1String(path)});
+    }
+    files.append({Home, chatFile(QStringLiteral("MM.sqlite")).relativePath});
+    QVERIFY(makeManifestDatabase(at("Manifest.db"), files));
+    QVERIFY(putAll(BackupLayout::Folders, files));
+    QVERIFY(put(BackupLayout::Folders, {Home, Sms}));
+    QCOMPARE(placesOf(read()), QStringList{QStringLiteral("HomeDomain/Library/SMS/sms.db")});
+}
+
+void TestBackupFolder::logs_data()
+{
+    QTest::addColumn<QByteArray>("beside"); // bytes of the log; null for none
+    QTest::addColumn<QByteArray>("entry");
+    QTest::addColumn<QString>("found");
+    const QByteArray none;
+    const QByteArray empty("", 0);
+    const QByteArray log = "some log";
+    const IndexedFile file{Home, Sms};
+    const QString beside = sampleBackupName(BackupLayout::Folders, file) + QStringLiteral("-wal");
+    const QString entry =
+        sampleBackupName(BackupLayout::Folders, {Home, Sms + QStringLiteral("-wal")});
+    QTest::newRow("beside the file") << log << none << beside;
+    QTest::newRow("a file of its own") << none << log << entry;
+    QTest::newRow("both") << log << log << beside;
+    QTest::newRow("empty beside the file") << empty << log << entry;
+    QTest::newRow("empty") << empty << empty << QString();
+    QTest::newRow("none") << none << none << QString();
+}
+
+void TestBackupFolder::logs()
+{
+    QFETCH(QByteArray, beside);
+    QFETCH(QByteArray, entry);
+    QFETCH(QString, found);
+    const IndexedFile file{Home, Sms};
+    QVERIFY(put(BackupLayout::Folders, file));
+    const QString name = sampleBackupName(BackupLayout::Folders, file);
+    QVERIFY(beside.isNull() || writeFile(at(name + QStringLiteral("-wal")), beside));
+    QVERIFY(entry.isNull()
+            || put(BackupLayout::Folders, {Home, Sms + QStringLiteral("-wal")}, entry));
+    const BackupContents contents = read();
+    QCOMPARE(contents.databases.size(), 1);
+    const BackupDatabase &database = contents.databases.first();
+    QCOMPARE(database.logPath, found.isEmpty() ? QString() : at(found));
+    QCOMPARE(database.logPlace,
+             found.isEmpty() ? QString() : placeOf(file) + QStringLiteral("-wal"));
+}
+
+void TestBackupFolder::device_data()
+{
+    QTest::addColumn<QByteArray>("info");
+    QTest::addColumn<QStringList>("device");
+    const QByteArray name = "<key>Device Name</key><string>Pho\u00F1e</string>";
+    const QByteArray type = "<key>Product Type</key><string>iPhone9,3</string>";
+    QTest::newRow("model by its name")
+        << name + type + "<key>Product Name</key><string>iPhone 7</string>"
+        << QStringList{QStringLiteral("Pho\u00F1e"), QStringLiteral("iPhone 7"), QString(),
+                       QString()};
+    QTest::newRow("model by its type")
+        << type + "<key>Product Version</key><string>9.3</string>"
+        << QStringList{QString(), QStringLiteral("iPhone9,3"), QStringLiteral("9.3"), QString()};
+    QTest::newRow("values of other kinds")
+        << QByteArray("<key>Device Name</key><integer>1</integer><key>Last Backup Date</key>"
+                      "<date>2012-02-03T04:05:06Z</date>")
+        << QStringList{QString(), QString(), QString(), QStringLiteral("2012-02-03T04:05:06Z")};
+}
+
+void TestBackupFolder::device()
+{
+    QFETCH(QByteArray, info);
+    QVERIFY(put(BackupLayout::Flat, {Home, Sms}));
+    QVERIFY(!read().hasDevice);
+    QVERIFY(write("Info.plist", "<plist version=\"1.0\"><dict>" + info + "</dict></plist>"));
+    const BackupContents contents = read();
+    QVERIFY(contents.hasDevice);
+    const DeviceInfo &device = contents.device;
+    QTEST((QStringList{device.name, device.model, device.systemVersion, device.backupDate}),
+          "device");
+}
+
+void TestBackupFolder::noBackup_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("problem"); // a part of it
+    QTest::newRow("empty") << QString() << QStringLiteral("no backup, which has");
+    QTest::newRow("Info.plist alone")
+        << QStringLiteral("Info.plist") << QStringLiteral("no backup, which has");
+    QTest::newRow("raw database") << QStringLiteral("sms.db") << QStringLiteral("scan TYPE FILE");
+    QTest::newRow("raw chats") << QStringLiteral("message_12.sqlite")
+                               << QStringLiteral("scan TYPE FILE");
+    QTest::newRow("folder of backups") << QStringLiteral("b/Manifest.db") << QStringLiteral("/b");
+    QTest::newRow("folder of no backup")
+        << QStringLiteral("b/some.db") << QStringLiteral("no backup, which has");
+}
+
+void TestBackupFolder::noBackup()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, problem);
+    QVERIFY(QDir().mkpath(at("b")));
+    QVERIFY(file.isEmpty() || writeFile(at(file), "bytes"));
+    const BackupContents contents = read();
+    QVERIFY2(contents.problem.contains(problem), qPrintable(contents.problem));
+    QVERIFY(contents.problem.contains(m_dir->path()));
+    QVERIFY(contents.databases.isEmpty() && contents.warnings.isEmpty() && !contents.hasDevice);
+}
+
+void TestBackupFolder::notAFolder()
+{
+    const QString missing = at("missing");
+    QCOMPARE(readBackup(missing).problem, QStringLiteral("no such folder: ") + missing);
+    QVERIFY(!QFileInfo::exists(missing));
+    QVERIFY(write("file", m_database));
+    const QString problem = readBackup(at("file")).problem;
+    QVERIFY(problem.startsWith(QStringLiteral("not a folder")) && problem.endsWith(at("file")));
+}
+
+void TestBackupFolder::whatMakesABackup_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char *name : {"Manifest.db", "Manifest.mbdb", "Manifest.plist"}) {
+        QTest::newRow(name) << QString::fromLatin1(name);
+    }
+}
+
+/// Such a folder is a backup, with nothing in it to scan.
+void TestBackupFolder::whatMakesABackup()
+{
+    QFETCH(QString, name);
+    QVERIFY(writeFile(at(name), "bytes"));
+    const BackupContents contents = read();
+    QCOMPARE(contents.problem,
+             QStringLiteral("the backup has none of the databases that can be scanned: ")
+                 + m_dir->path());
+}
+
+void TestBackupFolder::encrypted_data()
+{
+    QTest::addColumn<bool>("saysSo");
+    QTest::addColumn<QByteArray>("index");
+    QTest::addColumn<QByteArray>("sms");
+    QTest::addColumn<QByteArray>("calls");
+    QTest::addColumn<QString>("problem");
+    const QByteArray none;
+    const QByteArray random = randomBytes();
+    const QString is = QStringLiteral("is encrypted");
+    const QString looks = QStringLiteral("looks encrypted");
+    QTest::newRow("says so, random") << true << random << random << random << is;
+    QTest::newRow("says so, no databases") << true << none << none << none << is;
+    QTest::newRow("says so, short files") << true << none << QByteArray("x") << none << is;
+    QTest::newRow("says so, but is not") << true << none << random << m_database << QString();
+    QTest::newRow("all is random") << false << random << random << random << looks;
+    QTest::newRow("index is random") << false << random << none << none << looks;
+    QTest::newRow("databases are random") << false << none << random << random << looks;
+    QTest::newRow("one database is random") << false << none << random << m_database << QString();
+    QTest::newRow("one file is text") << false << random << random << QByteArray("x") << QString();
+}
+
+void TestBackupFolder::encrypted()
+{
+    QFETCH(bool, saysSo);
+    QFETCH(QByteArray, index);
+    QFETCH(QByteArray, sms);
+    QFETCH(QByteArray, calls);
+    QFETCH(QString, problem);
+    QVERIFY(writeLists(saysSo) && (index.isNull() || write("Manifest.db", index)));
+    QVERIFY(sms.isNull() || put(BackupLayout::Flat, {Home, Sms}, sms));
+    const IndexedFile callFile{QStringLiteral("WirelessDomain"),
+                               QStringLiteral("Library/CallHistory/call_history.db")};
+    QVERIFY(calls.isNull() || put(BackupLayout::Flat, callFile, calls));
+    const BackupContents contents = read();
+    QVERIFY2(contents.problem.contains(problem), qPrintable(contents.problem));
+    QCOMPARE(contents.problem.isEmpty(), problem.isEmpty());
+    QCOMPARE(contents.databases.size(), problem.isEmpty() ? 2 : 0);
+    QCOMPARE(contents.device.name, QStringLiteral("Ana's <phone>"));
+    const bool isWarnedOf =
+        !contents.warnings.filter(QStringLiteral("calls the backup encrypted")).isEmpty();
+    QCOMPARE(isWarnedOf, saysSo && problem.isEmpty());
+}
+
+void TestBackupFolder::whatCannotBeReadIsListed()
+{
+    const IndexedFile folder{Home, Sms};
+    const IndexedFile link{Home, QStringLiteral("Library/Notes/notes.sqlite")};
+    const IndexedFile followed{Home, QStringLiteral("Library/Safari/Bookmarks.db")};
+    const auto name = [this](const IndexedFile &file) {
+        return at(sampleBackupName(BackupLayout::Flat, file));
+    };
+    QVERIFY(QDir().mkpath(name(folder)));
+    QVERIFY(QFile::link(at("nowhere"), name(link)));
+    QVERIFY(write("elsewhere", m_database) && QFile::link(at("elsewhere"), name(followed)));
+    const BackupContents contents = readBackup(m_dir->path());
+    QCOMPARE(contents.problem, QString());
+    QCOMPARE(placesOf(contents), (QStringList{placeOf(folder), placeOf(link), placeOf(followed)}));
+    // A file in a folder is better than none in the backup's own.
+    QVERIFY(put(BackupLayout::Folders, folder));
+    QCOMPARE(readBackup(m_dir->path()).databases.first().path,
+             at(sampleBackupName(BackupLayout::Folders, folder)));
+}
+
+void TestBackupFolder::brokenPartsAreWarnedOf_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("warning");
+    QTest::newRow("Info.plist") << QStringLiteral("Info.plist")
+                                << QStringLiteral("cannot read what the backup says");
+    QTest::newRow("Manifest.plist")
+        << QStringLiteral("Manifest.plist") << QStringLiteral("cannot read whether the backup is");
+    QTest::newRow("Manifest.db") << QStringLiteral("Manifest.db")
+                                 << QStringLiteral("cannot read the backup's index");
+}
+
+void TestBackupFolder::brokenPartsAreWarnedOf()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, warning);
+    const QVector<IndexedFile> files{{Home, Sms}};
+    QVERIFY(put(BackupLayout::Folders, files.first()) && writeLists());
+    QStringList warnings = read().warnings;
+    QCOMPARE(warnings.size(), 1);
+    QVERIFY(warnings.first().startsWith(QStringLiteral("the backup has neither Manifest.db")));
+    QVERIFY(makeManifestDatabase(at("Manifest.db"), files));
+    QCOMPARE(read().warnings, QStringList());
+    QVERIFY(writeFile(at(name), "neither of them"));
+    const BackupContents contents = read();
+    QCOMPARE(contents.warnings.size(), 1);
+    QVERIFY2(contents.warnings.first().startsWith(warning), qPrintable(contents.warnings.first()));
+    QVERIFY(contents.warnings.first().endsWith(at(name)));
+    QCOMPARE(contents.databases.size(), 1);
+    QCOMPARE(contents.hasDevice, name != QStringLiteral("Info.plist"));
+}
+
+void TestBackupFolder::damagedIndexOnlyLosesChats_data()
+{
+    QTest::addColumn<BackupLayout>("layout");
+    QTest::newRow("flat") << BackupLayout::Flat;
+    QTest::newRow("folders") << BackupLayout::Folders;
+}
+
+void TestBackupFolder::damagedIndexOnlyLosesChats()
+{
+    QFETCH(BackupLayout, layout);
+    QVector<IndexedFile> files{{Home, Sms}};
+    for (int i = 1; i < 8; ++i) {
+        files.append(chatFile(QStringLiteral("message_%1.sqlite").arg(i)));
+    }
+    QVERIFY(putAll(layout, files) && writeBackupIndex(m_dir->path(), layout, files));
+    const QStringList places = placesOf(readBackup(m_dir->path()));
+    QCOMPARE(places.size(), files.size());
+    const QString index = at(layout == BackupLayout::Flat ? "Manifest.mbdb" : "Manifest.db");
+    const QByteArray whole = readFile(index);
+    QRandomGenerator random(13);
+    for (int round = 0; round < 200; ++round) {
+        QByteArray bytes = whole.left(round % 2 ? whole.size() : int(random.bounded(whole.size())));
+        for (int flips = round % 2 ? 3 : 0; flips > 0; --flips) {
+            bytes[int(random.bounded(bytes.size()))] = char(random.generate());
+        }
+        QVERIFY(QFile::remove(index) && writeFile(index, bytes));
+        const BackupContents contents = readBackup(m_dir->path());
+        QCOMPARE(contents.problem, QString());
+        QCOMPARE(contents.databases.first().place, places.first());
+        for (const QString &place : placesOf(contents)) {
+            QVERIFY2(places.contains(place), qPrintable(place));
+        }
+        QVERIFY(contents.databases.size() <= files.size());
+    }
+}
+
+QTEST_APPLESS_MAIN(TestBackupFolder)
+#include "tst_backupfolder.moc"
