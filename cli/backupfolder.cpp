@@ -204,16 +204,15 @@ QString backupObstacle(const QDir &backup, BackupIndexState index, BackupContent
     const bool anyIsDatabase = count(DatabaseState::Readable) + count(DatabaseState::Damaged) > 0;
     const bool looksEncrypted = count(DatabaseState::LooksEncrypted) == states.size()
                                 && (index == BackupIndexState::LooksEncrypted || !states.isEmpty());
-    if ((says && !anyIsDatabase) || looksEncrypted) {
+    if (says && anyIsDatabase) { // perhaps a decrypted copy that goes on to say so
+        return QStringLiteral("the backup calls itself encrypted, though databases in it are not; "
+                              "scan those one by one with \"sqliterecovery scan TYPE FILE\": %1")
+            .arg(backup.path());
+    }
+    if (says || looksEncrypted) {
         return QStringLiteral("the backup %1 encrypted; decrypt it first and scan the decrypted "
                               "copy: %2")
             .arg(QLatin1String(says ? "is" : "looks"), backup.path());
-    }
-    if (says) { // as a decrypted copy may go on to say
-        contents->warnings.append(
-            QStringLiteral("Manifest.plist calls the backup encrypted; those of its databases that "
-                           "are not are scanned: %1")
-                .arg(backup.path()));
     }
     return states.isEmpty() ? QStringLiteral("the backup has none of the databases that can be "
                                              "scanned: %1")
