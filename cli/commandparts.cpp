@@ -34,11 +34,8 @@ constexpr TypeName TypeNames[] = {
 };
 
 constexpr Format Formats[] = {
-    {"text", printText},
-    {"json", printJson},
-    {"jsonl", printJsonLines},
-    {"csv", printCsv},
-    {"html", printHtml},
+    {"text", printText}, {"json", printJson}, {"jsonl", printJsonLines},
+    {"csv", printCsv},   {"html", printHtml},
 };
 
 const TypeName *findType(const QString &text)

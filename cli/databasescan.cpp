@@ -61,16 +61,17 @@ QString emptyRemark(ScanType type, const QString &path)
 {
     switch (whyNothingFound(type, path)) {
     case EmptyReason::NoSuchTable:
-        return QStringLiteral(
-            "no table of this kind is in the file, perhaps it is of another type");
+        return QStringLiteral("no table of this kind is in the file; it may be of another type");
     case EmptyReason::ColumnsMissing:
-        return QStringLiteral("its tables have other columns than the layouts that are known");
+        return QStringLiteral("the layout of its tables is not known to this version");
     case EmptyReason::NoFreeSpace:
-        return QStringLiteral("deletions left no space in the file, an older backup may hold more");
+        return QStringLiteral("the file has no freed space (nothing deleted, or vacuumed since); "
+                              "try an older backup");
     case EmptyReason::FreeSpaceErased:
-        return QStringLiteral("what was deleted was also erased, an older backup may hold more");
+        return QStringLiteral("all freed space was erased with zeros; try an older backup");
     case EmptyReason::NothingLeft:
-        return QStringLiteral("what was deleted is written over, an older backup may hold more");
+        return QStringLiteral("freed space holds no row of this kind any more; try an older "
+                              "backup");
     case EmptyReason::Unknown:
         break;
     }

@@ -14,10 +14,10 @@ constexpr char FirstTime[] = "2001";
 constexpr int FewestMonths = 12;
 constexpr int Width = 960;
 constexpr int Right = 930; // leaves room for the name of a last year
-constexpr int Height = 190;
+constexpr int Height = 260;
 constexpr int Left = 56;
 constexpr int Top = 12;
-constexpr int Bottom = 160;
+constexpr int Bottom = 230;
 constexpr int MostYearLabels = 13;
 
 int monthOf(const QString &time)

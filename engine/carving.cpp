@@ -92,7 +92,8 @@ void SqliteDbFile::carveRegion(const TableSchema &table, qint64 fileOffset, qint
                                const QVector<quint16> &cellOffsets, RecordMatcher &matcher)
 {
     QByteArray region;
-    if (!m_isBindingOnly && readRegion(fileOffset, std::min(length, file.size() - fileOffset), region)) {
+    if (!m_isBindingOnly
+        && readRegion(fileOffset, std::min(length, file.size() - fileOffset), region)) {
         searchRegion(table, fileOffset, region, cellOffsets, matcher);
     }
 }

@@ -335,8 +335,9 @@ void TestCli::nothingFoundIsNoFailure_data()
     QTest::addColumn<QString>("format");
     QTest::addColumn<QByteArray>("output");
     QTest::newRow("text") << QStringLiteral("text")
-                          << QByteArray("No deleted records found: deletions left no space in the "
-                                        "file, an older backup may hold more.\n");
+                          << QByteArray("No deleted records found: the file has no "
+                                        "freed space (nothing deleted, or vacuumed since); try an "
+                                        "older backup.\n");
     QTest::newRow("json") << QStringLiteral("json") << QByteArray("[\n]\n");
     QTest::newRow("jsonl") << QStringLiteral("jsonl") << QByteArray();
     QTest::newRow("csv") << QStringLiteral("csv")

@@ -510,6 +510,7 @@ void ReportInBrowser::pictureOfTheReadme()
     }
     setScheme(QStringLiteral("light"));
     setWindow(1280, 980);
+    m_browser.devTools("Emulation.setScrollbarsHidden", {{QStringLiteral("hidden"), true}});
     openSample();
     QVERIFY(writeFile(path, m_browser.screenshot()));
 }

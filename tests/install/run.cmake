@@ -29,8 +29,8 @@ expect("installed headers" "${installed}" "${PUBLIC_HEADERS}")
 
 # The library hands out the public interface and nothing of its inside.
 run(${NM} -DC --defined-only ${prefix}/${LIBDIR}/libsqliterecovery.so)
-set(functions backupFileName backupLocations readBackupIndex checkDatabase checkLog readableLabel
-    personValueKind)
+set(functions backupFileName backupLocations readBackupIndex checkDatabase checkLog whyNothingFound
+    readableLabel personValueKind)
 foreach(name ${functions}
         SqliteRecovery::scanRecoveryForType SqliteRecovery::getCallhistory
         WalRecovery::scanRecoveryForType WalRecovery::getContact)
