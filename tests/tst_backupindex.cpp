@@ -243,6 +243,7 @@ void TestBackupIndex::cutListGivesTheFilesInFrontOfTheCut()
         ends.append(manifestList(files.mid(0, count)).size());
     }
     for (int size = 0; size <= whole.size(); ++size) {
+        QFile::remove(file("Manifest.mbdb"));
         QVERIFY(writeFile(file("Manifest.mbdb"), whole.left(size)));
         const auto state = read();
         QCOMPARE(state,
@@ -272,6 +273,7 @@ void TestBackupIndex::damagedIndexNeverInvents()
         for (int flips = random.bounded(1, 9); flips > 0; --flips) {
             bytes[int(random.bounded(bytes.size()))] = char(random.generate());
         }
+        QFile::remove(path); // to write a file over takes some file systems a while
         QVERIFY(writeFile(path, round % 3 == 0 ? bytes.left(random.bounded(bytes.size())) : bytes));
         read();
         QVERIFY(m_files.size() <= 61);
