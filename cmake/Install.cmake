@@ -1,4 +1,4 @@
-# Installs the library, its public headers, the program, and what find_package needs to find them.
+# Installs the library, its public headers, the program with its manual, and what find_package needs to find them.
 include(CMakePackageConfigHelpers)
 
 set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/sqliterecovery)
@@ -6,6 +6,9 @@ set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/sqliterecovery)
 install(TARGETS sqliterecovery EXPORT sqliterecovery-targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS sqliterecovery-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES man/sqliterecovery.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES completions/sqliterecovery.bash RENAME sqliterecovery
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 install(FILES ${SQLITERECOVERY_PUBLIC_HEADERS}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sqliterecovery)
 install(EXPORT sqliterecovery-targets NAMESPACE sqliterecovery:: DESTINATION ${config_dir})

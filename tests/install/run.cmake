@@ -27,6 +27,12 @@ list(SORT installed)
 list(SORT PUBLIC_HEADERS)
 expect("installed headers" "${installed}" "${PUBLIC_HEADERS}")
 
+foreach(file man/man1/sqliterecovery.1 bash-completion/completions/sqliterecovery)
+    if(NOT EXISTS ${prefix}/share/${file})
+        message(FATAL_ERROR "not installed: share/${file}")
+    endif()
+endforeach()
+
 # The library hands out the public interface and nothing of its inside.
 run(${NM} -DC --defined-only ${prefix}/${LIBDIR}/libsqliterecovery.so)
 set(functions backupFileName backupLocations readBackupIndex checkDatabase checkLog whyNothingFound
