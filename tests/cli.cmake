@@ -26,6 +26,12 @@ target_link_libraries(tst_backupcommand PRIVATE
     sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
 add_dependencies(tst_backupcommand sqliterecovery-cli makesample)
 
+add_executable(tst_jsonfields tst_jsonfields.cpp)
+target_compile_definitions(tst_jsonfields PRIVATE
+    SQLITERECOVERY_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+target_link_libraries(tst_jsonfields PRIVATE
+    sqliterecovery_cli_objects sqliterecovery sqliterecovery_settings Qt5::Test)
+
 add_executable(tst_manual tst_manual.cpp)
 target_compile_definitions(tst_manual PRIVATE
     SQLITERECOVERY_PROGRAM="$<TARGET_FILE:sqliterecovery-cli>"
@@ -40,7 +46,7 @@ target_link_libraries(tst_comparetruth PRIVATE sqliterecovery_settings Qt5::Test
 add_dependencies(tst_comparetruth comparetruth)
 
 foreach(name tst_backupcommand tst_backupfolder tst_cli tst_cliparts tst_comparetruth
-        tst_manual tst_propertylist)
+        tst_jsonfields tst_manual tst_propertylist)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300
         ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp")
