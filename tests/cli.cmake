@@ -49,5 +49,5 @@ foreach(name tst_backupcommand tst_backupfolder tst_cli tst_cliparts tst_compare
         tst_jsonfields tst_manual tst_propertylist)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300
-        ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp")
+        ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")
 endforeach()

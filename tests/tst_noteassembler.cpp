@@ -291,7 +291,7 @@ void TestNoteAssembler::hostileHtmlTakesNoLongTime()
     timer.start();
     const QString text = plainNoteText(part.repeated(200000 / part.size()) + QLatin1Char('x'));
     QVERIFY(text.size() < 400000);
-    QVERIFY2(timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < 20000, qPrintable(QString::number(timer.elapsed())));
 }
 
 QTEST_APPLESS_MAIN(TestNoteAssembler)
