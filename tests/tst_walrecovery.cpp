@@ -3,7 +3,6 @@
 #include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
 #include "samples/samplerandom.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/logversions.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/walbuilder.h"
@@ -167,7 +166,6 @@ private Q_SLOTS:
     void unusableFiles();
     void scansAppendAndCopiesShare();
     void stoppedScansDeliverWhatTheyFound();
-    void evidenceStaysAsItWas();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -754,23 +752,6 @@ void TestWalRecovery::stoppedScansDeliverWhatTheyFound()
         most = found;
     }
     QVERIFY(most >= 4);
-}
-
-void TestWalRecovery::evidenceStaysAsItWas()
-{
-    QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("evidence")));
-    SampleDatabase db;
-    QVERIFY(makeBookmarks(&db) && live(&db, "abc", "b")
-            && db.copyWithLog(path("evidence/case.db")));
-    QVERIFY(QFile::setPermissions(path("evidence/case.db"), QFile::ReadOwner)
-            && QFile::setPermissions(path("evidence/case.db-wal"), QFile::ReadOwner));
-    const QStringList before = folderState(path("evidence"));
-    for (const int type : {ScanTypeContacts, ScanTypeMessages, ScanTypeCalendar}) {
-        WalRecovery().scanRecoveryForType(type, path("evidence/case.db"),
-                                          path("evidence/case.db-wal"), nullptr);
-    }
-    QCOMPARE(titles("evidence/case.db"), QStringLiteral("b"));
-    QCOMPARE(folderState(path("evidence")), before);
 }
 
 QTEST_GUILESS_MAIN(TestWalRecovery)

@@ -1,6 +1,5 @@
 #include "recoverers/messaging/weixinmatcher.h"
 #include "samples/weixinscan.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/matcherharness.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
@@ -113,7 +112,6 @@ private Q_SLOTS:
     void facadesKeepTheirOwnChats();
     void progressIsDividedOnce();
     void stoppedScanEnds();
-    void evidenceStaysAsItWas();
     void truncatedAndDamagedFiles();
 
 private:
@@ -542,22 +540,6 @@ void TestWeixin::stoppedScanEnds()
         for (const QString &message : toText(messagesOf(&recovery))) {
             QVERIFY(all.contains(message));
         }
-    }
-}
-
-void TestWeixin::evidenceStaysAsItWas()
-{
-    WeixinSample sample;
-    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Scattered, 300, 5}, &sample));
-    const QString folder = path("evidence");
-    const QString database = folder + QStringLiteral("/message_1.sqlite");
-    QVERIFY(QDir().mkpath(folder) && QFile::copy(path("sample.db"), database));
-    for (const char *beside : {"", "-journal", "-wal", "-shm"}) {
-        const QString file = database + QLatin1String(beside);
-        QVERIFY(QFile::exists(file) || writeFile(file, readFile(database).left(5000)));
-        const QStringList before = folderState(folder);
-        QVERIFY(scanWeixin(database).size() > 30);
-        QCOMPARE(folderState(folder), before);
     }
 }
 
