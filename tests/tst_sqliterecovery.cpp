@@ -69,7 +69,6 @@ private Q_SLOTS:
     void dbFileForType();
     void wholeBackup();
     void wholeBackupOfManyKinds();
-    void resultsAccumulateAndCopiesAreIndependent();
     void progressOfAScan();
     void checkDatabase_data();
     void checkDatabase();
@@ -265,22 +264,6 @@ void TestSqliteRecovery::wholeBackupOfManyKinds()
     }
     QCOMPARE(counts(recovery), single);
     QCOMPARE(recovery.getSafariHistory(single.at(9) / 2)->url, firstPage);
-}
-
-void TestSqliteRecovery::resultsAccumulateAndCopiesAreIndependent()
-{
-    QVERIFY(makeCallHistory(path("twice.db")));
-    SqliteRecovery recovery;
-    recovery.scanRecoveryForType(2, path("twice.db"), nullptr);
-    SqliteRecovery copy(recovery);
-    recovery.scanRecoveryForType(2, path("twice.db"), nullptr);
-    QCOMPARE(recovery.getCallhistoryCount(), 2u);
-    QCOMPARE(copy.getCallhistoryCount(), 1u);
-    copy = recovery;
-    QCOMPARE(copy.getCallhistoryCount(), 2u);
-    // Reading detaches: the addresses differ although the contents were shared.
-    QVERIFY(copy.getCallhistory(0) != recovery.getCallhistory(0));
-    QCOMPARE(copy.getCallhistory(1)->address, recovery.getCallhistory(1)->address);
 }
 
 void TestSqliteRecovery::progressOfAScan()

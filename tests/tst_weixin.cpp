@@ -111,7 +111,6 @@ private Q_SLOTS:
     void secondScanAddsToTheSameChats();
     void facadesKeepTheirOwnChats();
     void progressIsDividedOnce();
-    void stoppedScanEnds();
     void truncatedAndDamagedFiles();
 
 private:
@@ -519,28 +518,6 @@ void TestWeixin::progressIsDividedOnce()
     // The free pages are searched once, not once for each conversation.
     const int pages = readFile(path("sample.db")).size() / 4096;
     QVERIFY(probe.reports <= pages);
-}
-
-void TestWeixin::stoppedScanEnds()
-{
-    WeixinSample sample;
-    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Dropped, 900, 5}, &sample));
-    ScanProbe follower;
-    SqliteRecovery whole;
-    whole.scanRecoveryForType(ScanTypeWeChat, path("sample.db"), &follower);
-    const QStringList all = toText(messagesOf(&whole));
-    for (const int stopAfter : {1, follower.reports / 2, follower.reports - 1}) {
-        SqliteRecovery recovery;
-        ScanProbe probe;
-        probe.stopAfter = stopAfter;
-        QCOMPARE(recovery.scanRecoveryForType(ScanTypeWeChat, path("sample.db"), &probe), 0);
-        QCOMPARE(probe.doneCalls, 1);
-        QCOMPARE(probe.reports, stopAfter);
-        QVERIFY(messagesOf(&recovery).size() < all.size() || stopAfter > 1);
-        for (const QString &message : toText(messagesOf(&recovery))) {
-            QVERIFY(all.contains(message));
-        }
-    }
 }
 
 void TestWeixin::truncatedAndDamagedFiles()
