@@ -82,6 +82,11 @@ QString LiveRow::text(int column) const
     return decodeText(bytes, sqlite3_column_bytes(m_statement, column), utf8);
 }
 
+QString LiveRow::name(int column) const
+{
+    return cutName(text(column));
+}
+
 LiveQuery::LiveQuery(const QString &dbPath)
 {
     if (QFileInfo(logPath(dbPath)).size() == 0) {

@@ -23,6 +23,8 @@ public:
     /// text for NULL.
     qint64 integer(int column) const;
     QString text(int column) const;
+    /// As text(), of what many records may name.
+    QString name(int column) const;
 
 private:
     sqlite3_stmt *m_statement;

@@ -1,0 +1,221 @@
+// Databases that once cost too much: few bytes that stand for far more, or for far too many steps.
+// Each is searched as every kind of database, and compared in a log as every kind.
+
+#include "api/sqliterecovery.h"
+#include "api/walrecovery.h"
+#include "cli/recordkind.h"
+#include "samples/calendarsamples.h"
+#include "samples/contactsamples.h"
+#include "samples/messagesamples.h"
+#include "samples/sampledatabase.h"
+#include "tests/support/testfiles.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <ctime>
+
+namespace {
+
+constexpr ScanType Types[] = {
+    ScanTypeContacts,  ScanTypeMessages, ScanTypeCallHistory,   ScanTypeCalendar,  ScanTypeNotes,
+    ScanTypeBookmarks, ScanTypeWhatsapp, ScanTypeSafariHistory, ScanTypeIos9Notes, ScanTypeWeChat,
+};
+constexpr ScanType LogTypes[] = {
+    ScanTypeContacts,
+    ScanTypeMessages,
+    ScanTypeCalendar,
+    ScanTypeBookmarks,
+};
+
+/// Bytes of records that a byte of a file may stand for.
+constexpr qint64 MostBytesPerByte = 16;
+constexpr qint64 SmallestBound = 16 * 1024;
+/// How often a file may be read.
+constexpr qint64 MostReads = 10;
+/// Of processor time, which sanitizers multiply: most scans of these take some hundredths.
+constexpr int MostSeconds = 20;
+
+struct Finding
+{
+    const char *name;
+    bool (*makeSample)(SampleDatabase *db);
+    const char *twist; ///< makes the hostile database of it
+    const char *erase; ///< what makes rows to find
+};
+
+bool makeContacts(SampleDatabase *db)
+{
+    ContactSample sample;
+    return makeContactSample(db, ContactPlan(), &sample);
+}
+
+template<MessageLayout layout> bool makeMessages(SampleDatabase *db)
+{
+    MessageSample sample;
+    return makeMessageSample(db, {layout, MessageDeletion::SingleMessages, 400, 1}, &sample);
+}
+
+bool makeCalendar(SampleDatabase *db)
+{
+    CalendarSample sample;
+    return makeCalendarSample(db, CalendarPlan(), &sample);
+}
+
+// hex(zeroblob(100000)) is a text of 200,000 bytes.
+constexpr Finding Findings[] = {
+    {"values with one long label", makeContacts,
+     "update ABMultiValueLabel set value = hex(zeroblob(100000)) where rowid = 1;"
+     "update ABMultiValue set label = 1;",
+     "delete from ABMultiValue"},
+    {"messages of a long handle", makeMessages<MessageLayout::Ios12>,
+     "update handle set id = hex(zeroblob(100000)) where rowid = 1;"
+     "update message set handle_id = 1;",
+     "delete from message"},
+    {"messages of a long handle that is gone", makeMessages<MessageLayout::Ios12>,
+     "update handle set id = hex(zeroblob(100000)) where rowid = 1;"
+     "update message set handle_id = 1;",
+     "delete from message; delete from handle"},
+    {"room with a long member many times", makeMessages<MessageLayout::Ios12>,
+     "update handle set id = hex(zeroblob(100000)) where rowid = 1;"
+     "update chat set room_name = 'room';"
+     "update message set cache_roomnames = 'room';"
+     "drop table chat_handle_join;"
+     "create table chat_handle_join (chat_id integer, handle_id integer);"
+     "with recursive n(i) as (values(1) union all select i + 1 from n where i < 20000)"
+     "insert into chat_handle_join select 1, 1 from n",
+     "delete from message"},
+    {"reminders of a list with a long name", makeCalendar,
+     "update CalendarItem set calendar_id = (select rowid from Calendar where title = 'Shopping');"
+     "update Calendar set title = hex(zeroblob(100000)) where title = 'Shopping'",
+     "delete from CalendarItem"},
+    {"events at a long place", makeCalendar,
+     "update Location set title = hex(zeroblob(100000)) where rowid = "
+     "(select min(rowid) from Location);"
+     "update CalendarItem set location_id = (select min(rowid) from Location)",
+     "delete from CalendarItem"},
+};
+
+} // namespace
+
+class TestFindings : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void carved_data() { addRows(); }
+    void carved();
+    void logs_data() { addRows(); }
+    void logs();
+
+private:
+    static void addRows();
+};
+
+namespace {
+
+qint64 sizeOf(const ScanResults &results)
+{
+    qint64 size = 0;
+    for (const RecordKind &kind : results.kinds) {
+        for (unsigned i = 0; i < kind.count(); ++i) {
+            size += kind.record(i).toCborValue().toCbor().size();
+        }
+    }
+    return size;
+}
+
+/// What the program has read since it started; 0 where the system does not tell.
+qint64 bytesRead()
+{
+    const QByteArray counters = readFile(QStringLiteral("/proc/self/io"));
+    return counters.mid(counters.indexOf("rchar: ") + 7).split('\n').first().toLongLong();
+}
+
+/// Returns what is wrong; nothing when a scan, which returns the size of its records, kept to its
+/// bounds.
+template<typename Scan> QString checkScan(int type, qint64 fileSize, Scan scan)
+{
+    const std::clock_t start = std::clock();
+    const qint64 readBefore = bytesRead();
+    const qint64 size = scan();
+    const double seconds = double(std::clock() - start) / CLOCKS_PER_SEC;
+    const qint64 read = bytesRead() - readBefore;
+    const bool isSound = size <= SmallestBound + MostBytesPerByte * fileSize
+                         && seconds <= MostSeconds && read <= MostReads * fileSize;
+    return isSound ? QString()
+                   : QStringLiteral("type %1, %2 bytes: read %3, found %4, in %5 s")
+                         .arg(type)
+                         .arg(fileSize)
+                         .arg(read)
+                         .arg(size)
+                         .arg(seconds);
+}
+
+void freeNotes(SqliteRecovery *recovery)
+{
+    for (unsigned i = 0; i < recovery->getIos9NoteCount(); ++i) {
+        delete recovery->getIos9Note(i);
+    }
+}
+
+} // namespace
+
+void TestFindings::addRows()
+{
+    QTest::addColumn<int>("finding");
+    for (int i = 0; i < int(std::size(Findings)); ++i) {
+        QTest::newRow(Findings[i].name) << i;
+    }
+}
+
+void TestFindings::carved()
+{
+    QFETCH(int, finding);
+    const Finding &tested = Findings[finding];
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("hostile.db"));
+    SampleDatabase db;
+    QVERIFY2(db.create(path) && tested.makeSample(&db) && db.exec(QLatin1String(tested.twist))
+                 && db.exec(QLatin1String(tested.erase)) && db.close(),
+             qPrintable(db.errorText()));
+    qint64 found = 0;
+    for (const ScanType type : Types) {
+        const QString fault = checkScan(type, QFileInfo(path).size(), [&] {
+            SqliteRecovery recovery;
+            recovery.scanRecoveryForType(type, path, nullptr);
+            const qint64 size = sizeOf(resultsOf(type, recovery));
+            found += size;
+            freeNotes(&recovery);
+            return size;
+        });
+        QVERIFY2(fault.isEmpty(), qPrintable(fault));
+    }
+    QVERIFY(found > 0);
+}
+
+void TestFindings::logs()
+{
+    QFETCH(int, finding);
+    const Finding &tested = Findings[finding];
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("hostile.db"));
+    SampleDatabase db;
+    QVERIFY2(db.create(dir.filePath(QStringLiteral("origin.db"))) && tested.makeSample(&db)
+                 && db.exec(QLatin1String(tested.twist)) && db.startLog()
+                 && db.exec(QLatin1String(tested.erase)) && db.copyWithLog(path),
+             qPrintable(db.errorText()));
+    const QString log = path + QStringLiteral("-wal");
+    for (const ScanType type : LogTypes) {
+        const qint64 fileSize = QFileInfo(path).size() + QFileInfo(log).size();
+        const QString fault = checkScan(type, fileSize, [&] {
+            WalRecovery recovery;
+            recovery.scanRecoveryForType(type, path, log, nullptr);
+            return sizeOf(resultsOf(type, recovery));
+        });
+        QVERIFY2(fault.isEmpty(), qPrintable(fault));
+    }
+}
+
+QTEST_APPLESS_MAIN(TestFindings)
+#include "tst_findings.moc"
