@@ -7,7 +7,9 @@
 #include "samples/calendarsamples.h"
 #include "samples/contactsamples.h"
 #include "samples/messagesamples.h"
+#include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
+#include "samples/whatsappsamples.h"
 #include "tests/support/testfiles.h"
 
 #include <QTemporaryDir>
@@ -62,6 +64,32 @@ bool makeCalendar(SampleDatabase *db)
     return makeCalendarSample(db, CalendarPlan(), &sample);
 }
 
+/// Each table of its own gives out the same identifier.
+bool makeHistoryOfTables(SampleDatabase *db)
+{
+    HistorySample sample;
+    bool ok = makeHistorySample(db, HistoryPlan(), &sample) && db->exec(QStringLiteral("begin"));
+    const QString table =
+        db->scalar(QStringLiteral("select sql from sqlite_master where name = 'history_items'"))
+            .toString();
+    const QString fill =
+        QStringLiteral("insert into %1 (id, url, visit_count, daily_visit_counts, "
+                       "should_recompute_derived_visit_counts, "
+                       "visit_count_score) values (1, '%2', 1, x'64000000', 0, 100)");
+    for (int i = 0; i < 200 && ok; ++i) {
+        const QString name = QStringLiteral("other_%1").arg(i);
+        ok = db->exec(QString(table).replace(QLatin1String("history_items"), name))
+             && db->exec(fill.arg(name, QStringLiteral("http://example.com/%1").arg(i)));
+    }
+    return ok && db->exec(QStringLiteral("commit"));
+}
+
+bool makeWhatsapp(SampleDatabase *db)
+{
+    WhatsappSample sample;
+    return makeWhatsappSample(db, WhatsappPlan(), &sample);
+}
+
 // hex(zeroblob(100000)) is a text of 200,000 bytes.
 constexpr Finding Findings[] = {
     {"values with one long label", makeContacts,
@@ -94,6 +122,23 @@ constexpr Finding Findings[] = {
      "(select min(rowid) from Location);"
      "update CalendarItem set location_id = (select min(rowid) from Location)",
      "delete from CalendarItem"},
+    {"messages of one long media item", makeWhatsapp,
+     "update ZWAMEDIAITEM set ZTITLE = hex(zeroblob(100000)) where Z_PK = 1;"
+     "update ZWAMESSAGE set ZMEDIAITEM = 1",
+     "delete from ZWAMESSAGE"},
+    {"messages of one long contact", makeWhatsapp,
+     "update ZWAMEDIAITEM set ZVCARDSTRING = hex(zeroblob(100000)) where Z_PK = 1;"
+     "update ZWAMESSAGE set ZMEDIAITEM = 1, ZMESSAGETYPE = 4",
+     "delete from ZWAMESSAGE"},
+    {"messages of a member with a long name", makeWhatsapp,
+     "update ZWAMESSAGE set ZGROUPMEMBER = (select max(Z_PK) from ZWAGROUPMEMBER);"
+     "update ZWAGROUPMEMBER set ZCONTACTNAME = hex(zeroblob(100000)) where Z_PK = "
+     "(select max(Z_PK) from ZWAGROUPMEMBER)",
+     "delete from ZWAMESSAGE"},
+    {"pages of a long title that share an identifier", makeHistoryOfTables,
+     "update history_visits set title = hex(zeroblob(400000)), history_item = 1 where id = (select "
+     "max(id) from history_visits)",
+     "delete from history_visits; delete from history_items"},
 };
 
 } // namespace
