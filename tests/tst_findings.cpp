@@ -90,6 +90,14 @@ bool makeWhatsapp(SampleDatabase *db)
     return makeWhatsappSample(db, WhatsappPlan(), &sample);
 }
 
+bool makeConversation(SampleDatabase *db)
+{
+    return db->exec(QStringLiteral(
+        "create table Chat_0 (CreateTime INTEGER DEFAULT 0, Des INTEGER, ImgStatus INTEGER DEFAULT "
+        "0, MesLocalID INTEGER PRIMARY KEY AUTOINCREMENT, Message TEXT, MesSvrID INTEGER DEFAULT "
+        "0, Status INTEGER DEFAULT 0, TableVer INTEGER DEFAULT 1, Type INTEGER)"));
+}
+
 // hex(zeroblob(100000)) is a text of 200,000 bytes.
 constexpr Finding Findings[] = {
     {"values with one long label", makeContacts,
@@ -135,6 +143,15 @@ constexpr Finding Findings[] = {
      "update ZWAGROUPMEMBER set ZCONTACTNAME = hex(zeroblob(100000)) where Z_PK = "
      "(select max(Z_PK) from ZWAGROUPMEMBER)",
      "delete from ZWAMESSAGE"},
+    {"chats on the same pages", makeConversation,
+     "insert into Chat_0 (CreateTime, Message, Des, Type) "
+     "with recursive n(i) as (values(1) union all select i + 1 from n where i < 15000)"
+     "select 1500000000 + i, 'm' || i, 1, 1 from n;"
+     "pragma writable_schema = on;"
+     "with recursive n(i) as (values(1) union all select i + 1 from n where i < 8000)"
+     "insert into sqlite_master select 'table', 'Chat_' || i, 'Chat_' || i, rootpage, "
+     "replace(sql, 'Chat_0', 'Chat_' || i) from n, sqlite_master where name = 'Chat_0'",
+     "delete from Chat_0 where MesLocalID % 100 = 1"},
     {"pages of a long title that share an identifier", makeHistoryOfTables,
      "update history_visits set title = hex(zeroblob(400000)), history_item = 1 where id = (select "
      "max(id) from history_visits)",
