@@ -58,9 +58,9 @@ private:
     QString m_path;
 };
 
-template<typename Record>
-QList<const Record *> held(SqliteRecovery &recovery, unsigned (SqliteRecovery::*count)(),
-                           const Record *(SqliteRecovery::*get)(unsigned))
+template<typename Recovery, typename Record>
+QList<const Record *> held(Recovery &recovery, unsigned (Recovery::*count)(),
+                           const Record *(Recovery::*get)(unsigned))
 {
     QList<const Record *> records;
     for (unsigned i = 0; i < (recovery.*count)(); ++i) {
@@ -223,6 +223,7 @@ private Q_SLOTS:
     void assignmentFreesNothing_data() { addKindRows(); }
     void assignmentFreesNothing();
     void copiesOfLogs();
+    void secondScanReplaces();
 
 private:
     Scanner make(const KindSample &kind);
@@ -380,6 +381,33 @@ void TestOwnership::copiesOfLogs()
         QVERIFY(contact || group);
         WalRecovery *copy = keptCopy(recovery);
         QVERIFY(copy->getContact(0) == contact && copy->getMessageGroup(0) == group);
+    }
+}
+
+/// Contacts and messages of a log: the object has forgotten what the first scan gave, which stays.
+void TestOwnership::secondScanReplaces()
+{
+    for (const KindSample &kind : kindSamples()) {
+        if (kind.type != ScanTypeContacts && kind.type != ScanTypeMessages) {
+            continue;
+        }
+        const Scanner scanner = make(kind);
+        WalRecovery recovery;
+        scanner.scan(&recovery, nullptr);
+        const Records once = recordsOf(kind.type, recovery);
+        const auto contacts =
+            held(recovery, &WalRecovery::getContactCount, &WalRecovery::getContact);
+        const auto groups =
+            held(recovery, &WalRecovery::getMessageGroupCount, &WalRecovery::getMessageGroup);
+        scanner.scan(&recovery, nullptr);
+        QCOMPARE(recordsOf(kind.type, recovery), once);
+        QVERIFY(!contacts.contains(recovery.getContact(0))
+                && !groups.contains(recovery.getMessageGroup(0)));
+        qDeleteAll(contacts);
+        qDeleteAll(groups);
+        // Nothing was read that could replace it.
+        recovery.scanRecoveryForType(kind.type, QString(), QString(), nullptr);
+        QCOMPARE(recordsOf(kind.type, recovery), once);
     }
 }
 

@@ -69,7 +69,6 @@ private Q_SLOTS:
     void dbFileForType();
     void wholeBackup();
     void wholeBackupOfManyKinds();
-    void progressOfAScan();
     void checkDatabase_data();
     void checkDatabase();
 
@@ -264,21 +263,6 @@ void TestSqliteRecovery::wholeBackupOfManyKinds()
     }
     QCOMPARE(counts(recovery), single);
     QCOMPARE(recovery.getSafariHistory(single.at(9) / 2)->url, firstPage);
-}
-
-void TestSqliteRecovery::progressOfAScan()
-{
-    QVERIFY(makeCallHistory(path("progress.db"), 512));
-    SqliteRecovery recovery;
-    ScanProbe probe;
-    recovery.scanRecoveryForType(2, path("progress.db"), &probe);
-    QVERIFY(probe.reports > 1);
-    QVERIFY(probe.total > 50 && probe.total <= 100);
-    ScanProbe stopping;
-    stopping.stopAfter = 1;
-    recovery.scanRecoveryForType(2, path("progress.db"), &stopping);
-    QCOMPARE(stopping.reports, 1);
-    QCOMPARE(stopping.doneCalls, 1);
 }
 
 void TestSqliteRecovery::checkDatabase_data()

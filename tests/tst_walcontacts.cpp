@@ -137,7 +137,6 @@ private Q_SLOTS:
     void deletedDuplicatesCome();
     void firstLayout();
     void unusualTexts();
-    void secondScanReplaces();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -466,30 +465,6 @@ void TestWalContacts::unusualTexts()
     QCOMPARE(contacts.first().note, note);
     QCOMPARE(contacts.first().values.size(), 1);
     QCOMPARE(contacts.first().values.first().value, emoji);
-}
-
-/// What the first scan gave stays valid, but the facade has forgotten it.
-void TestWalContacts::secondScanReplaces()
-{
-    SampleDatabase db;
-    QVERIFY(make(&db)
-            && db.exec(QStringLiteral("INSERT INTO ABPerson (First) VALUES ('Ann'), ('Ben');"
-                                      "DELETE FROM ABPerson WHERE First = 'Ann';"))
-            && db.copyWithLog(path("case.db"))
-            && db.exec(QStringLiteral("DELETE FROM ABPerson WHERE First = 'Ben';"))
-            && db.copyWithLog(path("later.db")));
-    WalRecovery recovery;
-    const auto scanInto = [&](const char *name) {
-        recovery.scanRecoveryForType(ScanTypeContacts, path(name),
-                                     path(name) + QStringLiteral("-wal"), nullptr);
-    };
-    scanInto("case.db");
-    const std::unique_ptr<const PersonRecord> first(recovery.getContact(0));
-    scanInto("later.db");
-    QCOMPARE(recovery.getContactCount(), 2U);
-    QVERIFY(recovery.getContact(0) != first.get());
-    QCOMPARE(recovery.getContact(1)->first, QStringLiteral("Ben"));
-    QCOMPARE(first->first, QStringLiteral("Ann"));
 }
 
 QTEST_GUILESS_MAIN(TestWalContacts)

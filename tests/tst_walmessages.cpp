@@ -108,7 +108,6 @@ private Q_SLOTS:
     void putBackUnderOtherIdentifiers();
     void longTextsAndOldRows();
     void firstLayout();
-    void secondScanReplaces();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -447,33 +446,6 @@ void TestWalMessages::firstLayout()
         && db.startLog() && db.exec(QStringLiteral("DELETE FROM message WHERE text = 'second'"))
         && db.copyWithLog(path("case.db")));
     QCOMPARE(linesOf(scan("case.db")), QStringList{QStringLiteral("ann (ann): ann second")});
-}
-
-/// What the first scan gave stays valid, but the facade has forgotten it.
-void TestWalMessages::secondScanReplaces()
-{
-    SampleDatabase db;
-    QVERIFY(make(&db, MessageLayout::Ios12) && insert(&db, 1, "one", 0) && insert(&db, 2, "two", 0)
-            && db.exec(QStringLiteral("DELETE FROM message WHERE rowid = 1"))
-            && db.copyWithLog(path("case.db"))
-            && db.exec(QStringLiteral("DELETE FROM message WHERE rowid = 2"))
-            && db.copyWithLog(path("later.db")));
-    WalRecovery recovery;
-    const auto scanInto = [&](const char *name) {
-        recovery.scanRecoveryForType(ScanTypeMessages, path(name),
-                                     path(name) + QStringLiteral("-wal"), nullptr);
-    };
-    scanInto("case.db");
-    const std::unique_ptr<const MessageGroupRecord> first(recovery.getMessageGroup(0));
-    scanInto("later.db");
-    QCOMPARE(recovery.getMessageGroupCount(), 1U);
-    QVERIFY(recovery.getMessageGroup(0) != first.get());
-    QCOMPARE(recovery.getMessageGroup(0)->messages.size(), 2);
-    QCOMPARE(first->messages.size(), 1);
-    QCOMPARE(first->messages.first().text, QStringLiteral("one"));
-    QCOMPARE(recovery.scanRecoveryForType(ScanTypeMessages, path("none.db"), path("none"), nullptr),
-             0);
-    QCOMPARE(recovery.getMessageGroupCount(), 1U); // nothing was read that could replace it
 }
 
 QTEST_GUILESS_MAIN(TestWalMessages)

@@ -3,7 +3,6 @@
 #include "tests/support/testfiles.h"
 
 #include <QElapsedTimer>
-#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <QtTest>
@@ -55,7 +54,6 @@ private Q_SLOTS:
     void missingTables();
     void memberPagesOfOtherTablesAreNotSearched();
     void wholeBackup();
-    void damagedFiles();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -352,31 +350,6 @@ void TestWhatsapp::wholeBackup()
     SqliteRecovery recovery;
     QCOMPARE(recovery.scanRecovery(folder), 0);
     QVERIFY(recovery.getWhatsappCount() > 3);
-}
-
-void TestWhatsapp::damagedFiles()
-{
-    const WhatsappPlan plan{WhatsappLayout::Ios15, WhatsappDeletion::ThenMessages, 120, 2};
-    WhatsappSample sample;
-    QVERIFY(makeSample(plan, path("sound.db"), &sample));
-    const QByteArray sound = readFile(path("sound.db"));
-    QRandomGenerator random(7);
-    int found = 0;
-    for (int round = 0; round < 40; ++round) {
-        QByteArray bytes = sound;
-        for (int i = random.bounded(1, 2000); i > 0; --i) {
-            bytes[random.bounded(100, bytes.size())] = char(random.bounded(256));
-        }
-        QFile file(path("damaged.db"));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-        file.close();
-        const QVector<FoundWhatsappMessage> messages = scanWhatsapp(path("damaged.db"));
-        found += messages.size();
-        for (const FoundWhatsappMessage &message : messages) {
-            QVERIFY(message.item.text.size() < bytes.size());
-        }
-    }
-    QVERIFY(found > 100);
 }
 
 QTEST_APPLESS_MAIN(TestWhatsapp)

@@ -1,10 +1,11 @@
-// Files that are cut off, as those of damaged devices are: what comes out of the rest was in them.
+// Files of damaged devices, cut off or with bytes that are others: what comes out was in them.
 
 #include "api/sqliterecovery.h"
 #include "tests/support/foundrecords.h"
 #include "tests/support/kindsamples.h"
 #include "tests/support/testfiles.h"
 
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -67,15 +68,17 @@ QByteArray knownBytes(ScanType type, const QString &path)
 
 } // namespace
 
-class TestCutFiles : public QObject
+class TestDamagedFiles : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
     void nothingIsInvented_data() { addKindRows(); }
     void nothingIsInvented();
+    void randomBytes_data() { addKindRows(); }
+    void randomBytes();
 };
 
-void TestCutFiles::nothingIsInvented()
+void TestDamagedFiles::nothingIsInvented()
 {
     QFETCH(int, kind);
     const KindSample &sample = kindSamples().at(kind);
@@ -100,5 +103,31 @@ void TestCutFiles::nothingIsInvented()
     QVERIFY(most >= whole / 2);
 }
 
-QTEST_APPLESS_MAIN(TestCutFiles)
-#include "tst_cutfiles.moc"
+/// Every scan ends, and gives no longer text than there are bytes.
+void TestDamagedFiles::randomBytes()
+{
+    QFETCH(int, kind);
+    const KindSample &sample = kindSamples().at(kind);
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("damaged.db"));
+    QVERIFY(makeKindSample(sample, path));
+    const QByteArray sound = readFile(path);
+    QRandomGenerator random(7);
+    int found = 0;
+    for (int round = 0; round < 30; ++round) {
+        QByteArray bytes = sound;
+        for (int i = random.bounded(1, 200); i > 0; --i) {
+            bytes[random.bounded(100, bytes.size())] = char(random.bounded(256));
+        }
+        QVERIFY(writeFile(path, bytes));
+        const QVector<QCborMap> records = scan(sample.type, path);
+        found += records.size();
+        for (const QString &text : textsOf(records)) {
+            QVERIFY(text.size() < bytes.size());
+        }
+    }
+    QVERIFY(found > 10);
+}
+
+QTEST_APPLESS_MAIN(TestDamagedFiles)
+#include "tst_damagedfiles.moc"
