@@ -300,7 +300,10 @@ qint32 DatabaseReader::localPayloadSize(qint64 payloadSize) const
 bool DatabaseReader::readRowPayload(const RowRef &row, QByteArray &payload)
 {
     QVector<PayloadChunk> chunks;
-    if (payloadChunks(row, chunks) && readChunks(chunks, payload)) {
+    const bool isCounted =
+        m_payloadBudget && localBytes(row) < row.payloadSize && row.payloadSize <= m_device->size();
+    if ((!isCounted || m_payloadBudget->spend(row.payloadSize)) && payloadChunks(row, chunks)
+        && readChunks(chunks, payload)) {
         return true;
     }
     payload.clear();
