@@ -121,6 +121,14 @@ constexpr Finding Findings[] = {
      "with recursive n(i) as (values(1) union all select i + 1 from n where i < 20000)"
      "insert into chat_handle_join select 1, 1 from n",
      "delete from message"},
+    {"messages of a large group", makeMessages<MessageLayout::Ios5>,
+     "update message set group_id = 1, is_madrid = 0;"
+     "with recursive n(i) as (values(1) union all select i + 1 from n where i < 4000)"
+     "insert into message (address, date, text, flags, group_id) "
+     "select '+15550100', 1300000000 + i, 'Text', 2, 1 from n;"
+     "with recursive n(i) as (values(1) union all select i + 1 from n where i < 20000)"
+     "insert into group_member (group_id, address) select 1, '+1555' || (1000000 + i) from n",
+     "delete from message"},
     {"reminders of a list with a long name", makeCalendar,
      "update CalendarItem set calendar_id = (select rowid from Calendar where title = 'Shopping');"
      "update Calendar set title = hex(zeroblob(100000)) where title = 'Shopping'",
