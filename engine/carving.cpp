@@ -157,7 +157,7 @@ bool SqliteDbFile::carveOtherPages(const TableSchema &table, const QVector<quint
     const DatabaseHeader &header = headerInfo();
     QByteArray region;
     region.reserve(header.pageSize);
-    QBitArray isLeaf(int(std::min<qint64>(qint64(header.pageCount) + 1, INT_MAX)));
+    QBitArray isLeaf(header.pageBits());
     for (const quint32 pageNo : leafPages) {
         if (qint64(pageNo) < isLeaf.size()) {
             isLeaf.setBit(int(pageNo));

@@ -13,18 +13,19 @@
 
 namespace {
 
-/// A query is stopped after StepsPerCheck * MaxChecks steps of SQLite's virtual machine: many times
-/// what a sound database of a device takes, and still an end.
+/// The queries of a file may take so many steps of SQLite's virtual machine together: many times
+/// what a sound database of a device takes, and still an end in proportion to the file. Its tables
+/// may all be the same pages.
 constexpr int StepsPerCheck = 100000;
-constexpr int MaxChecks = 2000;
+constexpr qint64 StepsPerByteOfFile = 64;
 
 /// Rows can share bytes of a hostile file, and computed columns can make bytes of nothing.
-constexpr qint64 BytesPerByteOfFile = 4;
+constexpr qint64 BytesPerByteOfFile = 16;
 constexpr qint64 SmallestLimit = 1024 * 1024;
 
 int stopWhenTooLong(void *checksLeft)
 {
-    return --*static_cast<int *>(checksLeft) < 0;
+    return --*static_cast<qint64 *>(checksLeft) < 0;
 }
 
 QString logPath(const QString &dbPath)
@@ -82,6 +83,11 @@ QString LiveRow::text(int column) const
     return decodeText(bytes, sqlite3_column_bytes(m_statement, column), utf8);
 }
 
+QString LiveRow::name(int column) const
+{
+    return cutName(text(column));
+}
+
 LiveQuery::LiveQuery(const QString &dbPath)
 {
     if (QFileInfo(logPath(dbPath)).size() == 0) {
@@ -119,13 +125,13 @@ void LiveQuery::setLimits(qint64 fileSize)
 {
     const qint64 longest = std::max(fileSize, SmallestLimit);
     sqlite3_limit(m_database, SQLITE_LIMIT_LENGTH, int(std::min<qint64>(longest, INT_MAX)));
-    m_mostBytes = BytesPerByteOfFile * longest;
+    m_bytesLeft = BytesPerByteOfFile * longest;
+    m_checksLeft = StepsPerByteOfFile * longest / StepsPerCheck;
 }
 
 bool LiveQuery::forEachRow(const QString &sql, const std::function<void(const LiveRow &)> &row)
 {
     sqlite3_stmt *prepared = nullptr;
-    m_checksLeft = MaxChecks; // for the preparation as well, which reads the schema
     if (!m_database
         || sqlite3_prepare_v2(m_database, sql.toUtf8().constData(), -1, &prepared, nullptr)
                != SQLITE_OK) {
@@ -133,9 +139,8 @@ bool LiveQuery::forEachRow(const QString &sql, const std::function<void(const Li
     }
     const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)> statement(prepared,
                                                                            &sqlite3_finalize);
-    qint64 bytesLeft = m_mostBytes;
-    while (bytesLeft > 0 && sqlite3_step(prepared) == SQLITE_ROW) {
-        bytesLeft -= rowSize(prepared);
+    while (m_bytesLeft > 0 && sqlite3_step(prepared) == SQLITE_ROW) {
+        m_bytesLeft -= rowSize(prepared);
         row(LiveRow(prepared));
     }
     return true;

@@ -23,6 +23,8 @@ public:
     /// text for NULL.
     qint64 integer(int column) const;
     QString text(int column) const;
+    /// As text(), of what many records may name.
+    QString name(int column) const;
 
 private:
     sqlite3_stmt *m_statement;
@@ -33,9 +35,9 @@ private:
 /// SQLite takes no lock and looks for no journal. Where a log that holds anything lies beside it,
 /// both are copied to a private temporary folder first, because SQLite must write to read a log.
 ///
-/// The database is untrusted: its views and triggers are off, so that a name means a table; a query
-/// that takes too many steps is stopped, and one that gives many times more bytes than the file has
-/// ends early. This is the only part of the library that uses SQLite.
+/// The database is untrusted: its views and triggers are off, so that a name means a table; queries
+/// that together take too many steps, or give many times more bytes than the file has, end early.
+/// This is the only part of the library that uses SQLite.
 class LiveQuery
 {
 public:
@@ -56,6 +58,6 @@ private:
 
     std::unique_ptr<QTemporaryDir> m_copy;
     sqlite3 *m_database = nullptr;
-    int m_checksLeft = 0;
-    qint64 m_mostBytes = 0; ///< of all rows of one query
+    qint64 m_checksLeft = 0; ///< of all queries, as are the bytes
+    qint64 m_bytesLeft = 0;
 };

@@ -9,7 +9,7 @@ add_executable(tst_cliparts tst_cliparts.cpp)
 target_link_libraries(tst_cliparts PRIVATE
     sqliterecovery_cli_objects sqliterecovery sqliterecovery_settings Qt5::Test)
 
-foreach(name tst_backupfolder tst_propertylist)
+foreach(name tst_backupfolder tst_findings tst_propertylist)
     add_executable(${name} ${name}.cpp)
     target_link_libraries(${name} PRIVATE
         sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
@@ -45,7 +45,7 @@ target_compile_definitions(tst_comparetruth PRIVATE
 target_link_libraries(tst_comparetruth PRIVATE sqliterecovery_settings Qt5::Test)
 add_dependencies(tst_comparetruth comparetruth)
 
-foreach(name tst_backupcommand tst_backupfolder tst_cli tst_cliparts tst_comparetruth
+foreach(name tst_backupcommand tst_backupfolder tst_cli tst_cliparts tst_comparetruth tst_findings
         tst_jsonfields tst_manual tst_propertylist)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300
