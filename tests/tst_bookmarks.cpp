@@ -79,7 +79,6 @@ private Q_SLOTS:
     void scansAppend();
     void stoppedScanEnds();
     void evidenceStaysAsItWas();
-    void truncatedFiles();
     void overflowChainsThatReturn();
 
 private:
@@ -353,23 +352,6 @@ void TestBookmarks::evidenceStaysAsItWas()
         const QStringList before = folderState(folder);
         QVERIFY(scanBookmarks(database).size() > 30);
         QCOMPARE(folderState(folder), before);
-    }
-}
-
-void TestBookmarks::truncatedFiles()
-{
-    BookmarkSample sample;
-    QVERIFY(makeSample({BookmarkLayout::Ios3, BookmarkDeletion::Scattered, 40}, 1024, &sample));
-    const QVector<BookmarkRecord> rows = recordsOf(sample.deleted) + recordsOf(sample.live);
-    const QStringList all = texts(rows);
-    const QByteArray bytes = readFile(path("sample.db"));
-    QVERIFY(bytes.size() > 5000);
-    for (int length = 0; length < bytes.size(); length += 97) {
-        QVERIFY(writeFile(path("cut.db"), bytes.left(length)));
-        // Bookmarks whose page lost its place in the tree count as deleted, but none is made up.
-        for (const QString &bookmark : texts(scanBookmarks(path("cut.db")))) {
-            QVERIFY2(all.contains(bookmark), qPrintable(bookmark));
-        }
     }
 }
 

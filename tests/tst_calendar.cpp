@@ -59,7 +59,6 @@ private Q_SLOTS:
     void scansAppendAndStop();
     void progressIsSharedBetweenTheTables();
     void evidenceStaysAsItWas();
-    void truncation();
 
 private:
     QString path() const { return m_dir.filePath(QStringLiteral("Calendar.sqlitedb")); }
@@ -528,25 +527,6 @@ void TestCalendar::evidenceStaysAsItWas()
     QCOMPARE(folderState(folder), before);
     QCOMPARE(recovery.getReminderCount(), 1u);
     QCOMPARE(recovery.getReminder(0)->calendar, QStringLiteral("Shopping"));
-}
-
-void TestCalendar::truncation()
-{
-    CalendarSample sample;
-    const CalendarPlan plan{CalendarLayout::Ios10, CalendarDeletion::Scattered, 30, 2};
-    QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
-    const QByteArray whole = readFile(path());
-    QFile file(path());
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    int most = 0;
-    for (qint64 length = file.size(); length >= 0; length -= 977) {
-        QVERIFY(file.resize(length));
-        const CalendarResult result = compareCalendars(sample, whole, scan());
-        most = std::max(most, result.items.found());
-        QVERIFY2(result.items.invented + result.locations.invented == 0,
-                 qPrintable(report(result)));
-    }
-    QVERIFY(most >= 5);
 }
 
 QTEST_APPLESS_MAIN(TestCalendar)

@@ -93,7 +93,6 @@ private Q_SLOTS:
     void rowsInTheLogAreLive();
     void incompleteBooks_data();
     void incompleteBooks();
-    void truncatedBooks();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -540,25 +539,6 @@ void TestContacts::incompleteBooks()
     const QStringList contacts = texts(scanContacts(path("incomplete.db")));
     QFETCH(QStringList, found);
     QVERIFY2(contacts == found, qPrintable(contacts.join(QLatin1Char('\n'))));
-}
-
-void TestContacts::truncatedBooks()
-{
-    ContactSample sample;
-    ContactPlan plan;
-    plan.persons = 20;
-    QVERIFY(makeSample(plan, 1024, &sample));
-    const QByteArray bytes = readFile(path("sample.db"));
-    QVERIFY(bytes.size() > 50000);
-    for (int length = 0; length < bytes.size(); length += length < 2048 ? 64 : 1499) {
-        QVERIFY(writeFile(path("cut.db"), bytes.left(length)));
-        SqliteRecovery recovery;
-        ScanProbe probe;
-        QCOMPARE(recovery.scanRecoveryForType(ScanTypeContacts, path("cut.db"), &probe), 0);
-        QCOMPARE(probe.doneCalls, 1);
-        // Rows whose page was cut off from its tree count as deleted, but nobody is made up.
-        QVERIFY(recovery.getContactCount() < 3U * 20);
-    }
 }
 
 QTEST_APPLESS_MAIN(TestContacts)

@@ -123,7 +123,6 @@ private Q_SLOTS:
     void missingTables();
     void scansAppendAndStop();
     void evidenceStaysAsItWas();
-    void truncation();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -556,26 +555,6 @@ void TestMessages::evidenceStaysAsItWas()
     QCOMPARE(folderState(folder), before);
     QCOMPARE(recovery.getMessageGroupCount(), 1u);
     QCOMPARE(recovery.getMessageGroup(0)->chatIdentifier, QStringLiteral("bob@example.com"));
-}
-
-void TestMessages::truncation()
-{
-    MessageSample sample;
-    const MessagePlan plan{MessageLayout::Ios7, MessageDeletion::SingleMessages, 30, 2};
-    QVERIFY(makeSample(plan, deviceOptions(plan.layout), path("cut.db"), &sample));
-    const QStringList known = textsOf(sample.deleted) + textsOf(sample.live);
-    QFile file(path("cut.db"));
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    int most = 0;
-    for (qint64 length = file.size(); length >= 0; length -= 211) {
-        QVERIFY(file.resize(length));
-        const QStringList found = textsOf(scanMessages(path("cut.db")));
-        most = std::max(most, found.size());
-        for (const QString &message : found) {
-            QVERIFY2(known.contains(message), qPrintable(message));
-        }
-    }
-    QVERIFY(most >= 5);
 }
 
 QTEST_APPLESS_MAIN(TestMessages)

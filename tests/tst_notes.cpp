@@ -66,8 +66,6 @@ private Q_SLOTS:
     void unreadableNotes();
     void scansAppendAndStop();
     void wholeBackup();
-    void truncation_data();
-    void truncation();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -433,37 +431,6 @@ void TestNotes::wholeBackup()
     QCOMPARE(folderState(copy), before);
     QVERIFY(recovery.getNoteCount() > 5);
     QCOMPARE(recovery.getIos9NoteCount(), 0u); // the newer place is none of a whole backup's
-}
-
-void TestNotes::truncation_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::newRow("older") << int(NoteLayout::Ios7);
-    QTest::newRow("newer") << int(NoteLayout::Store17);
-}
-
-void TestNotes::truncation()
-{
-    QFETCH(int, layout);
-    const NotePlan plan{NoteLayout(layout), NoteDeletion::Scattered, 30, 2};
-    NoteSample sample;
-    QVERIFY(makeSample(plan, path("cut.db"), &sample));
-    QString known;
-    for (const SampleNote &note : sample.deleted + sample.live) {
-        known += note.text() + QLatin1Char('\n');
-    }
-    QFile file(path("cut.db"));
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    int most = 0;
-    for (qint64 length = file.size(); length >= 0; length -= 509) {
-        QVERIFY(file.resize(length));
-        const QVector<NoteRecord> found = scanNotes(plan.layout, path("cut.db"));
-        most = std::max(most, found.size());
-        for (const NoteRecord &note : found) {
-            QVERIFY2(known.contains(note.content.trimmed()), qPrintable(note.content));
-        }
-    }
-    QVERIFY(most >= 5);
 }
 
 QTEST_APPLESS_MAIN(TestNotes)

@@ -100,7 +100,6 @@ private Q_SLOTS:
     void scansAppend();
     void stoppedScanEnds();
     void evidenceStaysAsItWas();
-    void truncatedFiles();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -479,25 +478,6 @@ void TestSafariHistory::evidenceStaysAsItWas()
         const QStringList before = folderState(folder);
         QVERIFY(scanHistory(database).size() > 50);
         QCOMPARE(folderState(folder), before);
-    }
-}
-
-void TestSafariHistory::truncatedFiles()
-{
-    HistorySample sample;
-    QVERIFY(makeSample({HistoryLayout::Ios10, HistoryDeletion::SingleItems, 60}, 1024, &sample));
-    QSet<QString> urls;
-    for (const BookmarkRecord &record : sample.deleted + sample.live) {
-        urls.insert(record.url);
-    }
-    const QByteArray bytes = readFile(path("sample.db"));
-    QVERIFY(bytes.size() > 20000);
-    for (int length = 0; length < bytes.size(); length += 211) {
-        QVERIFY(writeFile(path("cut.db"), bytes.left(length)));
-        // Pages that lost their place in the tree count as deleted, but none is made up.
-        for (const BookmarkRecord &record : scanHistory(path("cut.db"))) {
-            QVERIFY2(urls.contains(record.url), qPrintable(record.url));
-        }
     }
 }
 

@@ -114,7 +114,6 @@ private Q_SLOTS:
     void progressIsDividedOnce();
     void stoppedScanEnds();
     void evidenceStaysAsItWas();
-    void truncatedAndDamagedFiles();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -558,37 +557,6 @@ void TestWeixin::evidenceStaysAsItWas()
         const QStringList before = folderState(folder);
         QVERIFY(scanWeixin(database).size() > 30);
         QCOMPARE(folderState(folder), before);
-    }
-}
-
-void TestWeixin::truncatedAndDamagedFiles()
-{
-    WeixinSample sample;
-    QVERIFY(makeSample({WeixinLayout::Old, WeixinDeletion::ThenInserts, 150, 5, 8}, &sample));
-    QString known;
-    for (const SampleWeixinMessage &message : sample.deleted + sample.live) {
-        known += message.message.message + QLatin1Char('\n');
-    }
-    const QByteArray bytes = readFile(path("sample.db"));
-    int found = 0;
-    for (int length = 0; length < bytes.size(); length += 997) {
-        QVERIFY(writeFile(path("cut.db"), bytes.left(length)));
-        for (const FoundWeixinMessage &message : scanWeixin(path("cut.db"))) {
-            QVERIFY(known.contains(message.message.message));
-            ++found;
-        }
-    }
-    QVERIFY(found > 100);
-    QRandomGenerator random(7);
-    for (int round = 0; round < 30; ++round) {
-        QByteArray damaged = bytes;
-        for (int i = random.bounded(1, 2000); i > 0; --i) {
-            damaged[random.bounded(100, damaged.size())] = char(random.bounded(256));
-        }
-        QVERIFY(writeFile(path("cut.db"), damaged));
-        for (const FoundWeixinMessage &message : scanWeixin(path("cut.db"))) {
-            QVERIFY(message.message.message.size() < bytes.size());
-        }
     }
 }
 

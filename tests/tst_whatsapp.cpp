@@ -59,7 +59,6 @@ private Q_SLOTS:
     void scansAppendAndStop();
     void everyRecordIsFreedOnce();
     void wholeBackup();
-    void truncation();
     void damagedFiles();
 
 private:
@@ -423,35 +422,6 @@ void TestWhatsapp::wholeBackup()
     QCOMPARE(recovery.scanRecovery(copy), 0);
     QCOMPARE(folderState(copy), before);
     QVERIFY(recovery.getWhatsappCount() > 3);
-}
-
-void TestWhatsapp::truncation()
-{
-    const WhatsappPlan plan{WhatsappLayout::Ios15, WhatsappDeletion::SingleMessages, 60, 2};
-    WhatsappSample sample;
-    QVERIFY(makeSample(plan, path("cut.db"), &sample));
-    QString known;
-    for (const SampleWhatsappMessage &message : sample.deleted + sample.formerVersions) {
-        known += message.item.text + QLatin1Char('\n');
-    }
-    QFile file(path("cut.db"));
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    int most = 0;
-    for (qint64 length = file.size(); length >= 0; length -= 1021) {
-        QVERIFY(file.resize(length));
-        const QVector<FoundWhatsappMessage> found = scanWhatsapp(path("cut.db"));
-        most = std::max(most, found.size());
-        // A file that is cut anywhere cannot be queried any more, so what still exists in it comes
-        // as well; nothing else does.
-        for (const FoundWhatsappMessage &message : found) {
-            const auto isOf = [&message](const SampleWhatsappMessage &one) {
-                return one.item.date == message.item.date;
-            };
-            QVERIFY(known.contains(message.item.text)
-                    || std::any_of(sample.live.cbegin(), sample.live.cend(), isOf));
-        }
-    }
-    QVERIFY(most >= 10);
 }
 
 void TestWhatsapp::damagedFiles()

@@ -41,7 +41,7 @@ bool makeCalendar(SampleDatabase *db, CalendarLayout layout)
 
 bool makeNotes(SampleDatabase *db, NoteLayout layout)
 {
-    return make<NotePlan, NoteSample, makeNoteSample>(db, {layout, NoteDeletion::Scattered, 16, 1});
+    return make<NotePlan, NoteSample, makeNoteSample>(db, {layout, NoteDeletion::Scattered, 40, 1});
 }
 
 bool makeWeixin(SampleDatabase *db, WeixinLayout layout)
