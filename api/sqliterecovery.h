@@ -27,9 +27,7 @@ class ScanProgress;
 /// its destruction; after the object was copied, records are to be asked for anew. A getXxx(index)
 /// returns null when index is not below getXxxCount().
 ///
-/// Kinds: this version recovers calls, contacts, messages, events, reminders, notes, Safari
-/// bookmarks, Safari history and WhatsApp messages. The scans of all other kinds are accepted and
-/// find nothing.
+/// Kinds: every ScanType is recovered. A scan of a database of another kind finds nothing.
 ///
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
 /// Where a write-ahead log that is not empty lies beside a database, both are copied for the time

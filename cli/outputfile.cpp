@@ -9,10 +9,19 @@
 
 namespace {
 
+// Nothing else of a path can be taken out: behind a link ".." is not where it seems to be.
+QString withoutLastSlashes(QString path)
+{
+    while (path.size() > 1 && path.endsWith(QLatin1Char('/'))) {
+        path.chop(1);
+    }
+    return path;
+}
+
 // Follows links to a file that need not exist, and spells its folder the one canonical way.
 QString canonicalTarget(const QString &path)
 {
-    QFileInfo info(path);
+    QFileInfo info(withoutLastSlashes(path));
     for (int links = 0; info.isSymLink() && !info.exists() && links < 40; ++links) {
         info.setFile(info.symLinkTarget());
     }
@@ -101,7 +110,7 @@ OutputFolder::~OutputFolder()
 
 bool OutputFolder::open(const QString &path, const QStringList &names, bool replaces)
 {
-    m_path = QDir::cleanPath(path);
+    m_path = withoutLastSlashes(path);
     const QFileInfo info(m_path);
     if (info.exists() && !info.isDir()) {
         m_error = QStringLiteral("not a folder: %1").arg(path);

@@ -20,6 +20,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/sqliterecovery-config-ver
 install(FILES ${PROJECT_BINARY_DIR}/sqliterecovery-config.cmake
     ${PROJECT_BINARY_DIR}/sqliterecovery-config-version.cmake DESTINATION ${config_dir})
 
+# Relative to the file itself, so that "cmake --install --prefix" may lead anywhere.
+file(RELATIVE_PATH prefix_of_pc "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file(cmake/sqliterecovery.pc.in ${PROJECT_BINARY_DIR}/sqliterecovery.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/sqliterecovery.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

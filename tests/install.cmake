@@ -7,9 +7,14 @@ if(SQLITERECOVERY_SANITIZE)
     # The consumer must bring the runtime that the library was built against.
     set(install_test_flags "-fsanitize=address,undefined")
 endif()
+set(install_test_example "")
+if(SQLITERECOVERY_EXAMPLES)
+    set(install_test_example ${PROJECT_SOURCE_DIR}/examples/recoverdialog)
+endif()
 add_test(NAME install COMMAND ${CMAKE_COMMAND}
     -DBUILD_DIR=${PROJECT_BINARY_DIR}
     -DSOURCE_DIR=${CMAKE_CURRENT_SOURCE_DIR}/install
+    -DEXAMPLE_DIR=${install_test_example}
     -DSCRATCH_DIR=${CMAKE_CURRENT_BINARY_DIR}/install
     -DBINDIR=${CMAKE_INSTALL_BINDIR} -DLIBDIR=${CMAKE_INSTALL_LIBDIR}
     -DINCLUDEDIR=${CMAKE_INSTALL_INCLUDEDIR}

@@ -366,6 +366,9 @@ void TestBackupCommand::outputNeverGoesIntoTheBackup_data()
     QTest::newRow("tables") << QStringLiteral("csv") << QStringLiteral("copy/tables");
     QTest::newRow("tables in itself") << QStringLiteral("csv") << QStringLiteral("copy");
     QTest::newRow("tables deeper") << QStringLiteral("csv") << QStringLiteral("link/../copy/3d/");
+    QTest::newRow("new tables") << QStringLiteral("csv") << QStringLiteral("copy/new/");
+    QTest::newRow("new tables by a link") << QStringLiteral("csv") << QStringLiteral("link/new//");
+    QTest::newRow("above a link") << QStringLiteral("csv") << QStringLiteral("deep/../new/");
 }
 
 void TestBackupCommand::outputNeverGoesIntoTheBackup()
@@ -374,6 +377,7 @@ void TestBackupCommand::outputNeverGoesIntoTheBackup()
     QFETCH(QString, output);
     const QString folder = copyOf("folders");
     QVERIFY(QFile::link(folder, path(QStringLiteral("link"))));
+    QVERIFY(QFile::link(folder + QStringLiteral("/3d"), path(QStringLiteral("deep"))));
     const QStringList before = folderState(folder);
     const Run run = scan(folder, {QStringLiteral("--format"), format, QStringLiteral("--output"),
                                   path(output), QStringLiteral("--force")});

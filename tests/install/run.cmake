@@ -63,6 +63,12 @@ run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/consumer -B ${SCRATCH_DIR}/consumer -G ${G
     -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
     -DCMAKE_CXX_FLAGS=${CXX_FLAGS})
 run(${CMAKE_COMMAND} --build ${SCRATCH_DIR}/consumer)
+set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
+run(pkg-config --variable=includedir sqliterecovery)
+string(STRIP "${output}" includedir)
+if(NOT EXISTS ${includedir}/sqliterecovery/sqliterecovery.h)
+    message(FATAL_ERROR "pkg-config leads to no headers: ${includedir}")
+endif()
 run(${MAKE_DATABASE} ${SCRATCH_DIR}/call.db)
 run(${SCRATCH_DIR}/consumer/consumer ${SCRATCH_DIR}/call.db)
 expect("output of the consumer" "${output}"
@@ -70,3 +76,10 @@ expect("output of the consumer" "${output}"
 run(${prefix}/${BINDIR}/sqliterecovery scan call-history ${SCRATCH_DIR}/call.db --format jsonl)
 expect("output of the installed program" "${output}"
     "{\"kind\":\"call\",\"address\":\"+15551234567\",\"date\":1342361000,\"dateUtc\":\"2012-07-15T14:03:20Z\",\"duration\":65,\"flags\":5}\n")
+
+# The example is a project of its own, too.
+if(EXAMPLE_DIR)
+    run(${CMAKE_COMMAND} -S ${EXAMPLE_DIR} -B ${SCRATCH_DIR}/example -G ${GENERATOR}
+        -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX_COMPILER})
+    run(${CMAKE_COMMAND} --build ${SCRATCH_DIR}/example)
+endif()
