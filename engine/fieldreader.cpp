@@ -127,6 +127,15 @@ QString readTextField(QIODevice &device, qint64 st, int encoding)
     return decodeTextField(bytes.constData(), bytes.size(), st, encoding);
 }
 
+QString cutName(const QString &text)
+{
+    if (text.size() <= MostNameLength) {
+        return text;
+    }
+    const bool isInCharacter = text.at(MostNameLength - 1).isHighSurrogate();
+    return text.left(MostNameLength - int(isInCharacter));
+}
+
 bool isPlausibleText(const QString &text)
 {
     int printable = 0;

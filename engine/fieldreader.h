@@ -36,6 +36,13 @@ qint64 readIntegerField(QIODevice &device, qint64 st, int encoding, bool parseTe
 /// As decodeTextField(), of the value at the device's position.
 QString readTextField(QIODevice &device, qint64 st, int encoding);
 
+/// Far longer than any name on a device.
+constexpr int MostNameLength = 1024;
+
+/// Returns the beginning of a text that names something in many records, such as a label: the few
+/// bytes of a hostile file that refer to a longer one would make any number of characters of it.
+QString cutName(const QString &text);
+
 /// True when more than 0.6 of the characters that are not white space are marks, letters, digits,
 /// punctuation or symbols of a kind other than Symbol_Other. Counts UTF-16 units. False for a text
 /// without such characters.

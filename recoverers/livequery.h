@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+#include <QMultiHash>
 #include <QString>
 #include <QTemporaryDir>
 #include <QtGlobal>
@@ -23,6 +25,8 @@ public:
     /// text for NULL.
     qint64 integer(int column) const;
     QString text(int column) const;
+    /// As text(), of what many records may name.
+    QString name(int column) const;
 
 private:
     sqlite3_stmt *m_statement;
@@ -33,12 +37,15 @@ private:
 /// SQLite takes no lock and looks for no journal. Where a log that holds anything lies beside it,
 /// both are copied to a private temporary folder first, because SQLite must write to read a log.
 ///
-/// The database is untrusted: its views and triggers are off, so that a name means a table; a query
-/// that takes too many steps is stopped, and one that gives many times more bytes than the file has
-/// ends early. This is the only part of the library that uses SQLite.
+/// The database is untrusted: its views, triggers and virtual tables are off, so that a name means
+/// a table, and a statement that reads a column which SQLite computes is refused; queries that
+/// together take too many steps, or give many times more bytes than the file has, end early.
+/// This is the only part of the library that uses SQLite.
 class LiveQuery
 {
 public:
+    using ColumnsByTable = QMultiHash<QByteArray, QByteArray>;
+
     explicit LiveQuery(const QString &dbPath);
     ~LiveQuery();
     Q_DISABLE_COPY(LiveQuery)
@@ -47,15 +54,17 @@ public:
     bool isOpen() const { return m_database != nullptr; }
 
     /// Calls `row` for each row of the statement, until the first step that gives none. Returns
-    /// false, without any call, when the statement cannot be prepared.
+    /// false, without any call, when the statement cannot be prepared or is refused.
     bool forEachRow(const QString &sql, const std::function<void(const LiveRow &)> &row);
 
 private:
     void open(const QString &dbPath, int flags, const char *uriOptions);
     void setLimits(qint64 fileSize);
+    bool readsComputedColumn();
 
     std::unique_ptr<QTemporaryDir> m_copy;
     sqlite3 *m_database = nullptr;
-    int m_checksLeft = 0;
-    qint64 m_mostBytes = 0; ///< of all rows of one query
+    ColumnsByTable m_columnsRead; ///< by the statement that was prepared last
+    qint64 m_checksLeft = 0;      ///< of all queries, as are the bytes
+    qint64 m_bytesLeft = 0;
 };

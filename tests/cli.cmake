@@ -9,22 +9,27 @@ add_executable(tst_cliparts tst_cliparts.cpp)
 target_link_libraries(tst_cliparts PRIVATE
     sqliterecovery_cli_objects sqliterecovery sqliterecovery_settings Qt5::Test)
 
-foreach(name tst_backupfolder tst_propertylist)
+foreach(name tst_backupfolder tst_cutfiles tst_findings tst_hostilefiles tst_ownership
+        tst_propertylist)
     add_executable(${name} ${name}.cpp)
     target_link_libraries(${name} PRIVATE
         sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
 endforeach()
+target_sources(tst_hostilefiles PRIVATE
+    ${PROJECT_SOURCE_DIR}/fuzz/fuzzsupport.cpp ${PROJECT_SOURCE_DIR}/fuzz/resultchecks.cpp)
 target_compile_definitions(tst_backupfolder PRIVATE
     MAKESAMPLE_PROGRAM="$<TARGET_FILE:makesample>")
 add_dependencies(tst_backupfolder makesample)
 
-add_executable(tst_backupcommand tst_backupcommand.cpp)
-target_compile_definitions(tst_backupcommand PRIVATE
-    SQLITERECOVERY_PROGRAM="$<TARGET_FILE:sqliterecovery-cli>"
-    MAKESAMPLE_PROGRAM="$<TARGET_FILE:makesample>")
-target_link_libraries(tst_backupcommand PRIVATE
-    sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
-add_dependencies(tst_backupcommand sqliterecovery-cli makesample)
+foreach(name tst_backupcommand tst_evidence)
+    add_executable(${name} ${name}.cpp)
+    target_compile_definitions(${name} PRIVATE
+        SQLITERECOVERY_PROGRAM="$<TARGET_FILE:sqliterecovery-cli>"
+        MAKESAMPLE_PROGRAM="$<TARGET_FILE:makesample>")
+    target_link_libraries(${name} PRIVATE
+        sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
+    add_dependencies(${name} sqliterecovery-cli makesample)
+endforeach()
 
 add_executable(tst_jsonfields tst_jsonfields.cpp)
 target_compile_definitions(tst_jsonfields PRIVATE
@@ -46,7 +51,8 @@ target_link_libraries(tst_comparetruth PRIVATE sqliterecovery_settings Qt5::Test
 add_dependencies(tst_comparetruth comparetruth)
 
 foreach(name tst_backupcommand tst_backupfolder tst_cli tst_cliparts tst_comparetruth
-        tst_jsonfields tst_manual tst_propertylist)
+        tst_cutfiles tst_evidence tst_findings tst_hostilefiles tst_jsonfields tst_manual
+        tst_ownership tst_propertylist)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300
         ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")

@@ -134,7 +134,6 @@ private Q_SLOTS:
     void pipesAreNoDatabases();
     void stoppedRunsAreValid_data();
     void stoppedRunsAreValid();
-    void evidenceStaysUntouched();
 
 private:
     QString path(const QString &name) const { return m_folder->filePath(name); }
@@ -527,19 +526,6 @@ void TestBackupCommand::stoppedRunsAreValid()
     const bool isBackup = command.first() == QStringLiteral("backup");
     const int databases = isBackup ? readBackup(backup("flat")).databases.size() : 0;
     QVERIFY(run.out.count("the run was stopped before this scan") >= databases);
-}
-
-void TestBackupCommand::evidenceStaysUntouched()
-{
-    const QString folder = copyOf("folders");
-    const QStringList before = folderState(folder);
-    QTest::qSleep(20); // so that a write now would show in the times
-    for (const char *format : {"text", "jsonl", "json", "csv"}) {
-        const Run run = scan(folder, {QStringLiteral("--format"), QLatin1String(format),
-                                      QStringLiteral("--output"), path(QLatin1String(format))});
-        QCOMPARE(run.exitCode, 0);
-    }
-    QCOMPARE(folderState(folder), before);
 }
 
 QTEST_GUILESS_MAIN(TestBackupCommand)

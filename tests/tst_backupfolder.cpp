@@ -44,16 +44,6 @@ QByteArray randomBytes()
     return bytes;
 }
 
-/// State of the folder and of the folders in it.
-QStringList wholeState(const QString &folder)
-{
-    QStringList state = folderState(folder);
-    for (const QString &inside : QDir(folder).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        state += folderState(folder + QLatin1Char('/') + inside);
-    }
-    return state;
-}
-
 QStringList placesOf(const BackupContents &contents)
 {
     QStringList places;
@@ -156,9 +146,9 @@ bool TestBackupFolder::writeLists(bool isEncrypted)
 
 BackupContents TestBackupFolder::read()
 {
-    const QStringList before = wholeState(m_dir->path());
+    const QStringList before = folderState(m_dir->path());
     const BackupContents contents = readBackup(m_dir->path());
-    if (wholeState(m_dir->path()) != before) {
+    if (folderState(m_dir->path()) != before) {
         QTest::qFail("the folder has changed", __FILE__, __LINE__);
     }
     return contents;

@@ -1,7 +1,5 @@
 #include "samples/safariscan.h"
 #include "samples/safaritruth.h"
-#include "tests/support/folderstate.h"
-#include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
 
 #include <QDir>
@@ -76,10 +74,6 @@ private Q_SLOTS:
     void incompleteDatabases_data();
     void incompleteDatabases();
     void bookmarksInTheLogAreLive();
-    void scansAppend();
-    void stoppedScanEnds();
-    void evidenceStaysAsItWas();
-    void truncatedFiles();
     void overflowChainsThatReturn();
 
 private:
@@ -301,76 +295,7 @@ void TestBookmarks::bookmarksInTheLogAreLive()
     QCOMPARE(texts(scanBookmarks(copy)),
              QStringList(QStringLiteral("News http://news.example.com/ 1")));
     QVERIFY(writeFile(copy + QStringLiteral("-wal"), readFile(path("wal.db-wal"))));
-    const QStringList before = folderState(m_dir.path());
     QCOMPARE(texts(scanBookmarks(copy)), QStringList());
-    QCOMPARE(folderState(m_dir.path()), before);
-}
-
-void TestBookmarks::scansAppend()
-{
-    BookmarkSample sample;
-    QVERIFY(makeSample(BookmarkPlan(), 4096, &sample));
-    SqliteRecovery recovery;
-    recovery.scanRecoveryForType(ScanTypeBookmarks, path("sample.db"), nullptr);
-    const QStringList once = texts(bookmarksOf(&recovery));
-    QVERIFY(once.size() > 30);
-    recovery.scanRecoveryForType(ScanTypeBookmarks,
-                                 QStringList{path("sample.db"), path("Bookmarks.db")}, nullptr);
-    QCOMPARE(texts(bookmarksOf(&recovery)), once); // the file of that name is not there
-    recovery.scanRecoveryForType(ScanTypeBookmarks, path("sample.db"), nullptr);
-    QCOMPARE(texts(bookmarksOf(&recovery)), once + once);
-}
-
-void TestBookmarks::stoppedScanEnds()
-{
-    BookmarkSample sample;
-    QVERIFY(makeSample(BookmarkPlan(), 1024, &sample));
-    SqliteRecovery whole;
-    ScanProbe follower;
-    whole.scanRecoveryForType(ScanTypeBookmarks, path("sample.db"), &follower);
-    QVERIFY(follower.reports > 100 && qAbs(follower.total - 100) < 2);
-    for (const int stopAfter : {1, follower.reports / 2}) {
-        SqliteRecovery recovery;
-        ScanProbe probe;
-        probe.stopAfter = stopAfter;
-        QCOMPARE(recovery.scanRecoveryForType(ScanTypeBookmarks, path("sample.db"), &probe), 0);
-        QCOMPARE(probe.doneCalls, 1);
-        QCOMPARE(probe.reports, stopAfter);
-        QVERIFY(recovery.getBookmarkCount() <= whole.getBookmarkCount());
-    }
-}
-
-void TestBookmarks::evidenceStaysAsItWas()
-{
-    BookmarkSample sample;
-    QVERIFY(makeSample(BookmarkPlan(), 4096, &sample));
-    const QString folder = path("evidence");
-    const QString database = folder + QStringLiteral("/Bookmarks.db");
-    QVERIFY(QDir().mkpath(folder) && QFile::copy(path("sample.db"), database));
-    for (const char *beside : {"", "-journal", "-wal"}) {
-        const QString file = database + QLatin1String(beside);
-        QVERIFY(QFile::exists(file) || writeFile(file, readFile(database).left(5000)));
-        const QStringList before = folderState(folder);
-        QVERIFY(scanBookmarks(database).size() > 30);
-        QCOMPARE(folderState(folder), before);
-    }
-}
-
-void TestBookmarks::truncatedFiles()
-{
-    BookmarkSample sample;
-    QVERIFY(makeSample({BookmarkLayout::Ios3, BookmarkDeletion::Scattered, 40}, 1024, &sample));
-    const QVector<BookmarkRecord> rows = recordsOf(sample.deleted) + recordsOf(sample.live);
-    const QStringList all = texts(rows);
-    const QByteArray bytes = readFile(path("sample.db"));
-    QVERIFY(bytes.size() > 5000);
-    for (int length = 0; length < bytes.size(); length += 97) {
-        QVERIFY(writeFile(path("cut.db"), bytes.left(length)));
-        // Bookmarks whose page lost its place in the tree count as deleted, but none is made up.
-        for (const QString &bookmark : texts(scanBookmarks(path("cut.db")))) {
-            QVERIFY2(all.contains(bookmark), qPrintable(bookmark));
-        }
-    }
 }
 
 /// Title and address stand in front of what overflows, and need no chain.

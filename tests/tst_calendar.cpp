@@ -1,6 +1,5 @@
 #include "samples/calendarscan.h"
 #include "samples/sampledatabase.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
 
@@ -56,10 +55,8 @@ private Q_SLOTS:
     void overflowPages();
     void missingTables_data();
     void missingTables();
-    void scansAppendAndStop();
     void progressIsSharedBetweenTheTables();
-    void evidenceStaysAsItWas();
-    void truncation();
+    void listsInTheLogCount();
 
 private:
     QString path() const { return m_dir.filePath(QStringLiteral("Calendar.sqlitedb")); }
@@ -465,29 +462,6 @@ void TestCalendar::missingTables()
     QCOMPARE(found, titles);
 }
 
-void TestCalendar::scansAppendAndStop()
-{
-    CalendarSample sample;
-    const CalendarPlan plan;
-    QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
-    const FoundCalendars once = scan();
-    QVERIFY(once.events.size() > 20 && once.reminders.size() > 5);
-    SqliteRecovery recovery;
-    QCOMPARE(recovery.scanRecoveryForType(ScanTypeCalendar, path(), nullptr), 0);
-    QCOMPARE(recovery.scanRecoveryForType(ScanTypeCalendar, path(), nullptr), 0);
-    QCOMPARE(recovery.getCalendarCount(), 2 * unsigned(once.events.size()));
-    QCOMPARE(recovery.getReminderCount(), 2 * unsigned(once.reminders.size()));
-    QCOMPARE(recovery.getCalendar(unsigned(once.events.size()))->title, once.events.at(0).title);
-    SqliteRecovery stopped;
-    ScanProbe stopping;
-    stopping.stopAfter = 3;
-    QCOMPARE(stopped.scanRecoveryForType(ScanTypeCalendar, path(), &stopping), 0);
-    QCOMPARE(stopping.reports, 3);
-    QCOMPARE(stopping.doneCalls, 1);
-    QVERIFY(stopped.getCalendarCount() + stopped.getReminderCount()
-            < unsigned(once.events.size() + once.reminders.size()));
-}
-
 void TestCalendar::progressIsSharedBetweenTheTables()
 {
     for (const bool both : {false, true}) {
@@ -504,9 +478,9 @@ void TestCalendar::progressIsSharedBetweenTheTables()
     }
 }
 
-void TestCalendar::evidenceStaysAsItWas()
+/// The log holds the list of the deleted reminder.
+void TestCalendar::listsInTheLogCount()
 {
-    // The log holds the list of the deleted reminder.
     SampleDatabase db;
     QVERIFY(makeTables(&db, CalendarLayout::Ios11));
     QVERIFY(insertEvent(
@@ -522,31 +496,10 @@ void TestCalendar::evidenceStaysAsItWas()
     QVERIFY(QFile::copy(path(), file));
     QVERIFY(QFile::copy(path() + QLatin1String("-wal"), file + QLatin1String("-wal")));
     QVERIFY(db.close());
-    const QStringList before = folderState(folder);
     SqliteRecovery recovery;
     QCOMPARE(recovery.scanRecovery(folder), 0);
-    QCOMPARE(folderState(folder), before);
     QCOMPARE(recovery.getReminderCount(), 1u);
     QCOMPARE(recovery.getReminder(0)->calendar, QStringLiteral("Shopping"));
-}
-
-void TestCalendar::truncation()
-{
-    CalendarSample sample;
-    const CalendarPlan plan{CalendarLayout::Ios10, CalendarDeletion::Scattered, 30, 2};
-    QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
-    const QByteArray whole = readFile(path());
-    QFile file(path());
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    int most = 0;
-    for (qint64 length = file.size(); length >= 0; length -= 977) {
-        QVERIFY(file.resize(length));
-        const CalendarResult result = compareCalendars(sample, whole, scan());
-        most = std::max(most, result.items.found());
-        QVERIFY2(result.items.invented + result.locations.invented == 0,
-                 qPrintable(report(result)));
-    }
-    QVERIFY(most >= 5);
 }
 
 QTEST_APPLESS_MAIN(TestCalendar)

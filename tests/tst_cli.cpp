@@ -181,7 +181,6 @@ private Q_SLOTS:
     void badLogs();
     void logsWithoutACommit();
 
-    void evidenceStaysUntouched();
     void outputReplacesAFileWholeWhenForced();
     void outputRefusesTheEvidence_data();
     void outputRefusesTheEvidence();
@@ -655,35 +654,6 @@ void TestCli::logsWithoutACommit()
         QCOMPARE(run.exitCode, 0);
         QCOMPARE(run.out + run.err, QByteArray());
     }
-}
-
-void TestCli::evidenceStaysUntouched()
-{
-    const QString folder = path(QStringLiteral("evidence"));
-    QVERIFY(QDir().mkdir(folder));
-    CallDatabase database(path(QStringLiteral("open.db")));
-    database.insertAndDelete(sampleCalls());
-    QVERIFY(database.run(QStringLiteral("PRAGMA journal_mode = WAL")));
-    database.insertCall({QStringLiteral("in the log"), 1342369000, 1, 4});
-    QVERIFY(database.isOk());
-    for (const char *suffix : {"", "-wal", "-shm"}) {
-        const QLatin1String end(suffix);
-        QVERIFY(QFile::copy(path(QStringLiteral("open.db") + end),
-                            folder + QStringLiteral("/call.db") + end));
-    }
-    QVERIFY(writeFile(folder + QStringLiteral("/call.db-journal"), QByteArray(600, 'j')));
-
-    const QStringList before = folderState(folder);
-    QCOMPARE(before.size(), 4);
-    QTest::qSleep(20); // so that a write now would show in the times
-    for (const char *type : {"0", "1", "2", "3", "4", "5", "6", "7", "8", "10"}) {
-        const Run run = runProgram({QStringLiteral("scan"), QLatin1String(type),
-                                    folder + QStringLiteral("/call.db"), QStringLiteral("--format"),
-                                    QStringLiteral("jsonl")});
-        QCOMPARE(run.exitCode, 0);
-        QCOMPARE(run.out.isEmpty(), type != QByteArray("2"));
-    }
-    QCOMPARE(folderState(folder), before);
 }
 
 void TestCli::outputReplacesAFileWholeWhenForced()

@@ -2,7 +2,6 @@
 #include "samples/contacttruth.h"
 #include "samples/contactwriter.h"
 #include "samples/sampledatabase.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
 
@@ -87,13 +86,9 @@ private Q_SLOTS:
     void hiddenContacts_data();
     void hiddenContacts();
     void hiddenContactsOfOneKindOfText();
-    void scansAppend();
-    void stoppedScanEnds();
-    void evidenceStaysAsItWas();
     void rowsInTheLogAreLive();
     void incompleteBooks_data();
     void incompleteBooks();
-    void truncatedBooks();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -418,59 +413,6 @@ void TestContacts::hiddenContactsOfOneKindOfText()
     QCOMPARE(probe.doneCalls, 1);
 }
 
-void TestContacts::scansAppend()
-{
-    ContactSample sample;
-    QVERIFY(makeSample({ContactLayout::Ios8, ContactDeletion::Scattered}, 4096, &sample));
-    SqliteRecovery recovery;
-    recovery.scanRecoveryForType(ScanTypeContacts, path("sample.db"), nullptr);
-    const QStringList contacts = texts(contactsOf(&recovery));
-    const QStringList hidden = texts(hiddenContactsOf(&recovery));
-    QVERIFY(contacts.size() > 10 && hidden.size() > 2);
-    recovery.scanRecoveryForType(ScanTypeContacts, path("sample.db"), nullptr);
-    QCOMPARE(texts(contactsOf(&recovery)), contacts + contacts);
-    QCOMPARE(texts(hiddenContactsOf(&recovery)), hidden + hidden);
-}
-
-void TestContacts::stoppedScanEnds()
-{
-    ContactSample sample;
-    QVERIFY(makeSample({ContactLayout::Ios15, ContactDeletion::Scattered}, 4096, &sample));
-    SqliteRecovery whole;
-    ScanProbe follower;
-    whole.scanRecoveryForType(ScanTypeContacts, path("sample.db"), &follower);
-    QVERIFY(follower.reports > 100 && follower.total >= 100);
-    QCOMPARE(follower.doneCalls, 1);
-    // In the first table, between tables, in the last one.
-    for (const int stopAfter : {1, follower.reports / 2, follower.reports - 2}) {
-        SqliteRecovery recovery;
-        ScanProbe probe;
-        probe.stopAfter = stopAfter;
-        QCOMPARE(recovery.scanRecoveryForType(ScanTypeContacts, path("sample.db"), &probe), 0);
-        QCOMPARE(probe.doneCalls, 1);
-        QCOMPARE(probe.reports, stopAfter);
-        QCOMPARE(recovery.getHiddenContactCount(), 0U);
-        QVERIFY(recovery.getContactCount() <= whole.getContactCount());
-        QVERIFY(stopAfter == 1 || recovery.getContactCount() > 10);
-    }
-}
-
-void TestContacts::evidenceStaysAsItWas()
-{
-    ContactSample sample;
-    QVERIFY(makeSample({ContactLayout::Ios15, ContactDeletion::Edited}, 4096, &sample));
-    const QString folder = path("evidence");
-    const QString database = folder + QStringLiteral("/AddressBook.sqlitedb");
-    QVERIFY(QDir().mkpath(folder) && QFile::copy(path("sample.db"), database));
-    for (const char *beside : {"", "-journal", "-wal"}) {
-        const QString file = database + QLatin1String(beside);
-        QVERIFY(QFile::exists(file) || writeFile(file, readFile(database).left(5000)));
-        const QStringList before = folderState(folder);
-        QVERIFY(scanContacts(database).size() > 10);
-        QCOMPARE(folderState(folder), before);
-    }
-}
-
 /// What was written to the log only is there for the device, and so no deleted record.
 void TestContacts::rowsInTheLogAreLive()
 {
@@ -491,11 +433,9 @@ void TestContacts::rowsInTheLogAreLive()
     QCOMPARE(texts(scanContacts(copy)),
              QStringList{QStringLiteral("1 (655000000) Ann | Gone | 3 _$!<Mobile>!$_ \"111111\"")});
     QVERIFY(writeFile(copy + QStringLiteral("-wal"), readFile(path("wal.db-wal"))));
-    const QStringList before = folderState(m_dir.path());
     for (const PersonRecord &contact : scanContacts(copy)) {
         QVERIFY2(contact.first.isEmpty() || contact.rowId == 1, qPrintable(contactText(contact)));
     }
-    QCOMPARE(folderState(m_dir.path()), before);
 }
 
 void TestContacts::incompleteBooks_data()
@@ -540,25 +480,6 @@ void TestContacts::incompleteBooks()
     const QStringList contacts = texts(scanContacts(path("incomplete.db")));
     QFETCH(QStringList, found);
     QVERIFY2(contacts == found, qPrintable(contacts.join(QLatin1Char('\n'))));
-}
-
-void TestContacts::truncatedBooks()
-{
-    ContactSample sample;
-    ContactPlan plan;
-    plan.persons = 20;
-    QVERIFY(makeSample(plan, 1024, &sample));
-    const QByteArray bytes = readFile(path("sample.db"));
-    QVERIFY(bytes.size() > 50000);
-    for (int length = 0; length < bytes.size(); length += length < 2048 ? 64 : 1499) {
-        QVERIFY(writeFile(path("cut.db"), bytes.left(length)));
-        SqliteRecovery recovery;
-        ScanProbe probe;
-        QCOMPARE(recovery.scanRecoveryForType(ScanTypeContacts, path("cut.db"), &probe), 0);
-        QCOMPARE(probe.doneCalls, 1);
-        // Rows whose page was cut off from its tree count as deleted, but nobody is made up.
-        QVERIFY(recovery.getContactCount() < 3U * 20);
-    }
 }
 
 QTEST_APPLESS_MAIN(TestContacts)

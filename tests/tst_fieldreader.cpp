@@ -18,6 +18,7 @@ private Q_SLOTS:
     void texts_data();
     void texts();
     void cutValuesDoNotPassForWholeOnes();
+    void longNamesAreCutBetweenCharacters();
     void plausibleText_data();
     void plausibleText();
 };
@@ -165,6 +166,16 @@ void TestFieldReader::cutValuesDoNotPassForWholeOnes()
     QCOMPARE(readTextField(device, 13 + 2 * 12, 1), QString());
     QCOMPARE(readTextField(device, std::numeric_limits<qint64>::max(), 1), QString());
     QCOMPARE(device.pos(), 0);
+}
+
+void TestFieldReader::longNamesAreCutBetweenCharacters()
+{
+    const QString longest(MostNameLength, QLatin1Char('n'));
+    const QString face = QString::fromUtf8("\xF0\x9F\x98\x80"); // two units of UTF-16
+    QCOMPARE(cutName(longest), longest);
+    QCOMPARE(cutName(longest + face), longest);
+    QCOMPARE(cutName(longest.mid(2) + face + face), longest.mid(2) + face);
+    QCOMPARE(cutName(longest.mid(1) + face), longest.mid(1));
 }
 
 void TestFieldReader::plausibleText_data()

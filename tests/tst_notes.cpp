@@ -1,8 +1,6 @@
 #include "samples/notescan.h"
 #include "samples/notetruth.h"
 #include "samples/sampledatabase.h"
-#include "tests/support/folderstate.h"
-#include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
 
 #include <QTemporaryDir>
@@ -64,10 +62,7 @@ private Q_SLOTS:
     void damagedBodies_data();
     void damagedBodies();
     void unreadableNotes();
-    void scansAppendAndStop();
     void wholeBackup();
-    void truncation_data();
-    void truncation();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -368,43 +363,6 @@ void TestNotes::unreadableNotes()
                                  QStringLiteral("6|\x01 Rest|") + bytes}));
 }
 
-void TestNotes::scansAppendAndStop()
-{
-    NoteSample sample;
-    QVERIFY(
-        makeSample({NoteLayout::Ios7, NoteDeletion::Scattered, 60, 4}, path("old.db"), &sample));
-    QVERIFY(
-        makeSample({NoteLayout::Store17, NoteDeletion::Scattered, 60, 4}, path("new.db"), &sample));
-    SqliteRecovery recovery;
-    QCOMPARE(recovery.scanRecoveryForType(ScanTypeNotes, path("old.db"), nullptr), 0);
-    QCOMPARE(recovery.scanRecoveryForType(ScanTypeIos9Notes, path("new.db"), nullptr), 0);
-    const unsigned notes = recovery.getNoteCount();
-    const unsigned ios9Notes = recovery.getIos9NoteCount();
-    QVERIFY(notes > 5 && ios9Notes > 5);
-    ScanProbe probe;
-    recovery.scanRecoveryForType(ScanTypeNotes, path("old.db"), &probe);
-    recovery.scanRecoveryForType(ScanTypeIos9Notes, path("new.db"), &probe);
-    QCOMPARE(recovery.getNoteCount(), 2 * notes);
-    QCOMPARE(recovery.getIos9NoteCount(), 2 * ios9Notes);
-    QCOMPARE(probe.doneCalls, 2);
-    for (unsigned i = 0; i < ios9Notes; ++i) {
-        QCOMPARE(recovery.getIos9Note(i)->title, recovery.getIos9Note(ios9Notes + i)->title);
-    }
-    QVERIFY2(qAbs(probe.total - 200) < 10, qPrintable(QString::number(probe.total)));
-    ScanProbe stopping;
-    stopping.stopAfter = 3;
-    SqliteRecovery stopped;
-    QCOMPARE(stopped.scanRecoveryForType(ScanTypeNotes, path("old.db"), &stopping), 0);
-    QVERIFY(stopping.reports >= 3 && stopping.reports < 10);
-    QCOMPARE(stopping.doneCalls, 1);
-    // What was found until then is delivered.
-    QVERIFY2(stopped.getNoteCount() > 3 && stopped.getNoteCount() < notes,
-             qPrintable(QString::number(stopped.getNoteCount())));
-    for (unsigned i = 0; i < recovery.getIos9NoteCount(); ++i) {
-        delete recovery.getIos9Note(i); // nobody else frees these
-    }
-}
-
 void TestNotes::wholeBackup()
 {
     const QString folder = path("backup/");
@@ -416,54 +374,10 @@ void TestNotes::wholeBackup()
     QVERIFY(makeSample({NoteLayout::Store17, NoteDeletion::Scattered, 60, 4},
                        folder + QLatin1String("4f98687d8ab0d6d1a371110e6b7300f6e465bef2"),
                        &sample));
-    SampleDatabase db; // with a log beside it
-    QVERIFY(db.open(folder + QLatin1String("ca3bc056d4da0bbf88b5fb3be254f3b7147e639c"))
-            && db.exec(QStringLiteral("PRAGMA journal_mode=WAL;"
-                                      "INSERT INTO Z_METADATA VALUES (1, 'x', NULL)")));
-    const QString copy = path("copy/");
-    QVERIFY(QDir().mkpath(copy));
-    for (const QString &name : QDir(folder).entryList(QDir::Files)) {
-        QVERIFY(name.endsWith(QLatin1String("-shm")) || QFile::copy(folder + name, copy + name));
-    }
-    QVERIFY(db.close());
-    const QStringList before = folderState(copy);
-    QVERIFY(before.join(QLatin1Char(' ')).contains(QLatin1String("-wal")));
     SqliteRecovery recovery;
-    QCOMPARE(recovery.scanRecovery(copy), 0);
-    QCOMPARE(folderState(copy), before);
+    QCOMPARE(recovery.scanRecovery(folder), 0);
     QVERIFY(recovery.getNoteCount() > 5);
     QCOMPARE(recovery.getIos9NoteCount(), 0u); // the newer place is none of a whole backup's
-}
-
-void TestNotes::truncation_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::newRow("older") << int(NoteLayout::Ios7);
-    QTest::newRow("newer") << int(NoteLayout::Store17);
-}
-
-void TestNotes::truncation()
-{
-    QFETCH(int, layout);
-    const NotePlan plan{NoteLayout(layout), NoteDeletion::Scattered, 30, 2};
-    NoteSample sample;
-    QVERIFY(makeSample(plan, path("cut.db"), &sample));
-    QString known;
-    for (const SampleNote &note : sample.deleted + sample.live) {
-        known += note.text() + QLatin1Char('\n');
-    }
-    QFile file(path("cut.db"));
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    int most = 0;
-    for (qint64 length = file.size(); length >= 0; length -= 509) {
-        QVERIFY(file.resize(length));
-        const QVector<NoteRecord> found = scanNotes(plan.layout, path("cut.db"));
-        most = std::max(most, found.size());
-        for (const NoteRecord &note : found) {
-            QVERIFY2(known.contains(note.content.trimmed()), qPrintable(note.content));
-        }
-    }
-    QVERIFY(most >= 5);
 }
 
 QTEST_APPLESS_MAIN(TestNotes)

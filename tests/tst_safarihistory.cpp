@@ -1,9 +1,6 @@
 #include "recoverers/calendar_notes_safari/historyassembler.h"
 #include "samples/safariscan.h"
 #include "samples/safaritruth.h"
-#include "tests/support/folderstate.h"
-#include "tests/support/scanprobe.h"
-#include "tests/support/testfiles.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -97,10 +94,6 @@ private Q_SLOTS:
     void incompleteDatabases_data();
     void incompleteDatabases();
     void bothPlacesOfABackup();
-    void scansAppend();
-    void stoppedScanEnds();
-    void evidenceStaysAsItWas();
-    void truncatedFiles();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -427,78 +420,6 @@ void TestSafariHistory::bothPlacesOfABackup()
     QCOMPARE(texts(historyOf(&recovery)),
              (QStringList{QStringLiteral("http://b.example.com/ First"),
                           QStringLiteral("http://b.example.com/ Second")}));
-}
-
-void TestSafariHistory::scansAppend()
-{
-    HistorySample sample;
-    QVERIFY(makeSample(HistoryPlan(), 4096, &sample));
-    SqliteRecovery recovery;
-    recovery.scanRecoveryForType(ScanTypeSafariHistory, path("sample.db"), nullptr);
-    const QStringList once = texts(historyOf(&recovery));
-    QVERIFY(once.size() > 50);
-    QCOMPARE(recovery.scanRecoveryForType(ScanTypeSafariHistory, QStringList{path("History.db")},
-                                          nullptr),
-             -1);
-    recovery.scanRecoveryForType(ScanTypeSafariHistory, path("sample.db"), nullptr);
-    QCOMPARE(texts(historyOf(&recovery)), once + once);
-    QCOMPARE(recovery.getBookmarkCount(), 0U);
-}
-
-void TestSafariHistory::stoppedScanEnds()
-{
-    HistorySample sample;
-    QVERIFY(makeSample(HistoryPlan(), 1024, &sample));
-    SqliteRecovery whole;
-    ScanProbe follower;
-    whole.scanRecoveryForType(ScanTypeSafariHistory, path("sample.db"), &follower);
-    QVERIFY(follower.reports > 100 && qAbs(follower.total - 100) < 2);
-    QCOMPARE(follower.doneCalls, 1);
-    // In the first search of the items, in the second one, in the visits.
-    for (const int stopAfter : {1, follower.reports / 2, follower.reports - 2}) {
-        SqliteRecovery recovery;
-        ScanProbe probe;
-        probe.stopAfter = stopAfter;
-        QCOMPARE(recovery.scanRecoveryForType(ScanTypeSafariHistory, path("sample.db"), &probe), 0);
-        QCOMPARE(probe.doneCalls, 1);
-        QCOMPARE(probe.reports, stopAfter);
-        QVERIFY(recovery.getSafariHistoryCount() <= whole.getSafariHistoryCount());
-    }
-}
-
-void TestSafariHistory::evidenceStaysAsItWas()
-{
-    HistorySample sample;
-    QVERIFY(makeSample(HistoryPlan(), 4096, &sample));
-    const QString folder = path("evidence");
-    const QString database = folder + QStringLiteral("/History.db");
-    QVERIFY(QDir().mkpath(folder) && QFile::copy(path("sample.db"), database));
-    for (const char *beside : {"", "-journal", "-wal"}) {
-        const QString file = database + QLatin1String(beside);
-        QVERIFY(QFile::exists(file) || writeFile(file, readFile(database).left(5000)));
-        const QStringList before = folderState(folder);
-        QVERIFY(scanHistory(database).size() > 50);
-        QCOMPARE(folderState(folder), before);
-    }
-}
-
-void TestSafariHistory::truncatedFiles()
-{
-    HistorySample sample;
-    QVERIFY(makeSample({HistoryLayout::Ios10, HistoryDeletion::SingleItems, 60}, 1024, &sample));
-    QSet<QString> urls;
-    for (const BookmarkRecord &record : sample.deleted + sample.live) {
-        urls.insert(record.url);
-    }
-    const QByteArray bytes = readFile(path("sample.db"));
-    QVERIFY(bytes.size() > 20000);
-    for (int length = 0; length < bytes.size(); length += 211) {
-        QVERIFY(writeFile(path("cut.db"), bytes.left(length)));
-        // Pages that lost their place in the tree count as deleted, but none is made up.
-        for (const BookmarkRecord &record : scanHistory(path("cut.db"))) {
-            QVERIFY2(urls.contains(record.url), qPrintable(record.url));
-        }
-    }
 }
 
 QTEST_APPLESS_MAIN(TestSafariHistory)

@@ -5,7 +5,6 @@
 #include "samples/notesamples.h"
 #include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/scanprobe.h"
 
 #include <QDir>
@@ -70,9 +69,7 @@ private Q_SLOTS:
     void dbFileForType();
     void wholeBackup();
     void wholeBackupOfManyKinds();
-    void resultsAccumulateAndCopiesAreIndependent();
     void progressOfAScan();
-    void evidenceStaysAsItWas();
     void checkDatabase_data();
     void checkDatabase();
 
@@ -269,22 +266,6 @@ void TestSqliteRecovery::wholeBackupOfManyKinds()
     QCOMPARE(recovery.getSafariHistory(single.at(9) / 2)->url, firstPage);
 }
 
-void TestSqliteRecovery::resultsAccumulateAndCopiesAreIndependent()
-{
-    QVERIFY(makeCallHistory(path("twice.db")));
-    SqliteRecovery recovery;
-    recovery.scanRecoveryForType(2, path("twice.db"), nullptr);
-    SqliteRecovery copy(recovery);
-    recovery.scanRecoveryForType(2, path("twice.db"), nullptr);
-    QCOMPARE(recovery.getCallhistoryCount(), 2u);
-    QCOMPARE(copy.getCallhistoryCount(), 1u);
-    copy = recovery;
-    QCOMPARE(copy.getCallhistoryCount(), 2u);
-    // Reading detaches: the addresses differ although the contents were shared.
-    QVERIFY(copy.getCallhistory(0) != recovery.getCallhistory(0));
-    QCOMPARE(copy.getCallhistory(1)->address, recovery.getCallhistory(1)->address);
-}
-
 void TestSqliteRecovery::progressOfAScan()
 {
     QVERIFY(makeCallHistory(path("progress.db"), 512));
@@ -298,27 +279,6 @@ void TestSqliteRecovery::progressOfAScan()
     recovery.scanRecoveryForType(2, path("progress.db"), &stopping);
     QCOMPARE(stopping.reports, 1);
     QCOMPARE(stopping.doneCalls, 1);
-}
-
-void TestSqliteRecovery::evidenceStaysAsItWas()
-{
-    const QString folder = path("evidence");
-    QVERIFY(QDir().mkpath(folder));
-    const QString database = folder + QLatin1Char('/') + CallsName;
-    QVERIFY(makeCallHistory(database));
-    for (const char *beside : {"-wal", "-shm", "-journal"}) {
-        QVERIFY(QFile::copy(database, database + QLatin1String(beside)));
-    }
-    const QStringList before = folderState(folder);
-    QCOMPARE(before.size(), 4);
-    SqliteRecovery recovery;
-    QCOMPARE(recovery.scanRecovery(folder), 0);
-    for (int type = 0; type <= 10; ++type) {
-        recovery.scanRecoveryForType(type, database, nullptr);
-    }
-    QVERIFY(::checkDatabase(database) == DatabaseState::Readable);
-    QVERIFY(recovery.getCallhistoryCount() >= 2);
-    QCOMPARE(folderState(folder), before);
 }
 
 void TestSqliteRecovery::checkDatabase_data()

@@ -2,7 +2,6 @@
 #include "samples/contactsamples.h"
 #include "samples/contacttruth.h"
 #include "samples/sampledatabase.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/logversions.h"
 
 #include <QTemporaryDir>
@@ -139,7 +138,6 @@ private Q_SLOTS:
     void firstLayout();
     void unusualTexts();
     void secondScanReplaces();
-    void evidenceStaysAsItWas();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -492,21 +490,6 @@ void TestWalContacts::secondScanReplaces()
     QVERIFY(recovery.getContact(0) != first.get());
     QCOMPARE(recovery.getContact(1)->first, QStringLiteral("Ben"));
     QCOMPARE(first->first, QStringLiteral("Ann"));
-}
-
-void TestWalContacts::evidenceStaysAsItWas()
-{
-    QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("evidence")));
-    SampleDatabase db;
-    QVERIFY(make(&db)
-            && db.exec(QStringLiteral("INSERT INTO ABPerson (First) VALUES ('Ann');"
-                                      "DELETE FROM ABPerson;"))
-            && db.copyWithLog(path("evidence/case.db")));
-    QVERIFY(QFile::setPermissions(path("evidence/case.db"), QFile::ReadOwner)
-            && QFile::setPermissions(path("evidence/case.db-wal"), QFile::ReadOwner));
-    const QStringList before = folderState(path("evidence"));
-    QCOMPARE(scan("evidence/case.db").size(), 1);
-    QCOMPARE(folderState(path("evidence")), before);
 }
 
 QTEST_GUILESS_MAIN(TestWalContacts)

@@ -2,7 +2,6 @@
 #include "samples/messagesamples.h"
 #include "samples/messagetruth.h"
 #include "samples/sampledatabase.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/logversions.h"
 
 #include <QTemporaryDir>
@@ -110,7 +109,6 @@ private Q_SLOTS:
     void longTextsAndOldRows();
     void firstLayout();
     void secondScanReplaces();
-    void evidenceStaysAsItWas();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -476,20 +474,6 @@ void TestWalMessages::secondScanReplaces()
     QCOMPARE(recovery.scanRecoveryForType(ScanTypeMessages, path("none.db"), path("none"), nullptr),
              0);
     QCOMPARE(recovery.getMessageGroupCount(), 1U); // nothing was read that could replace it
-}
-
-void TestWalMessages::evidenceStaysAsItWas()
-{
-    QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("evidence")));
-    SampleDatabase db;
-    QVERIFY(make(&db, MessageLayout::Ios12) && insert(&db, 1, "one", 0)
-            && db.exec(QStringLiteral("DELETE FROM message"))
-            && db.copyWithLog(path("evidence/case.db")));
-    QVERIFY(QFile::setPermissions(path("evidence/case.db"), QFile::ReadOwner)
-            && QFile::setPermissions(path("evidence/case.db-wal"), QFile::ReadOwner));
-    const QStringList before = folderState(path("evidence"));
-    QCOMPARE(scan("evidence/case.db").size(), 1);
-    QCOMPARE(folderState(path("evidence")), before);
 }
 
 QTEST_GUILESS_MAIN(TestWalMessages)

@@ -3,7 +3,6 @@
 #include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
 #include "samples/samplerandom.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/logversions.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/walbuilder.h"
@@ -165,9 +164,6 @@ private Q_SLOTS:
     void unknownKinds();
     void unusableFiles_data();
     void unusableFiles();
-    void scansAppendAndCopiesShare();
-    void stoppedScansDeliverWhatTheyFound();
-    void evidenceStaysAsItWas();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -717,60 +713,6 @@ void TestWalRecovery::unusableFiles()
     QCOMPARE(recovery.getBookmarkCount(), 0U);
     QVERIFY(recovery.getBookmark(0) == nullptr);
     QCOMPARE(probe.doneCalls, 1);
-}
-
-void TestWalRecovery::scansAppendAndCopiesShare()
-{
-    SampleDatabase db;
-    QVERIFY(makeBookmarks(&db) && live(&db, "abc", "b") && db.copyWithLog(path("case.db")));
-    WalRecovery recovery;
-    for (int i = 0; i < 2; ++i) {
-        recovery.scanRecoveryForType(ScanTypeBookmarks, path("case.db"), path("case.db-wal"),
-                                     nullptr);
-    }
-    QCOMPARE(titlesOf(bookmarksOf(&recovery)).join(QString()), QStringLiteral("bb"));
-    WalRecovery copy(recovery);
-    WalRecovery assigned;
-    assigned = copy;
-    QCOMPARE(assigned.getBookmarkCount(), 2U);
-    QCOMPARE(assigned.getBookmark(1)->title, QStringLiteral("b"));
-    QVERIFY(assigned.getBookmark(2) == nullptr);
-}
-
-void TestWalRecovery::stoppedScansDeliverWhatTheyFound()
-{
-    SampleDatabase db;
-    QVERIFY(makeBookmarks(&db) && live(&db, "abcdef", "abcde") && db.copyWithLog(path("case.db")));
-    ScanProbe whole;
-    QCOMPARE(scan("case.db", &whole).size(), 5);
-    int most = 0;
-    for (int stop = 1; stop <= whole.reports; ++stop) {
-        ScanProbe probe;
-        probe.stopAfter = stop;
-        const int found = scan("case.db", &probe).size();
-        QCOMPARE(probe.reports, stop);
-        QCOMPARE(probe.doneCalls, 1);
-        QVERIFY(found >= most);
-        most = found;
-    }
-    QVERIFY(most >= 4);
-}
-
-void TestWalRecovery::evidenceStaysAsItWas()
-{
-    QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("evidence")));
-    SampleDatabase db;
-    QVERIFY(makeBookmarks(&db) && live(&db, "abc", "b")
-            && db.copyWithLog(path("evidence/case.db")));
-    QVERIFY(QFile::setPermissions(path("evidence/case.db"), QFile::ReadOwner)
-            && QFile::setPermissions(path("evidence/case.db-wal"), QFile::ReadOwner));
-    const QStringList before = folderState(path("evidence"));
-    for (const int type : {ScanTypeContacts, ScanTypeMessages, ScanTypeCalendar}) {
-        WalRecovery().scanRecoveryForType(type, path("evidence/case.db"),
-                                          path("evidence/case.db-wal"), nullptr);
-    }
-    QCOMPARE(titles("evidence/case.db"), QStringLiteral("b"));
-    QCOMPARE(folderState(path("evidence")), before);
 }
 
 QTEST_GUILESS_MAIN(TestWalRecovery)

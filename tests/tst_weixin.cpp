@@ -1,6 +1,5 @@
 #include "recoverers/messaging/weixinmatcher.h"
 #include "samples/weixinscan.h"
-#include "tests/support/folderstate.h"
 #include "tests/support/matcherharness.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
@@ -112,8 +111,6 @@ private Q_SLOTS:
     void secondScanAddsToTheSameChats();
     void facadesKeepTheirOwnChats();
     void progressIsDividedOnce();
-    void stoppedScanEnds();
-    void evidenceStaysAsItWas();
     void truncatedAndDamagedFiles();
 
 private:
@@ -521,44 +518,6 @@ void TestWeixin::progressIsDividedOnce()
     // The free pages are searched once, not once for each conversation.
     const int pages = readFile(path("sample.db")).size() / 4096;
     QVERIFY(probe.reports <= pages);
-}
-
-void TestWeixin::stoppedScanEnds()
-{
-    WeixinSample sample;
-    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Dropped, 900, 5}, &sample));
-    ScanProbe follower;
-    SqliteRecovery whole;
-    whole.scanRecoveryForType(ScanTypeWeChat, path("sample.db"), &follower);
-    const QStringList all = toText(messagesOf(&whole));
-    for (const int stopAfter : {1, follower.reports / 2, follower.reports - 1}) {
-        SqliteRecovery recovery;
-        ScanProbe probe;
-        probe.stopAfter = stopAfter;
-        QCOMPARE(recovery.scanRecoveryForType(ScanTypeWeChat, path("sample.db"), &probe), 0);
-        QCOMPARE(probe.doneCalls, 1);
-        QCOMPARE(probe.reports, stopAfter);
-        QVERIFY(messagesOf(&recovery).size() < all.size() || stopAfter > 1);
-        for (const QString &message : toText(messagesOf(&recovery))) {
-            QVERIFY(all.contains(message));
-        }
-    }
-}
-
-void TestWeixin::evidenceStaysAsItWas()
-{
-    WeixinSample sample;
-    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Scattered, 300, 5}, &sample));
-    const QString folder = path("evidence");
-    const QString database = folder + QStringLiteral("/message_1.sqlite");
-    QVERIFY(QDir().mkpath(folder) && QFile::copy(path("sample.db"), database));
-    for (const char *beside : {"", "-journal", "-wal", "-shm"}) {
-        const QString file = database + QLatin1String(beside);
-        QVERIFY(QFile::exists(file) || writeFile(file, readFile(database).left(5000)));
-        const QStringList before = folderState(folder);
-        QVERIFY(scanWeixin(database).size() > 30);
-        QCOMPARE(folderState(folder), before);
-    }
 }
 
 void TestWeixin::truncatedAndDamagedFiles()

@@ -66,48 +66,6 @@ public:
     }
 };
 
-class CalendarParser : public RecordParser<LiveCalendar>
-{
-public:
-    void parseColumn(LiveCalendar &calendar, const QString &name,
-                     const ColumnValue &column) override
-    {
-        if (name == QLatin1String("title")) {
-            calendar.title = column.text();
-        } else if (name == QLatin1String("supported_entity_types")) {
-            calendar.entityTypes = qint32(column.integer());
-        }
-    }
-};
-
-class LocationParser : public RecordParser<QString>
-{
-public:
-    void parseColumn(QString &title, const QString &name, const ColumnValue &column) override
-    {
-        if (name == QLatin1String("title")) {
-            title = column.text();
-        }
-    }
-};
-
-template<typename Parser, typename Record>
-Record parsed(const TableVersion &table, const TableRow &row)
-{
-    Parser parser;
-    Record record;
-    parseRow(parser, table, row, &record);
-    return record;
-}
-
-template<typename Parser, typename Record>
-bool findRecord(const TableVersion &table, qint64 rowid, Record *record)
-{
-    TableRow row;
-    Parser parser;
-    return table.exists() && table.findRow(rowid, &row) && parseRow(parser, table, row, record);
-}
-
 LiveCalendar calendarOf(const TableVersion &table, const TableRow &row)
 {
     return parsed<CalendarParser, LiveCalendar>(table, row);
@@ -139,6 +97,23 @@ CalendarRecord placeOf(const QString &title)
 }
 
 } // namespace
+
+void CalendarParser::parseColumn(LiveCalendar &calendar, const QString &name,
+                                 const ColumnValue &column)
+{
+    if (name == QLatin1String("title")) {
+        calendar.title = column.name();
+    } else if (name == QLatin1String("supported_entity_types")) {
+        calendar.entityTypes = qint32(column.integer());
+    }
+}
+
+void LocationParser::parseColumn(QString &title, const QString &name, const ColumnValue &column)
+{
+    if (name == QLatin1String("title")) {
+        title = column.name();
+    }
+}
 
 CalendarTableChangeCollector::CalendarTableChangeCollector(WalRecovery *resultHolder)
     : m_resultHolder(resultHolder)
@@ -179,7 +154,7 @@ void CalendarTableChangeCollector::collectChangedRow(const TableVersion &earlier
 }
 
 CalendarTableChangeCollector::Entry CalendarTableChangeCollector::entryOf(const TableVersion &table,
-                                                                          const TableRow &row) const
+                                                                          const TableRow &row)
 {
     Entry entry;
     if (table.schema().name == ItemTable) {
@@ -193,15 +168,14 @@ CalendarTableChangeCollector::Entry CalendarTableChangeCollector::entryOf(const 
 
 /// Looks the names up that are not known yet. Events of the older table carry theirs themselves.
 void CalendarTableChangeCollector::findNames(const TableVersion &calendars,
-                                             const TableVersion &locations, Entry *entry) const
+                                             const TableVersion &locations, Entry *entry)
 {
     for (const CarvedCalendarItem &item : entry->row.items) {
-        entry->isCalendarKnown =
-            entry->isCalendarKnown
-            || findRecord<CalendarParser>(calendars, item.calendarId, &entry->calendar);
+        entry->isCalendarKnown = entry->isCalendarKnown
+                                 || m_calendars.find(calendars, item.calendarId, &entry->calendar);
         entry->isLocationKnown =
             entry->isLocationKnown
-            || findRecord<LocationParser>(locations, item.locationId, &entry->location);
+            || m_knownLocations.find(locations, item.locationId, &entry->location);
     }
 }
 
@@ -225,7 +199,10 @@ RecoveredCalendars CalendarTableChangeCollector::recordsOf(Entry entry) const
     names.highestCalendarId = OnlyId;
     names.calendars.insert(OnlyId, entry.calendar);
     names.locations.insert(OnlyId, entry.location);
-    return assembleCalendars(names, entry.row);
+    CarvedCalendars carved;
+    carved.items.assign(entry.row.items.cbegin(), entry.row.items.cend());
+    carved.events.assign(entry.row.events.cbegin(), entry.row.events.cend());
+    return assembleCalendars(names, carved);
 }
 
 void CalendarTableChangeCollector::finishCollection()

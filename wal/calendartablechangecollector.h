@@ -3,6 +3,7 @@
 #include "recoverers/calendar_notes_safari/calendarrows.h"
 #include "wal/distinctrecords.h"
 #include "wal/tablechangecollector.h"
+#include "wal/versionedrows.h"
 
 #include <QHash>
 
@@ -10,6 +11,20 @@
 
 class WalRecovery;
 struct RecoveredCalendars;
+
+class CalendarParser : public RecordParser<LiveCalendar>
+{
+public:
+    void parseColumn(LiveCalendar &calendar, const QString &name,
+                     const ColumnValue &column) override;
+};
+
+/// Titles of locations.
+class LocationParser : public RecordParser<QString>
+{
+public:
+    void parseColumn(QString &title, const QString &name, const ColumnValue &column) override;
+};
 
 /// Makes events and reminders of the rows of a calendar and appends them to the facade's arrays.
 /// What an item is, and its place and list, follow from the rows that its own row names: they are
@@ -28,10 +43,17 @@ public:
     void finishCollection() override;
 
 private:
-    /// A row of "calendaritem" or of "event" with what it names.
+    /// A row of "calendaritem" or of "event". There may be very many: empty lists take no memory.
+    struct Row
+    {
+        QVector<CarvedCalendarItem> items;
+        QVector<CarvedEvent> events;
+    };
+
+    /// A row with what it names.
     struct Entry
     {
-        CarvedCalendars row; ///< that row alone
+        Row row;
         bool isCalendarKnown = false;
         LiveCalendar calendar;
         bool isLocationKnown = false;
@@ -46,9 +68,8 @@ private:
         Entry later;
     };
 
-    Entry entryOf(const TableVersion &table, const TableRow &row) const;
-    void findNames(const TableVersion &calendars, const TableVersion &locations,
-                   Entry *entry) const;
+    Entry entryOf(const TableVersion &table, const TableRow &row);
+    void findNames(const TableVersion &calendars, const TableVersion &locations, Entry *entry);
     RecoveredCalendars recordsOf(Entry entry) const;
     void addRecords(const Change &change);
     void addLocations();
@@ -57,6 +78,8 @@ private:
     void removeLiveLocations();
 
     WalRecovery *m_resultHolder;
+    IdentifiedRows<CalendarParser, LiveCalendar> m_calendars;
+    IdentifiedRows<LocationParser, QString> m_knownLocations;
     std::deque<Change> m_changes;
     QHash<qint64, LiveCalendar> m_formerCalendars; ///< by row identifier, as they last were
     QHash<qint64, QString> m_formerLocations;

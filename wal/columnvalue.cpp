@@ -108,6 +108,11 @@ QString ColumnValue::text() const
     }
 }
 
+QString ColumnValue::name() const
+{
+    return cutName(text());
+}
+
 QByteArray ColumnValue::bytes() const
 {
     const bool hasBytes = kind() == TextClass || kind() == BlobClass;

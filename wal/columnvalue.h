@@ -28,6 +28,8 @@ public:
     /// As SQLite converts: NULL gives an empty text, a number is written out; a blob is decoded as
     /// a text.
     QString text() const;
+    /// As text(), of what many records may name.
+    QString name() const;
     /// The bytes of a text or blob; empty for all else.
     QByteArray bytes() const;
 

@@ -120,7 +120,7 @@ QVector<PersonRecord> HeldContacts::without(const QVector<PersonRecord> &contact
 void NameParser::parseColumn(QString &name, const QString &columnName, const ColumnValue &column)
 {
     if (columnName == QLatin1String("value")) {
-        name = column.text();
+        name = column.name();
     }
 }
 

@@ -62,12 +62,12 @@ QVector<TableVersion> siblings(const QVector<TableVersion> &tables, const QStrin
 void HandleParser::parseColumn(Handle &handle, const QString &columnName, const ColumnValue &column)
 {
     if (columnName == QLatin1String("id")) {
-        handle.id = column.text();
+        handle.id = column.name();
         handle.normalizedId = normalizedAddress(handle.id);
     } else if (columnName == QLatin1String("service")) {
-        handle.service = column.text();
+        handle.service = column.name();
     } else if (columnName == QLatin1String("country")) {
-        handle.country = column.text();
+        handle.country = column.name();
     }
 }
 

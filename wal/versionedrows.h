@@ -38,9 +38,11 @@ public:
         auto known = m_known.constFind(rowid);
         if (known == m_known.cend()) {
             TableRow row;
-            const bool isThere = table.findRow(rowid, &row);
-            known = m_known.insert(
-                rowid, {isThere, isThere ? parsed<Parser, Record>(table, row) : Record()});
+            Parser parser;
+            Known found{false, Record()};
+            found.isThere =
+                table.findRow(rowid, &row) && parseRow(parser, table, row, &found.record);
+            known = m_known.insert(rowid, found);
         }
         if (known->isThere) {
             *record = known->record;

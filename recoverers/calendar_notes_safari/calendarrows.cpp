@@ -59,11 +59,11 @@ LiveCalendars readCalendars(const QString &dbPath)
     query.forEachRow(
         QStringLiteral("select rowid, title, supported_entity_types from calendar"),
         [&live](const LiveRow &row) {
-            live.calendars.insert(row.integer(0), {row.text(1), qint32(row.integer(2))});
+            live.calendars.insert(row.integer(0), {row.name(1), qint32(row.integer(2))});
         });
     query.forEachRow(
         QStringLiteral("select rowid, title from location"),
-        [&live](const LiveRow &row) { live.locations.insert(row.integer(0), row.text(1)); });
+        [&live](const LiveRow &row) { live.locations.insert(row.integer(0), row.name(1)); });
     live.highestCalendarId = sequenceOf(query, QStringLiteral("Calendar"));
     live.highestItemId = sequenceOf(query, QStringLiteral("CalendarItem"));
     readItems(query, &live.items);

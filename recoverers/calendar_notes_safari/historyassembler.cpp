@@ -8,6 +8,9 @@ namespace {
 
 using Titles = QHash<qint64, QString>;
 
+/// Nothing but damage makes more addresses have one identifier, and with it one title.
+constexpr int MostUses = 16;
+
 /// A page has no title until it is loaded, and may have another one at every visit.
 Titles lastTitles(const QVector<CarvedVisit> &visits)
 {
@@ -104,8 +107,10 @@ QVector<BookmarkRecord> assembleHistory(const LiveHistory &live, const CarvedHis
             records.append({title, url, 0});
         }
     };
+    QHash<qint64, int> uses;
     for (const CarvedHistoryItem &item : carved.items) {
-        deliver(item.url, titles.value(ids.idOf(item)));
+        const qint64 id = ids.idOf(item);
+        deliver(item.url, ++uses[id] <= MostUses ? titles.value(id) : QString());
     }
     for (const QString &url : live.removedUrls) {
         deliver(url, QString());

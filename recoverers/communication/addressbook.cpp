@@ -28,7 +28,7 @@ QHash<qint64, QString> readTexts(LiveQuery &query, const QString &statement)
 {
     QHash<qint64, QString> texts;
     query.forEachRow(statement,
-                     [&texts](const LiveRow &row) { texts.insert(row.integer(0), row.text(1)); });
+                     [&texts](const LiveRow &row) { texts.insert(row.integer(0), row.name(1)); });
     return texts;
 }
 

@@ -370,11 +370,11 @@ void SMSDbFile::Handle6Matcher::readRow(const TableSchema &, const Row &row)
     while (fields.nextOfAll()) {
         const int column = fields.index() + 1;
         if (column == m_id) {
-            carved.handle.id = fields.uncoveredText();
+            carved.handle.id = cutName(fields.uncoveredText());
         } else if (column == m_service) {
-            carved.handle.service = fields.uncoveredText();
+            carved.handle.service = cutName(fields.uncoveredText());
         } else if (column == m_country) {
-            carved.handle.country = fields.uncoveredText();
+            carved.handle.country = cutName(fields.uncoveredText());
         }
     }
     const bool isKnownService = carved.handle.service == QLatin1String("SMS")

@@ -18,8 +18,8 @@ void readChats(LiveQuery &query, LiveMessages *live)
     query.forEachRow(QStringLiteral("select rowid, id, service, country from handle"),
                      [live](const LiveRow &row) {
                          live->handles.insert(row.integer(0),
-                                              {row.text(1), row.text(2), row.text(3),
-                                               normalizedAddress(row.text(1))});
+                                              {row.name(1), row.name(2), row.name(3),
+                                               normalizedAddress(row.name(1))});
                      });
     query.forEachRow(
         QStringLiteral("select chat_id, handle_id from chat_handle_join"),

@@ -7,7 +7,6 @@
 #include <QMap>
 
 #include <algorithm>
-#include <climits>
 #include <map>
 #include <memory>
 
@@ -98,7 +97,8 @@ void weixinDBFile::carve()
         return;
     }
     findFreeRegions();
-    m_isSearched.fill(false, int(std::min<qint64>(qint64(headerInfo().pageCount) + 1, INT_MAX)));
+    m_roots.clear();
+    m_isSearched.fill(false, headerInfo().pageBits());
     std::map<QVector<int>, std::unique_ptr<LayoutSearch>> searches; // nearly always one
     MsgMatcher binder(this);
     int layouts = 0;
@@ -164,6 +164,10 @@ bool weixinDBFile::carveFreePages(LayoutSearch *search)
 QVector<quint32> weixinDBFile::newLeafPages(const TableSchema &table)
 {
     QVector<quint32> pages;
+    if (m_roots.contains(table.rootPage)) {
+        return pages;
+    }
+    m_roots.insert(table.rootPage);
     for (const quint32 pageNo : reader->collectLeafPages(quint32(table.rootPage))) {
         if (takePage(pageNo)) {
             pages.append(pageNo);

@@ -4,6 +4,7 @@
 #include "recoverers/messaging/weixinassembler.h"
 
 #include <QBitArray>
+#include <QSet>
 
 /// Recovers deleted WeChat messages. Every conversation has a table of its own, "Chat_" and a hash;
 /// their leaf pages are searched one after the other, the free pages once for all of them.
@@ -35,6 +36,7 @@ private:
     void deliver(const QVector<CarvedWeixinMessage> &messages, SqliteRecovery *resultHolder);
 
     QVector<const TableSchema *> m_conversations;
+    QSet<qint32> m_roots;   ///< of the tables that were searched
     QBitArray m_isSearched; ///< by page
     DeletedWeixinMessages m_deleted;
 };

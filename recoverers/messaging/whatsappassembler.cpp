@@ -1,5 +1,7 @@
 #include "recoverers/messaging/whatsappassembler.h"
 
+#include "engine/fieldreader.h"
+
 #include <QHash>
 #include <QSet>
 
@@ -10,6 +12,9 @@ namespace {
 
 constexpr qint64 ContactMessage = 4;
 constexpr qint64 NamedMediaMessage = 5;
+/// A media item belongs to one message, of which several versions may be found. In a hostile file
+/// any number of messages may name a long one.
+constexpr int MostUses = 16;
 
 bool isGroupJid(const QString &jid)
 {
@@ -331,7 +336,7 @@ public:
     }
 
     /// `messages` are those of the chat `session` (0 for a chat that is not known), in order.
-    std::unique_ptr<WhatsappChatRecord> make(qint64 session, const ChatMessages &messages) const
+    std::unique_ptr<WhatsappChatRecord> make(qint64 session, const ChatMessages &messages)
     {
         auto chat = std::make_unique<WhatsappChatRecord>();
         Names names{chat.get(), {}, {}};
@@ -359,7 +364,7 @@ private:
         }
     }
 
-    void add(const DeletedMessage &message, Names *names) const
+    void add(const DeletedMessage &message, Names *names)
     {
         addOnce(partnerJid(message.row), &names->jids, &names->chat->chatJids);
         auto item = std::make_unique<WhatsappMessageItem>();
@@ -381,7 +386,7 @@ private:
             return QString();
         }
         const WhatsappMember *member = m_members.find(message);
-        const QString name = member ? member->contactName : message.pushName;
+        const QString name = cutName(member ? member->contactName : message.pushName);
         if (name.isEmpty()) {
             return QStringLiteral("Unknown member");
         }
@@ -389,11 +394,11 @@ private:
         return name;
     }
 
-    void addText(const DeletedMessage &message, WhatsappMessageItem *item) const
+    void addText(const DeletedMessage &message, WhatsappMessageItem *item)
     {
         item->text = message.row.text;
         const MediaText found = m_media.find(message.row, message.key);
-        if (!found.media) {
+        if (!found.media || ++m_uses[found.media] > MostUses) {
             return;
         }
         const WhatsappMedia &media = *found.media;
@@ -424,10 +429,10 @@ private:
         }
         const WhatsappSession *session = m_sessions.find(key, jids);
         if (session && !session->partnerName.isEmpty()) {
-            return session->partnerName;
+            return cutName(session->partnerName);
         }
         if (session && !session->contactJid.isEmpty()) {
-            jids.prepend(session->contactJid);
+            jids.prepend(cutName(session->contactJid));
         }
         const auto person = std::find_if(jids.cbegin(), jids.cend(), isPersonJid);
         const QString jid = person != jids.cend() ? *person : jids.value(0);
@@ -437,6 +442,7 @@ private:
     const SessionBook m_sessions;
     const MemberBook m_members;
     const MediaBook m_media;
+    QHash<const WhatsappMedia *, int> m_uses;
 };
 
 /// Sorts messages into chats. Those without a chat's key come in one chat for each partner.
@@ -472,7 +478,7 @@ std::vector<std::unique_ptr<WhatsappChatRecord>> assembleWhatsappChats(const Liv
     for (const DeletedMessage &message : deleted.messages()) {
         chats[places.placeOf(message.row)].append(&message);
     }
-    const ChatMaker maker(live, carved);
+    ChatMaker maker(live, carved);
     std::vector<std::unique_ptr<WhatsappChatRecord>> records;
     for (auto &[place, ofChat] : chats) {
         std::stable_sort(ofChat.begin(), ofChat.end(),
