@@ -1,6 +1,7 @@
 #include "engine/sqlitedbfile.h"
 
 #include "engine/recordmatcher.h"
+#include "engine/serialtype.h"
 #include "engine/signaturesearch.h"
 
 #include <QBitArray>
@@ -24,6 +25,24 @@ int nextLiveCell(const QVector<quint16> &cellOffsets, qint64 bodyOffset, qint64 
 {
     const auto cell = std::upper_bound(cellOffsets.cbegin(), cellOffsets.cend(), bodyOffset);
     return cell == cellOffsets.cend() ? 0 : int(*cell - regionOffset);
+}
+
+/// How many times the candidates of a region may claim its bytes as texts. Rows share no bytes, and
+/// the copies that SQLite leaves of them lie side by side; but each of some thousand overlapping
+/// candidates of a hostile page could claim all that follows.
+constexpr qint64 MostClaims = 32;
+
+/// How much of the region the candidate at hand takes for its texts.
+qint64 claimedBytes(const RecordMatcher &matcher, const QByteArray &region)
+{
+    qint64 claimed = 0;
+    const qint64 left = std::max<qint64>(region.size() - matcher.bodyStart, 0);
+    for (const qint64 type : matcher.serialTypes) {
+        const SerialClass kind = serialTypeClass(type);
+        const bool hasBytes = kind == TextClass || kind == BlobClass;
+        claimed = std::min(claimed + (hasBytes ? serialTypeSize(type) : 0), left);
+    }
+    return claimed;
 }
 
 } // namespace
@@ -138,7 +157,7 @@ bool SqliteDbFile::carveOtherPages(const TableSchema &table, const QVector<quint
     const DatabaseHeader &header = headerInfo();
     QByteArray region;
     region.reserve(header.pageSize);
-    QBitArray isLeaf(int(std::min<qint64>(qint64(header.pageCount) + 1, INT_MAX)));
+    QBitArray isLeaf(header.pageBits());
     for (const quint32 pageNo : leafPages) {
         if (qint64(pageNo) < isLeaf.size()) {
             isLeaf.setBit(int(pageNo));
@@ -195,6 +214,7 @@ void SqliteDbFile::searchRegion(const TableSchema &table, qint64 fileOffset,
         }
     }
     RegionSignatures signatures(matcher.signatures, region);
+    WorkBudget claims(MostClaims * region.size());
     bool restart = true;
     int pos = 0;
     for (int hit = 0; (hit = findNextSignature(signatures, pos)) >= 0;) {
@@ -204,6 +224,9 @@ void SqliteDbFile::searchRegion(const TableSchema &table, qint64 fileOffset,
         const qint64 recordStart = fileOffset + hit - matcher.headerStart;
         const bool isDeleted =
             !isLiveCellStart(inPage(recordStart - pageStart, pageSize), cellOffsets);
+        if (isDeleted && !claims.spend(claimedBytes(matcher, region))) {
+            continue;
+        }
         matcher.trackRowid(table, restart, isDeleted);
         restart = false;
         // A body without bytes at the very end is not told from one that is missing.

@@ -2,6 +2,9 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
+#include <climits>
+
 /// What the rest of the engine needs from the 100-byte header of a database file.
 struct DatabaseHeader
 {
@@ -22,4 +25,6 @@ struct DatabaseHeader
 
     /// Bytes of a page that SQLite uses; may be 0 or negative in a damaged file.
     qint32 usableSize() const { return pageSize - reservedBytes; }
+    /// Size of a bit array with a bit for each page number, within what such an array can have.
+    int pageBits() const { return int(std::min<qint64>(qint64(pageCount) + 1, INT_MAX - 64)); }
 };

@@ -5,7 +5,6 @@
 #include "engine/spilledpayload.h"
 #include "engine/varint.h"
 
-#include <QBitArray>
 #include <QDataStream>
 #include <QIODevice>
 #include <QSet>
@@ -174,19 +173,18 @@ QVector<const TableSchema *> DatabaseReader::tablesWithPrefix(const QString &pre
 QVector<quint32> DatabaseReader::collectLeafPages(quint32 pageNo)
 {
     // One more than the whole pages: the file may end inside a page that can still be read.
-    QBitArray met(int(std::min<qint64>(qint64(m_header.pageCount) + 2, INT_MAX)));
+    const qint64 mostPages = qint64(m_header.pageCount) + 1;
+    QSet<quint32> met; // of a version in a log, the number of pages can be any
     QVector<quint32> leafPages;
     QVector<quint32> pending{pageNo};
     while (!pending.isEmpty()) {
         const quint32 current = pending.takeLast();
-        if (current == 0 || qint64(current) >= met.size() || met.testBit(int(current))) {
-            return {};
-        }
-        met.setBit(int(current));
         PageHeader header;
-        if (!readPageHeader(pageOffset(current, m_header.pageSize), header)) {
+        if (current == 0 || current > mostPages || met.contains(current)
+            || !readPageHeader(pageOffset(current, m_header.pageSize), header)) {
             return {};
         }
+        met.insert(current);
         if (header.type == TableLeafPage) {
             leafPages.append(current);
             continue;
@@ -194,7 +192,7 @@ QVector<quint32> DatabaseReader::collectLeafPages(quint32 pageNo)
         // A sound tree has fewer pages waiting than the file has pages; a hostile fan-out has not.
         QVector<quint32> children;
         if (header.type != TableInteriorPage || !childPages(current, children)
-            || pending.size() + children.size() > met.size()) {
+            || pending.size() + children.size() > mostPages + 1) {
             return {};
         }
         std::reverse_copy(children.cbegin(), children.cend(), std::back_inserter(pending));
@@ -300,7 +298,10 @@ qint32 DatabaseReader::localPayloadSize(qint64 payloadSize) const
 bool DatabaseReader::readRowPayload(const RowRef &row, QByteArray &payload)
 {
     QVector<PayloadChunk> chunks;
-    if (payloadChunks(row, chunks) && readChunks(chunks, payload)) {
+    const bool isCounted =
+        m_payloadBudget && localBytes(row) < row.payloadSize && row.payloadSize <= m_device->size();
+    if ((!isCounted || m_payloadBudget->spend(row.payloadSize)) && payloadChunks(row, chunks)
+        && readChunks(chunks, payload)) {
         return true;
     }
     payload.clear();

@@ -4,6 +4,7 @@
 #include "engine/freeregions.h"
 #include "engine/pageheader.h"
 #include "engine/tableschema.h"
+#include "engine/workbudget.h"
 
 #include <QVector>
 
@@ -105,6 +106,10 @@ public:
     /// As the function of that name, for this file.
     qint32 localPayloadSize(qint64 payloadSize) const;
 
+    /// Bounds the payloads with overflow pages that are read from now on: any number of rows can
+    /// claim the same pages. `budget` is borrowed; null for no bound.
+    void setPayloadBudget(WorkBudget *budget) { m_payloadBudget = budget; }
+
     /// Reads a payload across its overflow pages. Returns false, and no bytes, unless all are
     /// there.
     bool readRowPayload(const RowRef &row, QByteArray &payload);
@@ -128,4 +133,5 @@ private:
     QIODevice *m_device;
     DatabaseHeader m_header;
     QVector<TableSchema> m_tables;
+    WorkBudget *m_payloadBudget = nullptr;
 };

@@ -109,7 +109,7 @@ FreedSpace spaceOfTable(DatabaseReader &reader, quint32 rootPage, QBitArray *met
 
 FreedSpace findFreedSpace(DatabaseReader &reader, const QSet<quint32> &rootPages)
 {
-    QBitArray met(int(std::min<qint64>(qint64(reader.headerInfo().pageCount) + 2, INT_MAX)));
+    QBitArray met(reader.headerInfo().pageBits() + 1);
     FreedSpace found = spaceOfFreePages(reader);
     for (const quint32 rootPage : rootPages) {
         if (found == FreedSpace::Filled) {

@@ -8,7 +8,6 @@
 #include <QtEndian>
 
 #include <algorithm>
-#include <climits>
 
 namespace {
 
@@ -34,7 +33,7 @@ QVector<FreeRegion> collectFreeRegions(QIODevice &device, const DatabaseHeader &
     if (pageSize < TrunkHeaderSize) {
         return regions;
     }
-    QBitArray trunks(int(std::min<qint64>(qint64(header.pageCount) + 1, INT_MAX)));
+    QBitArray trunks(header.pageBits());
     QBitArray leaves(trunks.size());
     quint32 trunk = header.firstFreelistTrunk;
     while (claim(trunks, trunk)) {

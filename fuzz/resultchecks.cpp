@@ -112,41 +112,44 @@ qint64 sizeOfAll(Facade &found, unsigned (Facade::*count)(),
     return size;
 }
 
-void checkSize(qint64 size, qint64 bytes)
+qint64 checkedSize(qint64 size, qint64 bytes)
 {
     require(size <= SmallestBound + MostCharactersPerByte * bytes,
             "no more is found than the bytes can hold");
+    return size;
 }
 
 } // namespace
 
-void checkResults(SqliteRecovery &found, qint64 bytes)
+qint64 checkResults(SqliteRecovery &found, qint64 bytes)
 {
     using Facade = SqliteRecovery;
-    checkSize(sizeOfAll(found, &Facade::getBookmarkCount, &Facade::getBookmark)
-                  + sizeOfAll(found, &Facade::getNoteCount, &Facade::getNote)
-                  + sizeOfAll(found, &Facade::getCallhistoryCount, &Facade::getCallhistory)
-                  + sizeOfAll(found, &Facade::getReminderCount, &Facade::getReminder)
-                  + sizeOfAll(found, &Facade::getCalendarCount, &Facade::getCalendar)
-                  + sizeOfAll(found, &Facade::getMessageGroupCount, &Facade::getMessageGroup)
-                  + sizeOfAll(found, &Facade::getContactCount, &Facade::getContact)
-                  + sizeOfAll(found, &Facade::getWhatsappCount, &Facade::getWhatsapp)
-                  + sizeOfAll(found, &Facade::getHiddenContactCount, &Facade::getHiddenContact)
-                  + sizeOfAll(found, &Facade::getSafariHistoryCount, &Facade::getSafariHistory)
-                  + sizeOfAll(found, &Facade::getIos9NoteCount, &Facade::getIos9Note)
-                  + sizeOfAll(found, &Facade::getWeiChatCount, &Facade::getWeiChat),
-              bytes);
+    return checkedSize(
+        sizeOfAll(found, &Facade::getBookmarkCount, &Facade::getBookmark)
+            + sizeOfAll(found, &Facade::getNoteCount, &Facade::getNote)
+            + sizeOfAll(found, &Facade::getCallhistoryCount, &Facade::getCallhistory)
+            + sizeOfAll(found, &Facade::getReminderCount, &Facade::getReminder)
+            + sizeOfAll(found, &Facade::getCalendarCount, &Facade::getCalendar)
+            + sizeOfAll(found, &Facade::getMessageGroupCount, &Facade::getMessageGroup)
+            + sizeOfAll(found, &Facade::getContactCount, &Facade::getContact)
+            + sizeOfAll(found, &Facade::getWhatsappCount, &Facade::getWhatsapp)
+            + sizeOfAll(found, &Facade::getHiddenContactCount, &Facade::getHiddenContact)
+            + sizeOfAll(found, &Facade::getSafariHistoryCount, &Facade::getSafariHistory)
+            + sizeOfAll(found, &Facade::getIos9NoteCount, &Facade::getIos9Note)
+            + sizeOfAll(found, &Facade::getWeiChatCount, &Facade::getWeiChat),
+        bytes);
 }
 
-void checkResults(WalRecovery &found, qint64 bytes)
+qint64 checkResults(WalRecovery &found, qint64 bytes)
 {
     using Facade = WalRecovery;
-    checkSize(sizeOfAll(found, &Facade::getBookmarkCount, &Facade::getBookmark)
-                  + sizeOfAll(found, &Facade::getReminderCount, &Facade::getReminder)
-                  + sizeOfAll(found, &Facade::getCalendarCount, &Facade::getCalendar)
-                  + sizeOfAll(found, &Facade::getMessageGroupCount, &Facade::getMessageGroup)
-                  + sizeOfAll(found, &Facade::getContactCount, &Facade::getContact),
-              bytes);
+    return checkedSize(
+        sizeOfAll(found, &Facade::getBookmarkCount, &Facade::getBookmark)
+            + sizeOfAll(found, &Facade::getReminderCount, &Facade::getReminder)
+            + sizeOfAll(found, &Facade::getCalendarCount, &Facade::getCalendar)
+            + sizeOfAll(found, &Facade::getMessageGroupCount, &Facade::getMessageGroup)
+            + sizeOfAll(found, &Facade::getContactCount, &Facade::getContact),
+        bytes);
 }
 
 void releaseNotes(SqliteRecovery &found)

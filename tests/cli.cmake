@@ -9,11 +9,13 @@ add_executable(tst_cliparts tst_cliparts.cpp)
 target_link_libraries(tst_cliparts PRIVATE
     sqliterecovery_cli_objects sqliterecovery sqliterecovery_settings Qt5::Test)
 
-foreach(name tst_backupfolder tst_damagedfiles tst_findings tst_ownership tst_propertylist)
+foreach(name tst_backupfolder tst_findings tst_hostilefiles tst_ownership tst_propertylist)
     add_executable(${name} ${name}.cpp)
     target_link_libraries(${name} PRIVATE
         sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
 endforeach()
+target_sources(tst_hostilefiles PRIVATE
+    ${PROJECT_SOURCE_DIR}/fuzz/fuzzsupport.cpp ${PROJECT_SOURCE_DIR}/fuzz/resultchecks.cpp)
 target_compile_definitions(tst_backupfolder PRIVATE
     MAKESAMPLE_PROGRAM="$<TARGET_FILE:makesample>")
 add_dependencies(tst_backupfolder makesample)
@@ -48,7 +50,7 @@ target_link_libraries(tst_comparetruth PRIVATE sqliterecovery_settings Qt5::Test
 add_dependencies(tst_comparetruth comparetruth)
 
 foreach(name tst_backupcommand tst_backupfolder tst_cli tst_cliparts tst_comparetruth
-        tst_damagedfiles tst_evidence tst_findings tst_jsonfields tst_manual tst_ownership
+        tst_evidence tst_findings tst_hostilefiles tst_jsonfields tst_manual tst_ownership
         tst_propertylist)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300

@@ -48,6 +48,7 @@ private Q_SLOTS:
     void payloadOfDeletedRowsIsAskedFor();
     void restartAndInspectionPerRegion();
     void bodyAtTheRegionsEndStopsTheRegion();
+    void overlappingTextsEnd();
     void damagedTreeIsSearchedAsOtherPages();
     void damagedPagesArePassedOver_data();
     void damagedPagesArePassedOver();
@@ -187,6 +188,24 @@ void TestCarving::bodyAtTheRegionsEndStopsTheRegion()
     carve(image);
     QCOMPARE(m_matcher->calls, QStringList{QStringLiteral("track 1 1")});
     QVERIFY(m_matcher->matches.isEmpty());
+}
+
+void TestCarving::overlappingTextsEnd()
+{
+    // Each header claims the 250 bytes behind it, of which most are headers as well.
+    constexpr int Headers = 120;
+    DatabaseImage image = tableImage();
+    image.leafPage(2, {});
+    image.putBytes(4 * 512, QByteArray("\x0D\x04\x84\x01", 4).repeated(Headers));
+    image.putBytes(6 * 512 + 100, row("on another page"));
+    carve(image);
+    qint64 size = 0;
+    for (const ProbeMatcher::Match &match : qAsConst(m_matcher->matches)) {
+        size += match.place.size();
+    }
+    QVERIFY2(size > 10 * 512 && size <= 33 * 512, QByteArray::number(size).constData());
+    QVERIFY(m_matcher->matches.size() < Headers);
+    QCOMPARE(deleted().last(), QStringLiteral("on another page"));
 }
 
 void TestCarving::damagedTreeIsSearchedAsOtherPages()

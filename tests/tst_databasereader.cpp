@@ -13,6 +13,7 @@ private Q_SLOTS:
     void header_data();
     void header();
     void headerFields();
+    void bitsForAnyNumberOfPages();
     void magicIsComparedByteByByte();
     void varintForward_data();
     void varintForward();
@@ -94,6 +95,17 @@ void TestDatabaseReader::headerFields()
     QCOMPARE(header.usableSize(), 992);
     QCOMPARE(header.firstFreelistTrunk, 3u);
     QCOMPARE(header.textEncoding, 2);
+}
+
+/// A bit array of the largest size that an int can tell cannot be made.
+void TestDatabaseReader::bitsForAnyNumberOfPages()
+{
+    DatabaseHeader header;
+    header.pageCount = 7;
+    QCOMPARE(header.pageBits(), 8);
+    header.pageCount = 0xFFFFFFFF;
+    const int mostBytes = INT_MAX / 8;
+    QVERIFY(header.pageBits() > 0 && header.pageBits() + 1 <= 8 * mostBytes);
 }
 
 void TestDatabaseReader::magicIsComparedByteByByte()

@@ -13,6 +13,7 @@
 #include "tests/support/testfiles.h"
 
 #include <QTemporaryDir>
+#include <QtEndian>
 #include <QtTest>
 
 #include <ctime>
@@ -121,6 +122,14 @@ constexpr Finding Findings[] = {
      "with recursive n(i) as (values(1) union all select i + 1 from n where i < 20000)"
      "insert into chat_handle_join select 1, 1 from n",
      "delete from message"},
+    {"messages of a large group", makeMessages<MessageLayout::Ios5>,
+     "update message set group_id = 1, is_madrid = 0;"
+     "with recursive n(i) as (values(1) union all select i + 1 from n where i < 4000)"
+     "insert into message (address, date, text, flags, group_id) "
+     "select '+15550100', 1300000000 + i, 'Text', 2, 1 from n;"
+     "with recursive n(i) as (values(1) union all select i + 1 from n where i < 20000)"
+     "insert into group_member (group_id, address) select 1, '+1555' || (1000000 + i) from n",
+     "delete from message"},
     {"reminders of a list with a long name", makeCalendar,
      "update CalendarItem set calendar_id = (select rowid from Calendar where title = 'Shopping');"
      "update Calendar set title = hex(zeroblob(100000)) where title = 'Shopping'",
@@ -169,6 +178,7 @@ private Q_SLOTS:
     void carved();
     void logs_data() { addRows(); }
     void logs();
+    void commitsOfFourBillionPages();
 
 private:
     static void addRows();
@@ -277,6 +287,37 @@ void TestFindings::logs()
         });
         QVERIFY2(fault.isEmpty(), qPrintable(fault));
     }
+}
+
+/// The number of pages that a commit claims costs nothing, also where the schema is read anew.
+void TestFindings::commitsOfFourBillionPages()
+{
+    constexpr int logHeaderSize = 32;
+    constexpr int frameHeaderSize = 24;
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("some.db"));
+    const QString log = path + QStringLiteral("-wal");
+    SampleDatabase db;
+    QVERIFY(db.create(dir.filePath(QStringLiteral("origin.db"))) && makeContacts(&db)
+            && db.startLog()
+            && db.exec(QStringLiteral("delete from ABPerson; create table more (x)"))
+            && db.copyWithLog(path));
+    WalRecovery sound;
+    sound.scanRecoveryForType(ScanTypeContacts, path, log, nullptr);
+    QVERIFY(sound.getContactCount() > 0);
+
+    QByteArray bytes = readFile(log);
+    const int pageSize = qFromBigEndian<qint32>(bytes.constData() + 8);
+    for (int frame = logHeaderSize; frame < bytes.size(); frame += frameHeaderSize + pageSize) {
+        char *commitSize = bytes.data() + frame + 4;
+        if (qFromBigEndian<quint32>(commitSize) != 0) {
+            qToBigEndian<quint32>(0xFFFFFFFF, commitSize);
+        }
+    }
+    QVERIFY(writeFile(log, bytes));
+    WalRecovery hostile;
+    hostile.scanRecoveryForType(ScanTypeContacts, path, log, nullptr);
+    QCOMPARE(hostile.getContactCount(), sound.getContactCount());
 }
 
 QTEST_APPLESS_MAIN(TestFindings)

@@ -227,7 +227,6 @@ private Q_SLOTS:
 
 private:
     Scanner make(const KindSample &kind);
-    static bool hasVersions(const KindSample &kind);
 
     QTemporaryDir m_dir;
 };
@@ -237,16 +236,10 @@ Scanner TestOwnership::make(const KindSample &kind)
 {
     const QString path = m_dir.filePath(QStringLiteral("sample.db"));
     QFile::remove(path + QStringLiteral("-wal"));
-    if (!(hasVersions(kind) ? makeKindSampleWithLog : makeKindSample)(kind, path)) {
+    if (!(kind.hasLog ? makeKindSampleWithLog : makeKindSample)(kind, path)) {
         qFatal("cannot make the sample");
     }
     return Scanner(kind, path);
-}
-
-bool TestOwnership::hasVersions(const KindSample &kind)
-{
-    WalRecovery versions;
-    return !resultsOf(kind.type, versions).kinds.isEmpty();
 }
 
 void TestOwnership::stopping()
@@ -266,7 +259,7 @@ void TestOwnership::stopping()
     scanner.scan(&stopped, &stopping);
     QCOMPARE(stopped.getHiddenContactCount(), 0U); // the last that is read
     stopEverywhere<SqliteRecovery>(scanner);
-    if (hasVersions(sample)) {
+    if (sample.hasLog) {
         stopEverywhere<WalRecovery>(scanner);
     }
 }
@@ -277,7 +270,7 @@ void TestOwnership::oddAnswers()
     const KindSample &sample = kindSamples().at(kind);
     const Scanner scanner = make(sample);
     answerOddly<SqliteRecovery>(scanner);
-    if (hasVersions(sample)) {
+    if (sample.hasLog) {
         answerOddly<WalRecovery>(scanner);
     }
 }

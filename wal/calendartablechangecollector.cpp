@@ -199,7 +199,10 @@ RecoveredCalendars CalendarTableChangeCollector::recordsOf(Entry entry) const
     names.highestCalendarId = OnlyId;
     names.calendars.insert(OnlyId, entry.calendar);
     names.locations.insert(OnlyId, entry.location);
-    return assembleCalendars(names, entry.row);
+    CarvedCalendars carved;
+    carved.items.assign(entry.row.items.cbegin(), entry.row.items.cend());
+    carved.events.assign(entry.row.events.cbegin(), entry.row.events.cend());
+    return assembleCalendars(names, carved);
 }
 
 void CalendarTableChangeCollector::finishCollection()

@@ -43,10 +43,17 @@ public:
     void finishCollection() override;
 
 private:
-    /// A row of "calendaritem" or of "event" with what it names.
+    /// A row of "calendaritem" or of "event". There may be very many: empty lists take no memory.
+    struct Row
+    {
+        QVector<CarvedCalendarItem> items;
+        QVector<CarvedEvent> events;
+    };
+
+    /// A row with what it names.
     struct Entry
     {
-        CarvedCalendars row; ///< that row alone
+        Row row;
         bool isCalendarKnown = false;
         LiveCalendar calendar;
         bool isLocationKnown = false;

@@ -5,6 +5,7 @@
 #include "api/reminderrecord.h"
 
 #include <QByteArray>
+#include <QCryptographicHash>
 #include <QDataStream>
 #include <QIODevice>
 #include <QSet>
@@ -36,13 +37,19 @@ inline QByteArray contentKey(const ReminderRecord &record)
                      record.completionDate, record.priority);
 }
 
+/// As contentKey(), but of few bytes: very many records may have long texts.
+template<typename Record> QByteArray contentDigest(const Record &record)
+{
+    return QCryptographicHash::hash(contentKey(record), QCryptographicHash::Sha1);
+}
+
 /// Records in the order found, each content once.
 template<typename Record> class DistinctRecords
 {
 public:
     void add(const Record &record)
     {
-        const QByteArray key = contentKey(record);
+        const QByteArray key = contentDigest(record);
         if (!m_keys.contains(key)) {
             m_keys.insert(key);
             m_records.append(record);
@@ -50,7 +57,7 @@ public:
     }
 
     /// Takes the content out again: it still exists.
-    void remove(const Record &record) { m_keys.remove(contentKey(record)); }
+    void remove(const Record &record) { m_keys.remove(contentDigest(record)); }
 
     bool isEmpty() const { return m_keys.isEmpty(); }
 
@@ -59,7 +66,7 @@ public:
     {
         QVector<Record> left;
         for (const Record &record : m_records) {
-            if (m_keys.contains(contentKey(record))) {
+            if (m_keys.contains(contentDigest(record))) {
                 left.append(record);
             }
         }

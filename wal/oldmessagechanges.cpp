@@ -3,6 +3,7 @@
 #include "engine/address.h"
 #include "recoverers/communication/messageassembler.h"
 
+#include <QCryptographicHash>
 #include <QSet>
 
 namespace {
@@ -65,16 +66,20 @@ bool hasRoom(const CarvedOldMessage &message)
     return message.isMadrid && !message.madridRoomName.isEmpty();
 }
 
-/// The members in a form that is equal for equal groups, whatever their number.
-QStringList comparable(const QStringList &members)
+/// Bytes that are equal for equal groups, whatever their number. Each message of a group has them:
+/// they must not grow with it.
+QByteArray comparable(const QStringList &members)
 {
+    if (members.isEmpty()) {
+        return QByteArray();
+    }
     QStringList addresses;
     for (const QString &member : members) {
         addresses.append(normalizedAddress(member));
     }
     addresses.sort();
     addresses.removeDuplicates();
-    return addresses;
+    return QCryptographicHash::hash(contentOf(addresses), QCryptographicHash::Sha1);
 }
 
 } // namespace
@@ -101,7 +106,7 @@ void OldRoomParser::parseColumn(KeyedRow<QString, QString> &row, const QString &
 
 QByteArray contentKey(const LostOldMessage &lost)
 {
-    return itemContent(lost.message) + contentOf(lost.members);
+    return itemContent(lost.message) + lost.group;
 }
 
 QStringList OldMessageChanges::tableNames()
@@ -165,10 +170,13 @@ QVector<MessageGroupRecord> OldMessageChanges::conversations(const TableVersion 
                                                              const TableVersion &first)
 {
     findNamesElsewhere(last, first);
+    for (auto group = m_groups.cbegin(); group != m_groups.cend(); ++group) {
+        m_groupContents.insert(group.key(), comparable(group->members));
+    }
     for (const CarvedOldMessage &message : m_lost) {
-        m_distinct.add({message, hasGroup(message)
-                                     ? comparable(m_groups.value(message.groupId).members)
-                                     : QStringList()});
+        const bool isOfGroup = hasGroup(message);
+        m_distinct.add(
+            {message, isOfGroup ? m_groupContents.value(message.groupId) : QByteArray()});
     }
     readLast(last);
     LiveMessages live;
@@ -245,13 +253,15 @@ void OldMessageChanges::readLast(const TableVersion &last)
 
 void OldMessageChanges::removeLive(const TableVersion &last, const CarvedOldMessage &message)
 {
-    QStringList members;
+    QByteArray group;
     if (hasGroup(message)) {
-        const auto group = m_groups.constFind(message.groupId);
-        members = group != m_groups.cend()
-                      ? group->members
-                      : QStringList(
-                          m_groupMembers.find(last.sibling(MemberTable), message.groupId).toList());
+        auto known = m_groupContents.constFind(message.groupId);
+        if (known == m_groupContents.cend()) {
+            const QVector<QString> members =
+                m_groupMembers.find(last.sibling(MemberTable), message.groupId);
+            known = m_groupContents.insert(message.groupId, comparable(members.toList()));
+        }
+        group = *known;
     }
-    m_distinct.remove({message, comparable(members)});
+    m_distinct.remove({message, group});
 }

@@ -11,7 +11,7 @@
 struct LostOldMessage
 {
     CarvedOldMessage message;
-    QStringList members; ///< normalised, ascending
+    QByteArray group; ///< equal for equal members
 };
 
 /// Equal for messages that are equal in all that their record shows.
@@ -66,8 +66,9 @@ private:
 
     KeyedRows<GroupMemberParser, qint64, QString> m_groupMembers;
     KeyedRows<OldRoomParser, QString, QString> m_chats;
-    QHash<qint64, KnownGroup> m_groups; ///< those of lost messages
-    QMap<QString, QString> m_rooms;     ///< identifiers by name; null while not known
+    QHash<qint64, KnownGroup> m_groups;        ///< those of lost messages
+    QHash<qint64, QByteArray> m_groupContents; ///< what is compared of groups
+    QMap<QString, QString> m_rooms;            ///< identifiers by name; null while not known
     QHash<QString, QVector<QString>> m_roomHandles;
     std::deque<CarvedOldMessage> m_lost;
     DistinctRecords<LostOldMessage> m_distinct;

@@ -11,6 +11,14 @@ constexpr quint32 SchemaRootPage = 1;
 /// Few versions are looked at by turns. A log may change the schema with every commit.
 constexpr int KeptSchemas = 8;
 
+// How many times the bytes of the file and its log may be gone through. Every commit of a hostile
+// log can bring back, by writing one page, what another one took away.
+constexpr qint64 MostPayloadReads = 32; ///< as payloads on overflow pages
+constexpr qint64 MostPageVisits = 16;   ///< as pages of tables that change
+constexpr qint64 MostRowBytes = 8;      ///< as rows that went away or changed
+constexpr qint64 MostSchemaReads = 16;
+constexpr qint64 SmallestBudget = 1024 * 1024;
+
 /// True when the first page of two versions holds the same part of the schema.
 bool haveEqualFirstPages(DatabaseReader &earlier, DatabaseReader &later)
 {
@@ -37,7 +45,19 @@ bool SnapshotContext::load()
         return false;
     }
     m_database = std::make_unique<DatabaseReader>(&m_dbFile);
+    setBudgets();
     return m_database->readHeader();
+}
+
+void SnapshotContext::setBudgets()
+{
+    const qint64 size = m_dbFile.size() + m_wal.file().size();
+    const auto budget = [size](qint64 times) { return WorkBudget(SmallestBudget + times * size); };
+    m_payloadBudget = budget(MostPayloadReads);
+    m_pageBudget = budget(MostPageVisits);
+    m_rowBudget = budget(MostRowBytes);
+    m_schemaBudget = budget(MostSchemaReads);
+    m_database->setPayloadBudget(&m_payloadBudget);
 }
 
 DatabaseReader *SnapshotContext::snapshotAt(int commitIndex)
@@ -53,6 +73,7 @@ DatabaseReader *SnapshotContext::snapshotAt(int commitIndex)
         return nullptr;
     }
     snapshot.reader = std::make_unique<DatabaseReader>(snapshot.device.get());
+    snapshot.reader->setPayloadBudget(&m_payloadBudget);
     if (!snapshot.reader->readHeader()) {
         return nullptr;
     }
@@ -104,12 +125,19 @@ const SnapshotContext::Schema *SnapshotContext::schemaOf(int commitIndex)
     const int since = m_schemaSince.at(commitIndex + 1);
     if (!m_schemas.contains(since)) {
         auto schema = std::make_unique<Schema>();
-        if (!readSchema(since, schema.get())) {
+        const bool isOfLast = since == m_schemaSince.last(); // with which all others are compared
+        if ((!spendOnSchema(since) && !isOfLast) || !readSchema(since, schema.get())) {
             schema->clear();
         }
         m_schemas.insert(since, schema.release());
     }
     return m_schemas.object(since);
+}
+
+bool SnapshotContext::spendOnSchema(int commitIndex)
+{
+    const int pages = readerOf(commitIndex)->collectLeafPages(SchemaRootPage).size();
+    return m_schemaBudget.spend(pages * qint64(m_wal.pageSize()));
 }
 
 bool SnapshotContext::readSchema(int commitIndex, Schema *schema)
@@ -130,7 +158,7 @@ bool SnapshotContext::readSchema(int commitIndex, Schema *schema)
 /// before.
 bool SnapshotContext::followSchema(int commitIndex)
 {
-    DatabaseReader *version = readerOf(commitIndex);
+    DatabaseReader *version = m_isSchemaSpent ? nullptr : readerOf(commitIndex);
     if (!version) {
         m_schemaPages.clear(); // read as a whole from the next version on
         return true;
@@ -140,7 +168,8 @@ bool SnapshotContext::followSchema(int commitIndex)
         && (!m_schemaPages.containsAny(written) || wroteHeaderOnly(commitIndex, written))) {
         return false;
     }
-    m_schemaPages.update(*version, SchemaRootPage, written);
+    const int visited = m_schemaPages.update(*version, SchemaRootPage, written).visited;
+    m_isSchemaSpent = !m_schemaBudget.spend(visited * qint64(m_wal.pageSize()));
     return true;
 }
 

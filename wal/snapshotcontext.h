@@ -47,6 +47,11 @@ public:
     /// the commit is cut off: what such a version lacks says nothing about deletions.
     TableVersion table(const QString &name, int commitIndex);
 
+    /// Spends what comparing costs: bytes of pages that are looked at, and of rows that are kept.
+    /// Returns false when it is more than files of this size may cost.
+    bool spendOnPages(qint64 bytes) { return m_pageBudget.spend(bytes); }
+    bool spendOnRows(qint64 bytes) { return m_rowBudget.spend(bytes); }
+
     /// The last commit that is whole; DatabaseFileVersion when there is none.
     int lastWholeCommit() const;
 
@@ -60,7 +65,9 @@ private:
 
     DatabaseReader *readerOf(int commitIndex);
     const Schema *schemaOf(int commitIndex);
+    bool spendOnSchema(int commitIndex);
     bool readSchema(int commitIndex, Schema *schema);
+    void setBudgets();
     bool followSchema(int commitIndex);
     bool wroteHeaderOnly(int commitIndex, const QVector<quint32> &written);
     QIODevice *deviceOf(int commitIndex);
@@ -70,6 +77,12 @@ private:
     WalFile m_wal;
     std::unique_ptr<DatabaseReader> m_database;
     std::map<int, Snapshot> m_snapshots;
+
+    WorkBudget m_payloadBudget;
+    WorkBudget m_pageBudget;
+    WorkBudget m_rowBudget;
+    WorkBudget m_schemaBudget;
+    bool m_isSchemaSpent = false; ///< on telling in which versions it changed
 
     /// For each version, beginning with the file alone: the first version that has its schema.
     QVector<int> m_schemaSince;

@@ -9,6 +9,9 @@
 
 namespace {
 
+/// What a row that is kept costs besides its bytes.
+constexpr qint64 RowCost = 128;
+
 /// Where a row stands.
 struct RowPlace
 {
@@ -150,7 +153,7 @@ bool TableDiff::doesLogFit() const
            && sum.inFile.misfits * onePageIn <= sum.inFile.checked;
 }
 
-/// Returns false when the progress object stopped the scan.
+/// Returns false when the scan is to end.
 bool TableDiff::compareCommit(int commitIndex)
 {
     if (!reportProgress(0)) {
@@ -190,7 +193,14 @@ bool TableDiff::compareTable(ComparedTable *table, const TableVersion &later)
     if (earlierRoot == laterRoot && !pages.containsAny(written)) {
         return true;
     }
-    return compareRows(*table, later, pages.update(*later.m_reader, laterRoot, written));
+    const TablePages::ChangedLeaves leaves = pages.update(*later.m_reader, laterRoot, written);
+    return spendOnPages(leaves) && compareRows(*table, later, leaves);
+}
+
+bool TableDiff::spendOnPages(const TablePages::ChangedLeaves &leaves)
+{
+    const qint64 pages = leaves.visited + leaves.earlier.size() + leaves.later.size();
+    return m_context->spendOnPages(pages * m_context->wal().pageSize());
 }
 
 bool TableDiff::compareRows(const ComparedTable &table, const TableVersion &later,
@@ -214,8 +224,11 @@ bool TableDiff::compareRows(const ComparedTable &table, const TableVersion &late
         if (!earlierReader.moveTo(place)
             || (isLeft
                 && (!laterReader.moveTo(*match)
-                    || areSurelyEqual(earlierReader, laterReader, table.pages)))
-            || !earlierReader.readRow(&earlierRow)) {
+                    || areSurelyEqual(earlierReader, laterReader, table.pages)))) {
+            continue;
+        }
+        if (!earlierReader.readRow(&earlierRow)
+            || !m_context->spendOnRows(earlierRow.record.size() + RowCost)) {
             continue;
         }
         if (!isLeft) {

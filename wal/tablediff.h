@@ -22,8 +22,9 @@ public:
     /// Borrows all; `progress` may be null.
     TableDiff(SnapshotContext *context, TableChangeCollector *collector, ScanProgress *progress);
 
-    /// Compares all versions, until the progress object answers false. Either way the collector is
-    /// told in the end to finish, so that what was found until then is delivered.
+    /// Compares all versions, until the progress object answers false or what a log of this size
+    /// may cost is spent. Either way the collector is told in the end to finish, so that what was
+    /// found until then is delivered.
     void run();
 
 private:
@@ -41,6 +42,7 @@ private:
     bool doesLogFit() const;
     bool compareCommit(int commitIndex);
     bool compareTable(ComparedTable *table, const TableVersion &later);
+    bool spendOnPages(const TablePages::ChangedLeaves &leaves);
     bool compareRows(const ComparedTable &table, const TableVersion &later,
                      const TablePages::ChangedLeaves &leaves);
 

@@ -54,6 +54,7 @@ TablePages::ChangedLeaves TablePages::update(DatabaseReader &version, quint32 ro
             changed.later.append(pageNo);
         }
     }
+    changed.visited = m_now.visited.size();
     sortUnique(&changed.earlier);
     sortUnique(&changed.later);
     return changed;

@@ -22,6 +22,7 @@ public:
     {
         QVector<quint32> earlier;
         QVector<quint32> later;
+        int visited = 0; ///< pages that were read to know them
     };
 
     void clear();

@@ -7,7 +7,6 @@
 #include <QMap>
 
 #include <algorithm>
-#include <climits>
 #include <map>
 #include <memory>
 
@@ -99,7 +98,7 @@ void weixinDBFile::carve()
     }
     findFreeRegions();
     m_roots.clear();
-    m_isSearched.fill(false, int(std::min<qint64>(qint64(headerInfo().pageCount) + 1, INT_MAX)));
+    m_isSearched.fill(false, headerInfo().pageBits());
     std::map<QVector<int>, std::unique_ptr<LayoutSearch>> searches; // nearly always one
     MsgMatcher binder(this);
     int layouts = 0;

@@ -64,11 +64,12 @@ DatabaseImage &DatabaseImage::leafPage(int pageNo, const QVector<QByteArray> &ce
 }
 
 DatabaseImage &DatabaseImage::interiorPage(int pageNo, const QVector<quint32> &leftChildren,
-                                           quint32 rightMostChild)
+                                           quint32 rightMostChild, const QVector<qint64> &keys)
 {
     QVector<QByteArray> cells;
     for (const quint32 child : leftChildren) {
-        cells.append(bigEndian(child) + varint(quint64(cells.size()) + 1));
+        const qint64 key = keys.value(cells.size(), cells.size() + 1);
+        cells.append(bigEndian(child) + varint(quint64(key)));
     }
     const int header = btreePage(pageNo, 5, 12, cells);
     return put32(header + 8, rightMostChild);

@@ -28,8 +28,10 @@ public:
 
     /// Lays the cells out from the end of the page towards its start, as SQLite does.
     DatabaseImage &leafPage(int pageNo, const QVector<QByteArray> &cells);
+    /// The keys of the left children are 1, 2, 3 ... unless they are given.
     DatabaseImage &interiorPage(int pageNo, const QVector<quint32> &leftChildren,
-                                quint32 rightMostChild);
+                                quint32 rightMostChild,
+                                const QVector<qint64> &keys = QVector<qint64>());
     /// Makes page 1 list this table alone.
     DatabaseImage &schemaTable(const QString &name, quint32 rootPage, const QString &sql);
     DatabaseImage &trunkPage(int pageNo, quint32 next, const QVector<quint32> &leaves,

@@ -12,8 +12,9 @@ struct KindSample
 {
     const char *name;
     ScanType type;
+    bool hasLog;           ///< true when its kind is compared in logs as well
     SampleOptions options; ///< as devices lay the file out
-    std::function<bool(SampleDatabase *db)> live;
+    std::function<bool(SampleDatabase *db)> fill;
     const char *loss; ///< a statement that deletes rows of it
     int searches;     ///< each takes the whole span of progress
 };

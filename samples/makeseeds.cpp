@@ -2,6 +2,7 @@
 // of losing rows, with all page sizes and encodings, and logs.
 
 #include "api/scantype.h"
+#include "samples/backupsample.h"
 #include "samples/calendarsamples.h"
 #include "samples/callsamples.h"
 #include "samples/contactsamples.h"
@@ -9,6 +10,7 @@
 #include "samples/notesamples.h"
 #include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
+#include "samples/samplerandom.h"
 #include "samples/weixinsamples.h"
 #include "samples/whatsappsamples.h"
 
@@ -122,8 +124,23 @@ public:
         }
     }
 
-    /// Adds a text of at least one byte for a target that takes no database.
-    void addText(const char *target, const QByteArray &text) { save(target, text); }
+    /// Adds bytes for a target that takes no database.
+    void add(const char *target, const QByteArray &bytes) { save(target, bytes); }
+
+    /// Adds the files of a backup, of which the first byte tells their number.
+    void addBackup(const QVector<IndexedFile> &files, const BackupFacts &facts)
+    {
+        const QString folder = m_scratch.path();
+        if (!writeBackupIndex(folder, BackupLayout::Flat, files)
+            || !writeBackupIndex(folder, BackupLayout::Folders, files)
+            || !writePropertyLists(folder, facts)) {
+            fail(QStringLiteral("cannot make a backup"));
+        }
+        int number = 0;
+        for (const char *name : {"Manifest.mbdb", "Manifest.db", "Info.plist"}) {
+            save("backup", char(number++) + read(m_scratch.filePath(QLatin1String(name))));
+        }
+    }
 
     bool isSound() const { return m_isSound; }
     const QString &error() const { return m_error; }
@@ -285,8 +302,34 @@ void addTexts(SeedMaker *seeds)
         db.create(folder.filePath(QStringLiteral("notes.db")));
         makeNoteSample(&db, {NoteLayout::Ios7, deletion, 12, 3}, &sample);
         for (const SampleNote &note : qAsConst(sample.live)) {
-            seeds->addText("notehtml", char(deletion) + note.html().toUtf8());
+            seeds->add("notehtml", char(deletion) + note.html().toUtf8());
         }
+    }
+}
+
+void addRecords(SeedMaker *seeds)
+{
+    SampleRandom random(1);
+    for (int i = 0; i < 40; ++i) {
+        QByteArray bytes;
+        for (int left = 40; left > 0; --left) {
+            const QByteArray text = (random.firstName() + random.mailAddress()).toUtf8();
+            bytes += char(random.number(0, 256)) + text.left(random.number(0, 20));
+        }
+        seeds->add("writers", bytes);
+    }
+}
+
+void addBackups(SeedMaker *seeds)
+{
+    QVector<IndexedFile> files;
+    BackupFacts facts;
+    facts.date = QDateTime::fromSecsSinceEpoch(1400000000, Qt::UTC);
+    for (const char *name : {"Library", "Library/SMS/sms.db", "Media/\xC3\xA9.jpg"}) {
+        files.append(
+            {QStringLiteral("HomeDomain"), QString::fromUtf8(name), 4096, files.isEmpty()});
+        facts.deviceName += QString::fromUtf8(name);
+        seeds->addBackup(files, facts);
     }
 }
 
@@ -303,6 +346,8 @@ int main(int argc, char *argv[])
     addNotes(&seeds);
     addLogs(&seeds);
     addTexts(&seeds);
+    addRecords(&seeds);
+    addBackups(&seeds);
     if (!seeds.isSound()) {
         QTextStream(stderr) << "makeseeds: " << seeds.error() << '\n';
         return 1;
