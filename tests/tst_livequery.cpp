@@ -160,7 +160,7 @@ void TestLiveQuery::computedBytesEnd()
         "select a + 1 from n where a < 1000) insert into t (a) select 300000 from n")));
     QVERIFY(db.close());
     const int count = names(path, SelectAll).size();
-    QVERIFY2(count > 1 && count < 20, qPrintable(QString::number(count)));
+    QVERIFY2(count > 1 && count < 40, qPrintable(QString::number(count)));
     QVERIFY(db.open(path) && db.exec(QStringLiteral("update t set a = 3000000")) && db.close());
     QCOMPARE(names(path, SelectAll), QStringList());
 }
