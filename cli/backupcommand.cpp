@@ -62,10 +62,10 @@ QString obstacleOf(const Scan &scan)
 void run(Scan *scan, bool isHashed, ConsoleProgress *progress)
 {
     ScannedDatabase *const file = &scan->file;
+    file->problem = obstacleOf(*scan);
     if (isHashed) {
         file->sha256 = hashOf(file->path);
     }
-    file->problem = obstacleOf(*scan);
     if (!file->problem.isNull()) {
         progress->skip(double(file->size));
         return;
@@ -75,6 +75,9 @@ void run(Scan *scan, bool isHashed, ConsoleProgress *progress)
     } else {
         scanDatabase(file, progress);
     }
+    if (isInterrupted()) {
+        file->remark = QStringLiteral("the scan was stopped");
+    }
 }
 
 /// Scans what the backup holds until the program is asked to stop.
@@ -83,9 +86,10 @@ void scanAll(QVector<Scan> scans, bool isHashed, Report *report)
     ConsoleProgress progress(progressTerminal(), weightOf(scans));
     for (Scan &scan : scans) {
         if (isInterrupted()) {
-            return;
+            scan.file.remark = QStringLiteral("the run was stopped before this scan");
+        } else {
+            run(&scan, isHashed, &progress);
         }
-        run(&scan, isHashed, &progress);
         report->databases.append(scan.file);
     }
 }

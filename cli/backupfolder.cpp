@@ -21,6 +21,13 @@ bool isThere(const QString &path)
     return info.exists() || info.isSymLink();
 }
 
+/// True when the folder of the path does not tell whether the file is there.
+bool mayHide(const QString &path)
+{
+    const QFileInfo folder(QFileInfo(path).path());
+    return folder.isDir() && !folder.isExecutable();
+}
+
 /// Returns the path of the backup's file of that name; empty when there is none. What is no file
 /// counts where nothing better is there.
 QString findFile(const QDir &backup, const QString &name)
@@ -33,7 +40,7 @@ QString findFile(const QDir &backup, const QString &name)
     if (QFileInfo(flat).isFile() || isThere(flat)) {
         return flat;
     }
-    return isThere(inFolder) ? inFolder : QString();
+    return isThere(inFolder) || mayHide(inFolder) ? inFolder : QString();
 }
 
 /// A log without a byte is what SQLite leaves once all of it is in the database: as good as none.
@@ -204,10 +211,12 @@ QString backupObstacle(const QDir &backup, BackupIndexState index, BackupContent
     const bool anyIsDatabase = count(DatabaseState::Readable) + count(DatabaseState::Damaged) > 0;
     const bool looksEncrypted = count(DatabaseState::LooksEncrypted) == states.size()
                                 && (index == BackupIndexState::LooksEncrypted || !states.isEmpty());
-    if (says && anyIsDatabase) { // perhaps a decrypted copy that goes on to say so
-        return QStringLiteral("the backup calls itself encrypted, though databases in it are not; "
-                              "scan those one by one with \"sqliterecovery scan TYPE FILE\": %1")
-            .arg(backup.path());
+    if (says && anyIsDatabase) { // a decrypted copy, which goes on to say so
+        contents->warnings.append(
+            QStringLiteral("the backup calls itself encrypted, though databases in it are not; "
+                           "those are scanned: %1")
+                .arg(backup.filePath(QStringLiteral("Manifest.plist"))));
+        return QString();
     }
     if (says || looksEncrypted) {
         return QStringLiteral("the backup %1 encrypted; decrypt it first and scan the decrypted "

@@ -167,9 +167,6 @@ ScannedDatabase requestedFile(const ScanRequest &request, const QString &path)
     file.place = path;
     file.path = path;
     file.size = QFileInfo(path).size();
-    if (wantsHashes(request)) {
-        file.sha256 = hashOf(path);
-    }
     return file;
 }
 
@@ -224,6 +221,7 @@ int Output::open(const ScanRequest &request)
         }
     }
     m_format = request.format;
+    m_path = request.output;
     m_isFolder = request.toFolder;
     if (m_isFolder) {
         return m_folder.open(request.output, csvNames(), request.replaces)
@@ -236,7 +234,9 @@ int Output::open(const ScanRequest &request)
 
 int Output::failedToWrite(const QString &reason)
 {
-    return failed(QStringLiteral("cannot write the output: %1").arg(reason));
+    const bool isNamed = m_path.isEmpty() || reason.contains(m_path);
+    return failed(QStringLiteral("cannot write the output: %1")
+                      .arg(isNamed ? reason : reason + QLatin1String(": ") + m_path));
 }
 
 bool Output::printFiles(const Report &report)

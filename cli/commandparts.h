@@ -93,6 +93,7 @@ private:
     int failedToWrite(const QString &reason);
 
     const Format *m_format = nullptr;
+    QString m_path;
     bool m_isFolder = false;
     OutputFile m_file;
     OutputFolder m_folder;

@@ -10,6 +10,7 @@
 #include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
 
@@ -86,7 +87,15 @@ bool hasVersions(ScanType type)
 
 QByteArray hashOf(const QString &path)
 {
+    constexpr qint64 step = 1024 * 1024;
     QFile file(path);
     QCryptographicHash hash(QCryptographicHash::Sha256);
-    return file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result() : QByteArray();
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+        return QByteArray();
+    }
+    while (!file.atEnd() && !isInterrupted()) {
+        hash.addData(file.read(step));
+    }
+    const bool isWhole = file.atEnd() && file.error() == QFileDevice::NoError;
+    return isWhole ? hash.result() : QByteArray();
 }

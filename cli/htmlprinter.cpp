@@ -203,8 +203,8 @@ QByteArray HtmlPage::runFacts() const
     const QString program = QStringLiteral("sqliterecovery %1").arg(m_report.programVersion);
     return "<div>\n<h2>Scan</h2>\n<dl>\n" + foreignFact("Source", m_report.source)
            + foreignFact("Started", m_report.started) + fact("Program", htmlText(program))
-           + fact("Result", htmlText(countText(m_contents.items, QStringLiteral("deleted record"),
-                                               QStringLiteral("deleted records"))))
+           + fact("Result", htmlText(countText(m_contents.items, QStringLiteral("recovered record"),
+                                               QStringLiteral("recovered records"))))
            + "</dl>\n</div>\n";
 }
 

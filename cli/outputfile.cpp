@@ -4,8 +4,11 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSaveFile>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -38,6 +41,42 @@ QString existsText(const QString &path)
 }
 
 } // namespace
+
+/// A file of which the first failure is kept: later ones, and closing it, would make an unknown
+/// error of it.
+class NewFile : public QSaveFile
+{
+public:
+    using QSaveFile::QSaveFile;
+
+    bool isWritten()
+    {
+        errno = 0;
+        keepReason(flush() && error() == QFileDevice::NoError);
+        return m_reason.isNull();
+    }
+    QString reason() const { return m_reason.isNull() ? errorString() : m_reason; }
+
+protected:
+    qint64 writeData(const char *data, qint64 size) override
+    {
+        errno = 0;
+        const qint64 written = QSaveFile::writeData(data, size);
+        keepReason(written == size);
+        return written;
+    }
+
+private:
+    void keepReason(bool isGood)
+    {
+        if (!isGood && m_reason.isNull()) {
+            // Of a disk that took a part Qt says nothing but that it failed.
+            m_reason = errno != 0 ? QString::fromLocal8Bit(std::strerror(errno)) : errorString();
+        }
+    }
+
+    QString m_reason;
+};
 
 bool namesEvidence(const QString &path, const QString &database)
 {
@@ -80,22 +119,26 @@ bool OutputFile::open(const QString &path, bool replaces)
     if (info.exists() && !info.isFile() && !info.isDir()) {
         m_device.reset(new QFile(path));
     } else {
-        m_device.reset(new QSaveFile(path));
+        m_device.reset(new NewFile(path));
     }
     return m_device->open(QIODevice::WriteOnly);
 }
 
 bool OutputFile::commit()
 {
-    if (auto *file = qobject_cast<QSaveFile *>(m_device.data())) {
-        return file->commit();
+    if (auto *file = dynamic_cast<NewFile *>(m_device.data())) {
+        return file->isWritten() && file->commit();
     }
     return m_device->flush() && m_device->error() == QFileDevice::NoError;
 }
 
 QString OutputFile::errorString() const
 {
-    return m_error.isNull() ? m_device->errorString() : m_error;
+    if (!m_error.isNull()) {
+        return m_error;
+    }
+    const auto *file = dynamic_cast<const NewFile *>(m_device.data());
+    return file != nullptr ? file->reason() : m_device->errorString();
 }
 
 OutputFolder::OutputFolder() = default;
@@ -118,10 +161,13 @@ bool OutputFolder::open(const QString &path, const QStringList &names, bool repl
     }
     for (const QString &name : names) {
         const QString file = m_path + QLatin1Char('/') + name;
-        if (!replaces && QFileInfo::exists(file)) {
-            m_error = existsText(file);
-            return false;
+        if (QFileInfo::exists(file)) {
+            m_replaced.append(file);
         }
+    }
+    if (!replaces && !m_replaced.isEmpty()) {
+        m_error = existsText(m_replaced.first());
+        return false;
     }
     return prepare();
 }
@@ -140,7 +186,7 @@ bool OutputFolder::prepare()
 
 QIODevice *OutputFolder::add(const QString &name)
 {
-    auto file = std::make_unique<QSaveFile>(m_workPath + QLatin1Char('/') + name);
+    auto file = std::make_unique<NewFile>(m_workPath + QLatin1Char('/') + name);
     if (!file->open(QIODevice::WriteOnly)) {
         m_error = file->errorString();
         return nullptr;
@@ -151,17 +197,22 @@ QIODevice *OutputFolder::add(const QString &name)
 
 bool OutputFolder::commit()
 {
-    for (const std::unique_ptr<QSaveFile> &file : m_files) {
-        if (!file->flush() || file->error() != QFileDevice::NoError) {
-            m_error = file->errorString();
+    for (const std::unique_ptr<NewFile> &file : m_files) {
+        if (!file->isWritten()) {
+            m_error = file->reason();
             return false;
         }
     }
-    for (const std::unique_ptr<QSaveFile> &file : m_files) {
+    for (const std::unique_ptr<NewFile> &file : m_files) {
         if (!file->commit()) {
-            m_error = file->errorString();
+            m_error = file->reason();
             return false;
         }
+        m_replaced.removeAll(file->fileName());
+    }
+    // What this run has no records of would seem to belong to it.
+    for (const QString &former : qAsConst(m_replaced)) {
+        QFile::remove(former);
     }
     if (m_workPath != m_path && !QDir().rename(m_workPath, m_path)) {
         m_error = QStringLiteral("cannot create the folder: %1").arg(m_path);
@@ -169,6 +220,14 @@ bool OutputFolder::commit()
     }
     m_isPrepared = false;
     return true;
+}
+
+QString OutputFolder::errorString() const
+{
+    if (!m_error.isEmpty() || m_files.empty()) {
+        return m_error;
+    }
+    return m_files.back()->reason();
 }
 
 bool writeAll(QIODevice &out, const QByteArray &bytes)

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <QSaveFile>
+#include <QFileDevice>
 #include <QScopedPointer>
 #include <QStringList>
 
 #include <memory>
 #include <vector>
 
-class QFileDevice;
+class NewFile;
 class QIODevice;
 
 /// Whether writing to `path` would replace the database `database` or one of the files that SQLite
@@ -49,23 +49,25 @@ public:
     ~OutputFolder();
 
     /// Takes the folder `path`, which need not exist. Returns false on failure, also when it holds
-    /// one of the files `names` already and `replaces` is false.
+    /// one of the files `names` already and `replaces` is false; those are gone once all is in
+    /// place.
     bool open(const QString &path, const QStringList &names, bool replaces);
     /// A new file; owned by this object. Null on failure.
     QIODevice *add(const QString &name);
     /// Writes what is still buffered and puts the files in place. Returns false on failure; a new
     /// folder does not appear then.
     bool commit();
-    /// Why open(), add() or commit() failed.
-    QString errorString() const { return m_error; }
+    /// Why open(), add(), writing to the last file or commit() failed.
+    QString errorString() const;
 
 private:
     bool prepare();
 
     QString m_path;
+    QStringList m_replaced; ///< files of former runs
     QString m_workPath; ///< where the files are written: a folder of another name, when it is new
     bool m_isPrepared = false;
-    std::vector<std::unique_ptr<QSaveFile>> m_files;
+    std::vector<std::unique_ptr<NewFile>> m_files;
     QString m_error;
 };
 

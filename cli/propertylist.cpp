@@ -240,5 +240,7 @@ QDateTime PropertyList::date(const char *key) const
     qint32 seconds = 0;
     qint32 microseconds = 0;
     plist_get_date_val(date, &seconds, &microseconds);
-    return QDateTime::fromSecsSinceEpoch(secondsFrom1970To2001 + seconds, Qt::UTC);
+    // The library cuts the number to 32 bits: what lies far ahead seems to lie before 2001.
+    return seconds > 0 ? QDateTime::fromSecsSinceEpoch(secondsFrom1970To2001 + seconds, Qt::UTC)
+                       : QDateTime();
 }

@@ -44,6 +44,15 @@ Time timeOf(const QCborMap &record, const char *field)
                 : QString::number(stored.toDouble(), 'f', QLocale::FloatingPointShortest)};
 }
 
+/// Whole days begin and end at midnight wherever one is; what was stored as the midnight of some
+/// place can only be told as it is.
+QString dayOf(const QString &utc)
+{
+    const QStringRef time = utc.midRef(10);
+    const bool isDay = time == QLatin1String("T00:00:00Z") || time == QLatin1String("T23:59:59Z");
+    return isDay ? utc.left(10) : utc;
+}
+
 /// A time of the calendar, where 0 stands for none.
 Time calendarTime(const QCborMap &record, const char *field, bool isWholeDay)
 {
@@ -51,7 +60,7 @@ Time calendarTime(const QCborMap &record, const char *field, bool isWholeDay)
         return {};
     }
     const Time time = timeOf(record, field);
-    return {time.utc.left(isWholeDay ? 10 : -1), time.stored};
+    return {isWholeDay ? dayOf(time.utc) : time.utc, time.stored};
 }
 
 /// The texts that are not empty, with `separator` between two of them.

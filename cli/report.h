@@ -34,7 +34,7 @@ struct ScannedDatabase
     bool isLog = false;
     QByteArray sha256; ///< 32 bytes; empty when not wanted
     QString problem;   ///< why it could not be scanned; empty when it was
-    QString remark;    ///< why nothing was found, where that is known
+    QString remark;    ///< why nothing was found, where that is known, or not all
     ScanResults results;
     std::shared_ptr<void> facade; ///< what the results are read from
 };

@@ -70,11 +70,9 @@ QString findingsText(const ScannedDatabase &database)
             found.append(QStringLiteral("%1: %2").arg(QLatin1String(kind.heading)).arg(items));
         }
     }
-    if (found.isEmpty()) {
-        return database.remark.isEmpty() ? QStringLiteral("nothing")
-                                         : QStringLiteral("nothing: ") + database.remark;
-    }
-    return found.join(QStringLiteral(", "));
+    const QString text =
+        found.isEmpty() ? QStringLiteral("nothing") : found.join(QStringLiteral(", "));
+    return database.remark.isEmpty() ? text : text + QStringLiteral(": ") + database.remark;
 }
 
 QString sizeText(qint64 bytes)

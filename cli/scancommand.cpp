@@ -21,6 +21,9 @@ int scanFile(const ScanRequest &request, Report report)
     if (opened != ExitDone) {
         return opened;
     }
+    if (wantsHashes(request)) {
+        database.sha256 = hashOf(database.path);
+    }
     {
         ConsoleProgress progress(progressTerminal(), double(database.size));
         scanDatabase(&database, &progress);

@@ -22,6 +22,9 @@ int scanLogFile(const ScanRequest &request, Report report)
     if (opened != ExitDone) {
         return opened;
     }
+    if (wantsHashes(request)) {
+        log.sha256 = hashOf(log.path);
+    }
     {
         ConsoleProgress progress(progressTerminal(), double(log.size));
         scanLog(&log, path, &progress);

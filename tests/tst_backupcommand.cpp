@@ -20,6 +20,7 @@
 #include <csignal>
 #include <random>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -128,6 +129,9 @@ private Q_SLOTS:
     void outputNeverGoesIntoTheBackup();
     void existingFoldersAreCompletedButNothingIsReplaced();
     void unwritableFolders();
+    void fullDisk_data();
+    void fullDisk();
+    void pipesAreNoDatabases();
     void stoppedRunsAreValid_data();
     void stoppedRunsAreValid();
     void evidenceStaysUntouched();
@@ -394,16 +398,25 @@ void TestBackupCommand::existingFoldersAreCompletedButNothingIsReplaced()
     const QStringList options{QStringLiteral("--format"), QStringLiteral("csv"),
                               QStringLiteral("--output"), output};
     QCOMPARE(scan(backup("flat"), options).exitCode, 0);
-    const QByteArray calls = readFile(output + QStringLiteral("/call.csv"));
+    const QByteArray table = readFile(output + QStringLiteral("/call.csv"));
     QVERIFY(writeFile(output + QStringLiteral("/call.csv"), "edited"));
     const Run refused = scan(backup("flat"), options);
     QCOMPARE(refused.exitCode, 1);
     QVERIFY2(isOneLine(refused.err) && refused.err.contains("--force"), refused.err.constData());
     QCOMPARE(readFile(output + QStringLiteral("/call.csv")), QByteArray("edited"));
     QCOMPARE(scan(backup("flat"), options + QStringList{QStringLiteral("--force")}).exitCode, 0);
-    QCOMPARE(readFile(output + QStringLiteral("/call.csv")), calls);
+    QCOMPARE(readFile(output + QStringLiteral("/call.csv")), table);
     QCOMPARE(readFile(output + QStringLiteral("/mine.txt")), QByteArray("kept"));
     QCOMPARE(QDir(output).entryList(QDir::Files | QDir::Hidden).size(), 13);
+
+    // A table of the former backup would seem to be one of this.
+    const QString calls = copyOf("flat");
+    for (const BackupDatabase &database : readBackup(calls).databases) {
+        QVERIFY(database.type == ScanTypeCallHistory || QFile::remove(database.path));
+    }
+    QCOMPARE(scan(calls, options + QStringList{QStringLiteral("--force")}).exitCode, 0);
+    QCOMPARE(QDir(output).entryList(QDir::Files | QDir::Hidden),
+             (QStringList{QStringLiteral("call.csv"), QStringLiteral("mine.txt")}));
 }
 
 void TestBackupCommand::unwritableFolders()
@@ -420,6 +433,58 @@ void TestBackupCommand::unwritableFolders()
     QCOMPARE(none.exitCode, 2);
     QVERIFY(isOneLine(none.err) && none.err.contains("--output"));
     QCOMPARE(QDir(m_folder->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 1);
+}
+
+void TestBackupCommand::fullDisk_data()
+{
+    QTest::addColumn<QString>("format");
+    QTest::addColumn<QString>("output");
+    QTest::newRow("text") << QStringLiteral("text") << QStringLiteral("out");
+    QTest::newRow("jsonl") << QStringLiteral("jsonl") << QStringLiteral("out");
+    QTest::newRow("html") << QStringLiteral("html") << QStringLiteral("out");
+    QTest::newRow("csv") << QStringLiteral("csv") << QStringLiteral("out/");
+}
+
+/// No file can grow beyond some size, as on a disk that is full.
+void TestBackupCommand::fullDisk()
+{
+    QFETCH(QString, format);
+    QFETCH(QString, output);
+    class LimitedProcess : public QProcess
+    {
+    protected:
+        void setupChildProcess() override
+        {
+            const rlimit limit{4096, 4096};
+            setrlimit(RLIMIT_FSIZE, &limit);
+            std::signal(SIGXFSZ, SIG_IGN);
+        }
+    };
+    LimitedProcess process;
+    process.start(QStringLiteral(SQLITERECOVERY_PROGRAM),
+                  {QStringLiteral("backup"), backup("flat"), QStringLiteral("--format"), format,
+                   QStringLiteral("--output"), path(output)});
+    const Run run = finish(process);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(isOneLine(run.err) && run.err.contains("cannot write the output: File too large"),
+             run.err.constData());
+    QVERIFY2(run.err.contains(QFile::encodeName(path(output))), run.err.constData());
+    QVERIFY(QDir(m_folder->path()).isEmpty());
+}
+
+/// Reading it would take for ever.
+void TestBackupCommand::pipesAreNoDatabases()
+{
+    const QString folder = copyOf("flat");
+    const QString messages = readBackup(folder).databases.at(1).path;
+    QVERIFY(QFile::remove(messages));
+    QCOMPARE(mkfifo(QFile::encodeName(messages).constData(), 0600), 0);
+    const QStringList html{QStringLiteral("--format"), QStringLiteral("html")};
+    const Run run = scan(folder, html);
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY2(run.err.contains("sms.db: cannot read the file"), run.err.constData());
+    const QStringList command{QStringLiteral("scan"), QStringLiteral("messages"), messages};
+    QCOMPARE(runProgram(command + html).exitCode, 1);
 }
 
 void TestBackupCommand::stoppedRunsAreValid_data()
@@ -451,6 +516,10 @@ void TestBackupCommand::stoppedRunsAreValid()
     QVERIFY2(isOneLine(run.err) && run.err.contains("stopped"), run.err.constData());
     QCOMPARE(QJsonDocument::fromJson(out).array().size(), out.count("\"kind\""));
     QVERIFY(out.startsWith('[') && out.endsWith("]\n"));
+    // Of a backup the table tells what is missing.
+    const bool isBackup = command.first() == QStringLiteral("backup");
+    const int databases = isBackup ? readBackup(backup("flat")).databases.size() : 0;
+    QVERIFY(run.out.count("the run was stopped before this scan") >= databases);
 }
 
 void TestBackupCommand::evidenceStaysUntouched()

@@ -569,7 +569,11 @@ void TestCliParts::eventsAndRemindersAsText()
                              QStringLiteral("2012-04-18T01:00:00Z"), QStringLiteral("356403600.25"),
                              QStringLiteral("Dentist"), QStringLiteral("Room 4")})});
     event[QStringLiteral("allDay")] = 1;
-    QCOMPARE(calendarRows(event).first().at(2), QStringLiteral("2012-04-18"));
+    QCOMPARE(calendarRows(event).first().at(0), QStringLiteral("2012-04-18"));
+    // No midnight of this day: which day it was there is not known.
+    QCOMPARE(calendarRows(event).first().at(2), QStringLiteral("2012-04-18T01:00:00Z"));
+    const QCborMap day = calendarMap({QString(), QString(), QString(), 0, 356486399, 1});
+    QCOMPARE(calendarRows(day).first().at(2), QStringLiteral("2012-04-18"));
     const QCborMap reminder = reminderMap(
         {QStringLiteral("Milk"), QString(), QStringLiteral("Shopping"), QString(), 0, 1e15, 9});
     QCOMPARE(
