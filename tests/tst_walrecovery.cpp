@@ -2,7 +2,6 @@
 #include "samples/calendarsamples.h"
 #include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
-#include "samples/samplerandom.h"
 #include "tests/support/logversions.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/walbuilder.h"
@@ -149,7 +148,6 @@ private Q_SLOTS:
     void namesComeFromAnyVersion();
     void placesAlone();
     void itemsThatSayNothing();
-    void damagedCalendars();
     void rowsOlderThanColumns();
     void cutAtEveryLength();
     void restartedLog();
@@ -404,33 +402,6 @@ void TestWalRecovery::itemsThatSayNothing()
     QCOMPARE(recovery.getReminderCount(), 1U);
     QCOMPARE(recovery.getReminder(0)->title, QStringLiteral("a"));
     QCOMPARE(recovery.getCalendarCount(), 0U);
-}
-
-/// Bytes of the log are replaced at random: the scan ends, and finds no more than there can be.
-void TestWalRecovery::damagedCalendars()
-{
-    for (quint32 seed = 1; seed <= 10; ++seed) {
-        SampleDatabase db;
-        CalendarSample sample;
-        const CalendarPlan plan{CalendarLayout::Ios10, CalendarDeletion::Edited, 40, seed};
-        QVERIFY(db.create(path("device.db"), deviceOptions(plan.layout)) && db.startLog());
-        QVERIFY(makeCalendarSample(&db, plan, &sample) && db.copyWithLog(path("case.db")));
-        SampleRandom random(seed);
-        QFile log(path("case.db-wal"));
-        QVERIFY(log.open(QIODevice::ReadWrite));
-        for (int i = 0; i < 2000; ++i) {
-            const int frame = random.number(0, int((log.size() - 32) / (24 + 4096)));
-            const int offset = random.number(24, 24 + 4096);
-            const char byte = char(random.number(0, 256));
-            QVERIFY(log.seek(32 + qint64(frame) * (24 + 4096) + offset)
-                    && log.write(&byte, 1) == 1);
-        }
-        log.close();
-        WalRecovery recovery;
-        recovery.scanRecoveryForType(ScanTypeCalendar, path("case.db"), path("case.db-wal"),
-                                     nullptr);
-        QVERIFY(recovery.getCalendarCount() + recovery.getReminderCount() < 5000);
-    }
 }
 
 /// Rows keep the columns under which they were written.

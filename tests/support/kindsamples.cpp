@@ -8,6 +8,7 @@
 #include "samples/safarisamples.h"
 #include "samples/weixinsamples.h"
 #include "samples/whatsappsamples.h"
+#include "tests/support/testfiles.h"
 
 #include <QFile>
 #include <QtTest>
@@ -73,9 +74,12 @@ const QVector<KindSample> &kindSamples()
         {"notes since iOS 9", ScanTypeIos9Notes, deviceOptions(NoteLayout::Store17),
          living(makeNoteSample, {NoteLayout::Store17, NoteDeletion::Scattered, 40}),
          "delete from ziccloudsyncingobject where rowid % 4 = 1", 1},
+        {"older wechat", ScanTypeWeChat, deviceOptions(WeixinLayout::Old),
+         living(makeWeixinSample, {WeixinLayout::Old, WeixinDeletion::Scattered, 150, 1, 5}),
+         "create table more (x)", 1}, // the names of its tables are digests
         {"wechat", ScanTypeWeChat, deviceOptions(WeixinLayout::Wcdb),
          living(makeWeixinSample, {WeixinLayout::Wcdb, WeixinDeletion::Scattered, 150, 1, 5}),
-         "create table more (x)", 1}, // the names of its tables are digests
+         "create table more (x)", 1},
     };
     return all;
 }
@@ -96,6 +100,20 @@ bool makeKindSample(const KindSample &kind, const QString &path)
     return db.create(path, kind.options) && kind.live(&db) && db.close();
 }
 
+QByteArray kindSampleOfPages(const KindSample &kind, const QString &path, int pageSize)
+{
+    SampleOptions options;
+    options.pageSize = pageSize;
+    SampleDatabase db;
+    const QString freePages = QStringLiteral("create table spare (x);"
+                                             "insert into spare values (zeroblob(%1));"
+                                             "drop table spare;");
+    return db.create(path, options) && kind.live(&db) && db.exec(freePages.arg(4 * pageSize))
+                   && db.close()
+               ? readFile(path)
+               : QByteArray();
+}
+
 bool makeKindSampleWithLog(const KindSample &kind, const QString &path)
 {
     const QString device = path + QStringLiteral(".device");
@@ -103,4 +121,20 @@ bool makeKindSampleWithLog(const KindSample &kind, const QString &path)
     return db.create(device, kind.options) && kind.live(&db) && db.startLog()
            && db.exec(QLatin1String(kind.loss)) && db.copyWithLog(path) && db.close()
            && QFile::remove(device);
+}
+
+bool makeKindSampleInLog(const KindSample &kind, const QString &path, int pageSize)
+{
+    const QString device = path + QStringLiteral(".device");
+    SampleOptions options;
+    options.pageSize = pageSize;
+    SampleDatabase db;
+    return db.create(device, options) && db.startLog() && kind.live(&db) && db.copyWithLog(path)
+           && db.close() && QFile::remove(device);
+}
+
+bool isComparedInLogs(const KindSample &kind)
+{
+    return kind.type == ScanTypeContacts || kind.type == ScanTypeMessages
+           || kind.type == ScanTypeCalendar || kind.type == ScanTypeBookmarks;
 }

@@ -27,5 +27,12 @@ void addKindRows(bool (*fits)(const KindSample &kind) = nullptr);
 
 /// Makes the sample at `path`. Returns false when SQLite refuses a step.
 bool makeKindSample(const KindSample &kind, const QString &path);
+/// The same in pages of another size, some of them free. Returns the bytes; none on failure.
+QByteArray kindSampleOfPages(const KindSample &kind, const QString &path, int pageSize);
 /// The same with a log beside it, in which more is deleted.
 bool makeKindSampleWithLog(const KindSample &kind, const QString &path);
+/// A log that holds the whole life of the database, in pages of another size.
+bool makeKindSampleInLog(const KindSample &kind, const QString &path, int pageSize);
+
+/// True for the kinds that are compared in logs.
+bool isComparedInLogs(const KindSample &kind);
