@@ -35,7 +35,8 @@ class ScanProgress;
 /// set with the environment variable TMPDIR.
 ///
 /// Threads: none are started. One thread at a time uses an object; the progress object is called on
-/// the thread that called the scan.
+/// the thread that called the scan. All objects of a process share one list of WeChat
+/// conversations: while one scans those, no other may scan them or be destroyed.
 class SQLITERECOVERY_EXPORT SqliteRecovery
 {
 public:

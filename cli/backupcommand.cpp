@@ -101,11 +101,9 @@ void printProblems(const Report &report)
             printMessage(QStringLiteral("%1: %2").arg(database.place, database.problem));
         }
     }
-    const int failures = failuresIn(report);
-    if (failures > 0) {
-        printMessage(QStringLiteral("%1 of %2 files could not be scanned")
-                         .arg(failures)
-                         .arg(report.databases.size()));
+    const QString failures = failuresText(report);
+    if (!failures.isEmpty()) {
+        printMessage(failures);
     }
 }
 
@@ -121,6 +119,18 @@ int showSummary(const ScanRequest &request, const Report &report)
     return isShown ? ExitDone : failed(QStringLiteral("cannot write the summary"));
 }
 
+/// Links in the folder may lead to evidence that lies elsewhere.
+ScanRequest withEvidence(ScanRequest request, const BackupContents &contents)
+{
+    for (const BackupDatabase &database : contents.databases) {
+        request.files.append(database.path);
+        if (!database.logPath.isEmpty()) {
+            request.files.append(database.logPath);
+        }
+    }
+    return request;
+}
+
 int scanBackup(const ScanRequest &request, Report report)
 {
     const BackupContents contents = readBackup(request.files.first());
@@ -131,12 +141,13 @@ int scanBackup(const ScanRequest &request, Report report)
         return failed(contents.problem);
     }
     Output output;
-    const int opened = output.open(request);
+    const int opened = output.open(withEvidence(request, contents));
     if (opened != ExitDone) {
         return opened;
     }
     report.isBackup = true;
     report.device = contents.device;
+    report.warnings = contents.warnings;
     scanAll(scansOf(contents), wantsHashes(request), &report);
     printProblems(report);
     if (!report.databases.isEmpty() && failuresIn(report) == report.databases.size()) {

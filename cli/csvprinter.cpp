@@ -1,5 +1,6 @@
 #include "cli/csvprinter.h"
 
+#include "cli/displaytext.h"
 #include "cli/jsonprinter.h"
 #include "cli/outputfile.h"
 #include "cli/report.h"
@@ -34,9 +35,28 @@ QString defused(const QString &text)
 QByteArray quoted(const QByteArray &cell)
 {
     const bool plain = std::none_of(cell.cbegin(), cell.cend(), [](char c) {
-        return c == ',' || c == '"' || c == '\r' || c == '\n';
+        return c == ',' || c == ';' || c == '"' || c == '\r' || c == '\n';
     });
     return plain ? cell : '"' + QByteArray(cell).replace('"', "\"\"") + '"';
+}
+
+bool isObeyed(QChar c)
+{
+    static const QString kept = QStringLiteral("\t\r\n");
+    return !kept.contains(c) && !c.isSurrogate() && isUnprintable(c.unicode());
+}
+
+/// A terminal must obey a table as little as a spreadsheet does.
+QString visible(const QString &text)
+{
+    if (std::none_of(text.cbegin(), text.cend(), isObeyed)) {
+        return text;
+    }
+    QString shown;
+    for (const QChar c : text) {
+        shown += isObeyed(c) ? printable(c) : QString(c);
+    }
+    return shown;
 }
 
 QByteArray cellOf(const QCborValue &value)
@@ -45,7 +65,7 @@ QByteArray cellOf(const QCborValue &value)
         return QByteArray(); // only other kinds have this field; or it is a time that makes no
                              // sense
     }
-    return quoted(value.isString() ? defused(value.toString()).toUtf8() : toJson(value));
+    return quoted(value.isString() ? visible(defused(value.toString())).toUtf8() : toJson(value));
 }
 
 /// A kind of records in one of the databases.

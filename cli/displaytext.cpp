@@ -34,6 +34,7 @@ int columnsOf(uint character)
     switch (QChar::category(character)) {
     case QChar::Mark_NonSpacing:
     case QChar::Mark_Enclosing:
+    case QChar::Other_Format:
         return 0;
     default:
         return isWide(character) ? 2 : 1;
@@ -44,6 +45,12 @@ int columnsOf(uint character)
 
 bool isUnprintable(uint character)
 {
+    // They make one picture of several, and words of some scripts; they turn and hide nothing.
+    constexpr uint NonJoiner = 0x200C;
+    constexpr uint Joiner = 0x200D;
+    if (character == NonJoiner || character == Joiner) {
+        return false;
+    }
     switch (QChar::category(character)) {
     case QChar::Other_Control:
     case QChar::Other_Format: // holds the bidirectional controls

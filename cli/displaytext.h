@@ -3,7 +3,8 @@
 #include <QString>
 
 /// Makes text safe to show on a terminal: control characters, bidirectional and other invisible
-/// formatting characters, line separators and broken surrogates become visible, as in "\u{1B}".
+/// formatting characters but joiners, line separators and broken surrogates become visible, as in
+/// "\u{1B}".
 QString printable(const QString &text);
 
 /// Whether a character (a Unicode code point) is one that printable() replaces.

@@ -4,6 +4,7 @@
 #include "cli/outputfile.h"
 #include "cli/report.h"
 #include "cli/reportcontents.h"
+#include "cli/reportsummary.h"
 
 #include <QCborArray>
 #include <QCryptographicHash>
@@ -174,19 +175,27 @@ QString HtmlPage::subject() const
 
 void HtmlPage::writeTitle()
 {
-    write("Deleted records: " + htmlText(subject()));
+    write("Recovered records: " + htmlText(subject()));
 }
 
 void HtmlPage::writeHeading()
 {
-    write("Deleted records of <bdi>" + htmlText(subject()) + "</bdi>");
+    write("Recovered records of <bdi>" + htmlText(subject()) + "</bdi>");
 }
 
 void HtmlPage::writeNotices()
 {
+    QStringList notices = m_report.warnings;
     if (m_report.wasStopped) {
-        write("<p class=\"notice\">The scan was stopped before its end. This report holds what had "
-              "been found until then.</p>\n");
+        notices.append(QStringLiteral("The scan was stopped before its end. This report holds what "
+                                      "had been found until then."));
+    }
+    const QString failures = failuresText(m_report);
+    if (!failures.isEmpty()) {
+        notices.append(failures + QStringLiteral("; the list of databases says why."));
+    }
+    for (const QString &notice : qAsConst(notices)) {
+        write("<p class=\"notice\">" + foreignHtml(notice) + "</p>\n");
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
 #include <memory>
@@ -46,6 +47,7 @@ struct Report
     bool isBackup = false; ///< whether the source is a backup: records then name their database
     DeviceInfo device;
     QVector<ScannedDatabase> databases;
+    QStringList warnings; ///< what of the source could not be read
     bool wasStopped = false;
     QString programVersion;
     QString started; ///< ISO 8601, UTC

@@ -58,6 +58,15 @@ int failuresIn(const Report &report)
     return failures;
 }
 
+QString failuresText(const Report &report)
+{
+    const int failures = failuresIn(report);
+    return failures == 0 ? QString()
+                         : QStringLiteral("%1 of %2 files could not be scanned")
+                               .arg(failures)
+                               .arg(report.databases.size());
+}
+
 QString findingsText(const ScannedDatabase &database)
 {
     if (!database.problem.isEmpty()) {

@@ -14,6 +14,9 @@ quint64 itemsIn(const Report &report);
 /// The number of files that could not be scanned.
 int failuresIn(const Report &report);
 
+/// Says how many; empty when there are none.
+QString failuresText(const Report &report);
+
 /// What was found in a database, as in "12 reminders, 3 events"; else why nothing was.
 QString findingsText(const ScannedDatabase &database);
 

@@ -84,7 +84,7 @@ bool writePropertyList(const QString &path, const QString &elements)
 
 QString infoOf(const BackupFacts &facts)
 {
-    return element("Build Version", "string", QStringLiteral("16A366"))
+    return element("Build Version", "string", QStringLiteral("21B80"))
            + element("Device Name", "string", facts.deviceName)
            + element("Display Name", "string", facts.deviceName)
            + element("Last Backup Date", "date", facts.date.toUTC().toString(Qt::ISODate))

@@ -325,10 +325,10 @@ bool writeLists(const SampleBackup &backup)
 {
     BackupFacts facts;
     facts.deviceName = QStringLiteral("Sample Phone");
-    facts.productName = QStringLiteral("iPhone 7");
-    facts.productType = QStringLiteral("iPhone9,3");
-    facts.productVersion = QStringLiteral("12.0");
-    facts.date = QDateTime(QDate(2019, 2, 3), QTime(18, 30, 12), Qt::UTC);
+    facts.productName = QStringLiteral("iPhone XR");
+    facts.productType = QStringLiteral("iPhone11,8");
+    facts.productVersion = QStringLiteral("17.1");
+    facts.date = QDateTime(QDate(2023, 11, 20), QTime(18, 30, 12), Qt::UTC);
     const QString folder = backup.folder.filePath(QStringLiteral("backup"));
     return (writePropertyLists(folder, facts)
             && writeBackupIndex(folder, backup.layout, backup.files))

@@ -371,6 +371,8 @@ void TestBackupCommand::outputNeverGoesIntoTheBackup_data()
     QTest::newRow("tables deeper") << QStringLiteral("csv") << QStringLiteral("link/../copy/3d/");
     QTest::newRow("new tables") << QStringLiteral("csv") << QStringLiteral("copy/new/");
     QTest::newRow("new tables by a link") << QStringLiteral("csv") << QStringLiteral("link/new//");
+    QTest::newRow("evidence elsewhere") << QStringLiteral("jsonl") << QStringLiteral("sms.db");
+    QTest::newRow("its log") << QStringLiteral("jsonl") << QStringLiteral("sms.db-wal");
     QTest::newRow("above a link") << QStringLiteral("csv") << QStringLiteral("deep/../new/");
 }
 
@@ -381,12 +383,17 @@ void TestBackupCommand::outputNeverGoesIntoTheBackup()
     const QString folder = copyOf("folders");
     QVERIFY(QFile::link(folder, path(QStringLiteral("link"))));
     QVERIFY(QFile::link(folder + QStringLiteral("/3d"), path(QStringLiteral("deep"))));
+    const QString messages = readBackup(folder).databases.at(1).path;
+    const QString elsewhere = path(QStringLiteral("sms.db"));
+    QVERIFY(QFile::rename(messages, elsewhere) && QFile::link(elsewhere, messages));
+    const QByteArray evidence = readFile(elsewhere);
     const QStringList before = folderState(folder);
     const Run run = scan(folder, {QStringLiteral("--format"), format, QStringLiteral("--output"),
                                   path(output), QStringLiteral("--force")});
     QCOMPARE(run.exitCode, 2);
     QVERIFY2(isOneLine(run.err) && run.err.contains("--output"), run.err.constData());
     QCOMPARE(folderState(folder), before);
+    QCOMPARE(readFile(elsewhere), evidence);
 }
 
 void TestBackupCommand::existingFoldersAreCompletedButNothingIsReplaced()

@@ -151,6 +151,7 @@ private Q_SLOTS:
     void longCellsDoNotLengthenOtherLines();
     void hostileRecordsAreHarmlessAsText_data();
     void hostileRecordsAreHarmlessAsText();
+    void hostileRecordsAreHarmlessAsCsv();
     void nestedListsAreOneCsvCell();
     void manyMessagesPrintInLinearTime();
     void messageDates_data();
@@ -461,6 +462,15 @@ void TestCliParts::hostileRecordsAreHarmlessAsText()
     QVERIFY(std::none_of(characters.cbegin(), characters.cend(), isUnprintable));
 }
 
+void TestCliParts::hostileRecordsAreHarmlessAsCsv()
+{
+    PersonRecord person;
+    person.first = QStringLiteral("a\u001b[2J\u009b31m\u202e\r\n\tb\U0001F468\u200d\U0001F469");
+    const QByteArray csv = ShownRecords(ScanTypeContacts, {personMap(person)}).printed(printCsv);
+    QVERIFY2(csv.contains("\"a\\u{1B}[2J\\u{9B}31m\\u{202E}\r\n\tb\U0001F468\u200d\U0001F469\""),
+             csv.constData());
+}
+
 void TestCliParts::nestedListsAreOneCsvCell()
 {
     PersonRecord person = samplePerson();
@@ -626,6 +636,8 @@ void TestCliParts::printableTextIsHarmless_data()
     row("override", QStringLiteral("\u202egnp"), QStringLiteral("\\u{202E}gnp"));
     row("isolate", QStringLiteral("\u2066a\u2069"), QStringLiteral("\\u{2066}a\\u{2069}"));
     row("line separator", QStringLiteral("a\u2028b"), QStringLiteral("a\\u{2028}b"));
+    row("family", QStringLiteral("\U0001F468\u200d\U0001F469"),
+        QStringLiteral("\U0001F468\u200d\U0001F469"));
     row("zero width", QStringLiteral("a\u200bb"), QStringLiteral("a\\u{200B}b"));
     row("invisible tag", QStringLiteral("\U000E0041"), QStringLiteral("\\u{E0041}"));
     row("lone surrogate", QString(QChar(0xDC00)), QString(QChar(0xFFFD)));

@@ -177,11 +177,14 @@ void HtmlReport::summary()
     ReportFixture fixture;
     addEveryKind(&fixture, QStringLiteral("text "));
     fixture.report.wasStopped = true;
+    fixture.report.warnings.append(QStringLiteral("no index <b>"));
     fixture.report.databases[0].sha256 = QByteArray(32, '\x5A');
     fixture.report.databases[0].size = 123456789;
     fixture.report.databases[1].problem = QStringLiteral("looks encrypted");
     const QByteArray html = htmlOf(fixture.report);
     QVERIFY(html.contains("The scan was stopped"));
+    QVERIFY(html.contains("no index &lt;b&gt;"));
+    QVERIFY(html.contains("1 of "));
     QVERIFY(html.contains("123,456,789"));
     QVERIFY(html.contains(QByteArray(64, '5').replace("55", "5a")));
     QVERIFY(html.contains("looks encrypted"));
