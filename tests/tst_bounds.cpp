@@ -338,8 +338,8 @@ quint32 addRows(HostileDatabase *hostile, const SampleRow &row, int size, qint64
     return hostile->addTree(leaves);
 }
 
-/// Each commit gives the table with the longest rows another tree.
-Hostile treesInALog(const Ground &ground)
+/// Each commit gives the table with the longest rows another tree, of the two that `addTree` makes.
+template<typename AddTree> Hostile exchangedTrees(const Ground &ground, AddTree addTree)
 {
     constexpr int PageSize = 1024;
     const QByteArray sound = ground.sound(PageSize);
@@ -352,7 +352,7 @@ Hostile treesInALog(const Ground &ground)
     QVector<QByteArray> roots;
     quint32 root = 0;
     for (int tree = 0; tree < 2; ++tree) {
-        root = addRows(&hostile, row, FileSize / 4, tree * 100000);
+        root = addTree(&hostile, row, tree * 100000);
         roots.append(hostile.bytes().mid(int(root - 1) * PageSize, PageSize));
     }
     writeFile(ground.path, hostile.bytes());
@@ -362,6 +362,25 @@ Hostile treesInALog(const Ground &ground)
         log.frame(root, roots.at(i % 2), quint32(bytes.size() / PageSize));
     }
     return {bytes, log.bytes()};
+}
+
+Hostile treesInALog(const Ground &ground)
+{
+    return exchangedTrees(ground, [](HostileDatabase *hostile, const SampleRow &row, qint64 rowid) {
+        return addRows(hostile, row, FileSize / 4, rowid);
+    });
+}
+
+/// Of many interior pages, and few rows.
+Hostile interiorPagesInALog(const Ground &ground)
+{
+    return exchangedTrees(ground, [](HostileDatabase *hostile, const SampleRow &row, qint64 rowid) {
+        quint32 root = addRows(hostile, row, hostile->pageSize(), rowid);
+        for (int left = FileSize / 4; left > 0; left -= hostile->pageSize()) {
+            root = hostile->addInterior({root});
+        }
+        return root;
+    });
 }
 
 using Maker = Hostile (*)(const Ground &);
@@ -401,6 +420,7 @@ void TestBounds::scans_data()
     QTest::newRow("many columns") << Maker(manyColumns);
     QTest::newRow("log that changes the schema") << Maker(schemaInALog);
     QTest::newRow("log that changes trees") << Maker(treesInALog);
+    QTest::newRow("log that changes interior pages") << Maker(interiorPagesInALog);
 }
 
 void TestBounds::scans()
