@@ -198,7 +198,7 @@ void TestLiveQuery::computedBytesEnd()
         && db.close());
     const QString zeros = QStringLiteral("select a, hex(zeroblob(a)) from t");
     const int count = names(path, zeros).size();
-    QVERIFY2(count > 1 && count < 100, qPrintable(QString::number(count)));
+    QVERIFY2(count > 1 && count < 40, qPrintable(QString::number(count)));
     QVERIFY(db.open(path) && db.exec(QStringLiteral("update t set a = 3000000")) && db.close());
     QCOMPARE(names(path, zeros), QStringList());
 }
