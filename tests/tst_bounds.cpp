@@ -1,8 +1,8 @@
 #include "samples/samplerandom.h"
 #include "tests/support/databaseimage.h"
 #include "tests/support/hostiledatabase.h"
+#include "tests/support/kindsamples.h"
 #include "tests/support/measuredscan.h"
-#include "tests/support/smallsamples.h"
 #include "tests/support/testfiles.h"
 #include "tests/support/walbuilder.h"
 
@@ -37,10 +37,10 @@ struct Hostile
 /// What the files are made of.
 struct Ground
 {
-    const SmallSample *sample;
+    const KindSample *kind;
     QString path;
 
-    QByteArray sound(int pageSize) const { return makeSmallSample(*sample, path, pageSize); }
+    QByteArray sound(int pageSize) const { return kindSampleOfPages(*kind, path, pageSize); }
 };
 
 /// All texts of all rows, each in turn far longer than it is.
@@ -200,7 +200,7 @@ Hostile pointersToOneCell(const Ground &ground)
     }
     writeFile(ground.path, hostile.bytes());
     const QByteArray bytes = changeSchema(ground.path, sql);
-    return {bytes, ground.sample->hasLog ? emptyingLog(bytes) : QByteArray()};
+    return {bytes, isComparedInLogs(*ground.kind) ? emptyingLog(bytes) : QByteArray()};
 }
 
 /// Every table begins at `root`, which `addPages` adds.
@@ -210,7 +210,7 @@ template<typename AddPages> Hostile withRoot(const Ground &ground, int pageSize,
     const quint32 root = addPages(&hostile);
     writeFile(ground.path, hostile.bytes());
     const QByteArray bytes = changeSchema(ground.path, rootPageSql(root));
-    return {bytes, ground.sample->hasLog ? emptyingLog(bytes) : QByteArray()};
+    return {bytes, isComparedInLogs(*ground.kind) ? emptyingLog(bytes) : QByteArray()};
 }
 
 Hostile fanOut(const Ground &ground)
@@ -338,8 +338,8 @@ quint32 addRows(HostileDatabase *hostile, const SampleRow &row, int size, qint64
     return hostile->addTree(leaves);
 }
 
-/// Each commit gives the table with the longest rows another tree.
-Hostile treesInALog(const Ground &ground)
+/// Each commit gives the table with the longest rows another tree, of the two that `addTree` makes.
+template<typename AddTree> Hostile exchangedTrees(const Ground &ground, AddTree addTree)
 {
     constexpr int PageSize = 1024;
     const QByteArray sound = ground.sound(PageSize);
@@ -352,7 +352,7 @@ Hostile treesInALog(const Ground &ground)
     QVector<QByteArray> roots;
     quint32 root = 0;
     for (int tree = 0; tree < 2; ++tree) {
-        root = addRows(&hostile, row, FileSize / 4, tree * 100000);
+        root = addTree(&hostile, row, tree * 100000);
         roots.append(hostile.bytes().mid(int(root - 1) * PageSize, PageSize));
     }
     writeFile(ground.path, hostile.bytes());
@@ -362,6 +362,25 @@ Hostile treesInALog(const Ground &ground)
         log.frame(root, roots.at(i % 2), quint32(bytes.size() / PageSize));
     }
     return {bytes, log.bytes()};
+}
+
+Hostile treesInALog(const Ground &ground)
+{
+    return exchangedTrees(ground, [](HostileDatabase *hostile, const SampleRow &row, qint64 rowid) {
+        return addRows(hostile, row, FileSize / 4, rowid);
+    });
+}
+
+/// Of many interior pages, and few rows.
+Hostile interiorPagesInALog(const Ground &ground)
+{
+    return exchangedTrees(ground, [](HostileDatabase *hostile, const SampleRow &row, qint64 rowid) {
+        quint32 root = addRows(hostile, row, hostile->pageSize(), rowid);
+        for (int left = FileSize / 4; left > 0; left -= hostile->pageSize()) {
+            root = hostile->addInterior({root});
+        }
+        return root;
+    });
 }
 
 using Maker = Hostile (*)(const Ground &);
@@ -401,6 +420,7 @@ void TestBounds::scans_data()
     QTest::newRow("many columns") << Maker(manyColumns);
     QTest::newRow("log that changes the schema") << Maker(schemaInALog);
     QTest::newRow("log that changes trees") << Maker(treesInALog);
+    QTest::newRow("log that changes interior pages") << Maker(interiorPagesInALog);
 }
 
 void TestBounds::scans()
@@ -409,19 +429,19 @@ void TestBounds::scans()
     const QString path = m_dir.filePath(QStringLiteral("hostile.db"));
     const QString logPath = path + QStringLiteral("-wal");
     QStringList tooMuch;
-    for (const SmallSample &sample : smallSamples()) {
-        const Hostile hostile = make({&sample, path});
-        QVERIFY2(!hostile.database.isEmpty(), sample.name);
+    for (const KindSample &kind : kindSamples()) {
+        const Hostile hostile = make({&kind, path});
+        QVERIFY2(!hostile.database.isEmpty(), kind.name);
         QVERIFY(writeFile(path, hostile.database) && writeFile(logPath, hostile.log));
         const qint64 size = hostile.database.size() + hostile.log.size();
         QStringList logs{QString()};
-        if (!hostile.log.isEmpty() && sample.hasLog) {
+        if (!hostile.log.isEmpty() && isComparedInLogs(kind)) {
             logs.append(logPath);
         }
         for (const QString &log : qAsConst(logs)) {
-            const ScanCost cost = measureScan(sample.type, path, log, size);
+            const ScanCost cost = measureScan(kind.type, path, log, size);
             const QString line = QStringLiteral("%1%2: %3 s, %4 MiB, results %5 MiB")
-                                     .arg(QLatin1String(sample.name))
+                                     .arg(QLatin1String(kind.name))
                                      .arg(log.isEmpty() ? QString() : QStringLiteral(", log"))
                                      .arg(cost.seconds, 0, 'f', 2)
                                      .arg(cost.peakMebibytes, 0, 'f', 1)

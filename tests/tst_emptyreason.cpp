@@ -137,7 +137,7 @@ void TestEmptyReason::ofEveryKind()
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("sample.db"));
     SampleDatabase db;
-    QVERIFY2(db.create(path, tested.options) && tested.fill(&db)
+    QVERIFY2(db.create(path, tested.options) && tested.live(&db)
                  && Histories[history].happen(tested, &db) && db.close(),
              qPrintable(db.errorText()));
     QCOMPARE(int(whyNothingFound(tested.type, path)), int(Histories[history].reason));
@@ -162,7 +162,7 @@ void TestEmptyReason::ofOtherFiles()
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("sms.db"));
     SampleDatabase db;
-    QVERIFY(db.create(path, kindSamples().at(0).options) && kindSamples().at(1).fill(&db)
+    QVERIFY(db.create(path, kindSamples().at(0).options) && kindSamples().at(1).live(&db)
             && db.close());
     constexpr int unknownType = 9;
     QVERIFY(whyNothingFound(ScanTypeCallHistory, path) == EmptyReason::NoSuchTable);

@@ -161,7 +161,7 @@ bool callEverything(const KindSample &kind, const QString &folder, const QString
         if (type == kind.type) {
             isFound = numberOf(kind.type, recovery) > 0;
             isFound = isFound
-                      && (!kind.hasLog || checkLog(log) != LogState::Usable
+                      && (!isComparedInLogs(kind) || checkLog(log) != LogState::Usable
                           || numberOf(kind.type, versions) > 0);
         }
     }
@@ -360,7 +360,7 @@ void TestEvidence::program()
         setWritable(folder, isWritable);
         UntouchedFolder evidence(folder);
         runEveryFormat({QStringLiteral("scan"), type, name}, folder);
-        if (sample.hasLog) {
+        if (isComparedInLogs(sample)) {
             runEveryFormat({QStringLiteral("wal"), type, name}, folder);
         }
         QCOMPARE(evidence.traces(), QString());

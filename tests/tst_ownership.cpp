@@ -236,7 +236,7 @@ Scanner TestOwnership::make(const KindSample &kind)
 {
     const QString path = m_dir.filePath(QStringLiteral("sample.db"));
     QFile::remove(path + QStringLiteral("-wal"));
-    if (!(kind.hasLog ? makeKindSampleWithLog : makeKindSample)(kind, path)) {
+    if (!(isComparedInLogs(kind) ? makeKindSampleWithLog : makeKindSample)(kind, path)) {
         qFatal("cannot make the sample");
     }
     return Scanner(kind, path);
@@ -259,7 +259,7 @@ void TestOwnership::stopping()
     scanner.scan(&stopped, &stopping);
     QCOMPARE(stopped.getHiddenContactCount(), 0U); // the last that is read
     stopEverywhere<SqliteRecovery>(scanner);
-    if (sample.hasLog) {
+    if (isComparedInLogs(sample)) {
         stopEverywhere<WalRecovery>(scanner);
     }
 }
@@ -270,7 +270,7 @@ void TestOwnership::oddAnswers()
     const KindSample &sample = kindSamples().at(kind);
     const Scanner scanner = make(sample);
     answerOddly<SqliteRecovery>(scanner);
-    if (sample.hasLog) {
+    if (isComparedInLogs(sample)) {
         answerOddly<WalRecovery>(scanner);
     }
 }

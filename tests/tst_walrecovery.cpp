@@ -2,7 +2,6 @@
 #include "samples/calendarsamples.h"
 #include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
-#include "samples/samplerandom.h"
 #include "tests/support/logversions.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/walbuilder.h"

@@ -3,12 +3,17 @@
 #include "api/sqliterecovery.h"
 #include "recoverers/communication/callhistorymatchers.h"
 
+#include <QCryptographicHash>
+
 namespace {
 
-QString recordKey(const CallhistoryRecord &record)
+/// Equal for equal calls, and of few bytes however long a damaged address is.
+QByteArray recordKey(const CallhistoryRecord &record)
 {
-    return record.address + QLatin1Char('|') + QString::number(record.date) + QLatin1Char('|')
-           + QString::number(record.duration) + QLatin1Char('|') + QString::number(record.flags);
+    const QString text = record.address + QLatin1Char('|') + QString::number(record.date)
+                         + QLatin1Char('|') + QString::number(record.duration) + QLatin1Char('|')
+                         + QString::number(record.flags);
+    return QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha1);
 }
 
 } // namespace
@@ -42,7 +47,7 @@ void CallHistoryDbFile::addRecord(const CallhistoryRecord &record)
     if (record.address.isEmpty() || !m_resultHolder) {
         return;
     }
-    const QString key = recordKey(record);
+    const QByteArray key = recordKey(record);
     if (!m_seenKeys.contains(key)) {
         m_seenKeys.insert(key);
         m_resultHolder->m_callHistory.append(record);

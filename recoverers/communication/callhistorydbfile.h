@@ -25,6 +25,6 @@ public:
     void addRecord(const CallhistoryRecord &record);
 
 private:
-    QSet<QString> m_seenKeys; ///< kept for both tables: a call that is in both is reported once
+    QSet<QByteArray> m_seenKeys; ///< kept for both tables: a call that is in both is reported once
     SqliteRecovery *m_resultHolder = nullptr;
 };

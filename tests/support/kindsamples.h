@@ -12,9 +12,8 @@ struct KindSample
 {
     const char *name;
     ScanType type;
-    bool hasLog;           ///< true when its kind is compared in logs as well
     SampleOptions options; ///< as devices lay the file out
-    std::function<bool(SampleDatabase *db)> fill;
+    std::function<bool(SampleDatabase *db)> live;
     const char *loss; ///< a statement that deletes rows of it
     int searches;     ///< each takes the whole span of progress
 };
@@ -28,5 +27,12 @@ void addKindRows(bool (*fits)(const KindSample &kind) = nullptr);
 
 /// Makes the sample at `path`. Returns false when SQLite refuses a step.
 bool makeKindSample(const KindSample &kind, const QString &path);
+/// The same in pages of another size, some of them free. Returns the bytes; none on failure.
+QByteArray kindSampleOfPages(const KindSample &kind, const QString &path, int pageSize);
 /// The same with a log beside it, in which more is deleted.
 bool makeKindSampleWithLog(const KindSample &kind, const QString &path);
+/// A log that holds the whole life of the database, in pages of another size.
+bool makeKindSampleInLog(const KindSample &kind, const QString &path, int pageSize);
+
+/// True for the kinds that are compared in logs.
+bool isComparedInLogs(const KindSample &kind);
