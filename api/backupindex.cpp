@@ -51,6 +51,16 @@ QString quoted(QString text)
     return quote + text.replace(quote, QLatin1String("''")) + quote;
 }
 
+bool readFiles(LiveQuery *query, const char *source, const QString &domain,
+               QVector<BackupFile> *files)
+{
+    const QString sql =
+        QStringLiteral("SELECT relativePath FROM %1 WHERE flags = 1 AND domain = %2")
+            .arg(QLatin1String(source), quoted(domain));
+    return query->forEachRow(
+        sql, [&](const LiveRow &row) { files->append(fileOf(domain, row.text(0))); });
+}
+
 BackupIndexState readDatabase(const QString &path, const QString &domain,
                               QVector<BackupFile> *files)
 {
@@ -67,12 +77,18 @@ BackupIndexState readDatabase(const QString &path, const QString &domain,
     case DatabaseState::Damaged: // for carving; SQLite may still read it
         break;
     }
-    const QString sql =
-        QStringLiteral("SELECT relativePath FROM Files WHERE flags = 1 AND domain = ");
-    const bool isIndex = LiveQuery(path).forEachRow(sql + quoted(domain), [&](const LiveRow &row) {
-        files->append(fileOf(domain, row.text(0)));
-    });
-    return isIndex ? BackupIndexState::Read : BackupIndexState::NotAnIndex;
+    LiveQuery query(path);
+    // SQLite goes by the index of the domains; damage to that leaves the table whole.
+    for (const char *source : {"Files", "Files NOT INDEXED"}) {
+        files->clear();
+        if (!readFiles(&query, source, domain, files)) {
+            return BackupIndexState::NotAnIndex;
+        }
+        if (query.isEndReached()) {
+            return BackupIndexState::Read;
+        }
+    }
+    return BackupIndexState::ReadInPart;
 }
 
 // Manifest.mbdb is "mbdb", 05 00, then one record a file, all numbers big-endian:
@@ -91,6 +107,7 @@ public:
     {
     }
 
+    bool isAtEnd() const { return isGood() && m_stream.atEnd(); }
     bool readMagic() { return readBytes(6) == QByteArray("mbdb\5\0", 6); }
     /// Reads the next record. False at the end of the list, and where it is cut off.
     bool readRecord();
@@ -164,12 +181,17 @@ BackupIndexState readList(const QString &path, const QString &domain, QVector<Ba
         return BackupIndexState::NotAnIndex;
     }
     const QByteArray wanted = domain.toUtf8();
-    while (list.readRecord()) {
+    while (!list.isAtEnd() && list.readRecord()) {
         if (list.isRegularFile() && list.domain() == wanted) {
             files->append(fileOf(domain, QString::fromUtf8(list.path())));
         }
     }
-    return BackupIndexState::Read;
+    return list.isAtEnd() ? BackupIndexState::Read : BackupIndexState::ReadInPart;
+}
+
+bool isRead(BackupIndexState state)
+{
+    return state == BackupIndexState::Read || state == BackupIndexState::ReadInPart;
 }
 
 } // namespace
@@ -198,12 +220,11 @@ BackupIndexState readBackupIndex(const QString &folder, const QString &domain,
     const QDir backup(folder);
     const BackupIndexState database =
         readDatabase(backup.filePath(QStringLiteral("Manifest.db")), domain, files);
-    if (database == BackupIndexState::Read) {
+    if (isRead(database)) {
         return database;
     }
     const BackupIndexState list =
         readList(backup.filePath(QStringLiteral("Manifest.mbdb")), domain, files);
-    const bool listDecides =
-        list == BackupIndexState::Read || database == BackupIndexState::Missing;
+    const bool listDecides = isRead(list) || database == BackupIndexState::Missing;
     return listDecides ? list : database;
 }

@@ -39,7 +39,8 @@ struct BackupFile
 
 /// What came of reading a backup's index.
 enum class BackupIndexState {
-    Read,           ///< the index was read, perhaps only in part
+    Read,           ///< the index was read
+    ReadInPart,     ///< what stands in front of damage, or of the place where it is cut off
     Missing,        ///< the folder has none, or is none
     Unreadable,     ///< not a regular file, or the system refuses to read it
     NotAnIndex,     ///< it is no database with a list of files, or does not begin as a list does
@@ -51,8 +52,8 @@ enum class BackupIndexState {
 /// or cannot be read, Manifest.mbdb. The state tells of Manifest.db when neither can be read and
 /// both are there.
 ///
-/// Of an index that is cut off or damaged, the files in front of the damage come, and the state is
-/// still Read: whether a list has an end does not show. Whether the files exist is not looked at.
+/// A Manifest.mbdb that is cut off between two files passes for a whole one: it has no mark at its
+/// end. Whether the files exist is not looked at.
 /// `relativePath` is whatever the index says, so it must not be used as a path.
 ///
 /// Reads the index only, and creates nothing beside it: where a write-ahead log lies beside

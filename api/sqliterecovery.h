@@ -32,7 +32,8 @@ class ScanProgress;
 /// Files: nothing that is scanned, and nothing beside it, is ever written, created or renamed.
 /// Where a write-ahead log that is not empty lies beside a database, both are copied for the time
 /// of the call to a folder of their own in the system's folder for temporary files, which can be
-/// set with the environment variable TMPDIR.
+/// set with the environment variable TMPDIR; without room for them there, the log is left out of
+/// account, and more copies of rows that still exist come as deleted ones.
 ///
 /// Threads: none are started. One thread at a time uses an object; the progress object is called on
 /// the thread that called the scan. All objects of a process share one list of WeChat

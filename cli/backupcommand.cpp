@@ -89,6 +89,11 @@ void scanAll(QVector<Scan> scans, bool isHashed, Report *report)
             scan.file.remark = QStringLiteral("the run was stopped before this scan");
         } else {
             run(&scan, isHashed, &progress);
+            const QString warning = scan.file.isLog ? QString() : roomWarning(scan.file.path);
+            if (!warning.isEmpty()) {
+                printMessage(warning);
+                report->warnings.append(warning);
+            }
         }
         report->databases.append(scan.file);
     }

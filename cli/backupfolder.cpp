@@ -149,6 +149,10 @@ QString indexWarning(const QDir &backup, BackupIndexState state)
     switch (state) {
     case BackupIndexState::Read:
         return QString();
+    case BackupIndexState::ReadInPart:
+        return QStringLiteral("the backup's index is damaged, so that databases of WeChat may be "
+                              "missing: %1")
+            .arg(manifests(backup).value(0));
     case BackupIndexState::Missing:
         return QStringLiteral("the backup has neither Manifest.db nor Manifest.mbdb, %1: %2")
             .arg(loss, backup.path());

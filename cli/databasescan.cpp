@@ -8,9 +8,11 @@
 #include "cli/interrupt.h"
 
 #include <QCryptographicHash>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QStorageInfo>
 
 #include <algorithm>
 
@@ -62,6 +64,10 @@ QString emptyRemark(ScanType type, const QString &path)
 {
     switch (whyNothingFound(type, path)) {
     case EmptyReason::NoSuchTable:
+        if (hasVersions(type) && checkLog(path + QStringLiteral("-wal")) == LogState::Usable) {
+            return QStringLiteral("no table of this kind is in the file itself; compare the "
+                                  "versions in its log with \"sqliterecovery wal\"");
+        }
         return QStringLiteral("no table of this kind is in the file; it may be of another type");
     case EmptyReason::ColumnsMissing:
         return QStringLiteral("the layout of its tables is not known to this version");
@@ -77,6 +83,20 @@ QString emptyRemark(ScanType type, const QString &path)
         break;
     }
     return QString();
+}
+
+QString roomWarning(const QString &path)
+{
+    const qint64 log = QFileInfo(path + QStringLiteral("-wal")).size();
+    const QStorageInfo storage(QDir::tempPath());
+    if (log == 0 || !storage.isValid()
+        || storage.bytesAvailable() >= QFileInfo(path).size() + log) {
+        return QString();
+    }
+    return QStringLiteral("%1 has no room for a copy of the database with its log, so that records "
+                          "that still exist may come as deleted; set TMPDIR to a folder with room: "
+                          "%2")
+        .arg(QDir::tempPath(), path);
 }
 
 bool hasVersions(ScanType type)

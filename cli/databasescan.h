@@ -18,6 +18,10 @@ void scanLog(ScannedDatabase *database, const QString &path, ConsoleProgress *pr
 /// when the file does not tell.
 QString emptyRemark(ScanType type, const QString &path);
 
+/// A warning when the folder for temporary files has no room for a copy of the database with the
+/// log beside it, of which the scan then takes no account; else empty.
+QString roomWarning(const QString &path);
+
 /// Whether the versions of such a database can be compared.
 bool hasVersions(ScanType type);
 

@@ -24,6 +24,11 @@ int scanFile(const ScanRequest &request, Report report)
     if (wantsHashes(request)) {
         database.sha256 = hashOf(database.path);
     }
+    const QString warning = roomWarning(database.path);
+    if (!warning.isEmpty()) {
+        printMessage(warning);
+        report.warnings.append(warning);
+    }
     {
         ConsoleProgress progress(progressTerminal(), double(database.size));
         scanDatabase(&database, &progress);

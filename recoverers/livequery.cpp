@@ -143,11 +143,30 @@ LiveQuery::LiveQuery(const QString &dbPath)
     if (!copy.isEmpty()) {
         open(copy, SQLITE_OPEN_READWRITE, "");
     }
+    // What the file alone says is nearer to the truth than nothing: of rows that are not known to
+    // be live, every copy would pass for a deleted one.
+    if (!canRead()) {
+        close();
+        m_copy.reset();
+        open(dbPath, SQLITE_OPEN_READONLY, "?immutable=1");
+    }
 }
 
 LiveQuery::~LiveQuery()
 {
+    close();
+}
+
+void LiveQuery::close()
+{
     sqlite3_close(m_database);
+    m_database = nullptr;
+}
+
+bool LiveQuery::canRead()
+{
+    return forEachRow(QStringLiteral("select count(*) from sqlite_master"), [](const LiveRow &) {})
+           && isEndReached();
 }
 
 void LiveQuery::open(const QString &dbPath, int flags, const char *uriOptions)
@@ -156,8 +175,7 @@ void LiveQuery::open(const QString &dbPath, int flags, const char *uriOptions)
     const QByteArray uri = "file:" + QUrl::toPercentEncoding(absolute, "/") + uriOptions;
     if (sqlite3_open_v2(uri.constData(), &m_database, flags | SQLITE_OPEN_URI, nullptr)
         != SQLITE_OK) {
-        sqlite3_close(m_database);
-        m_database = nullptr;
+        close();
         return;
     }
     distrust(m_database);
@@ -178,6 +196,7 @@ bool LiveQuery::forEachRow(const QString &sql, const std::function<void(const Li
 {
     sqlite3_stmt *prepared = nullptr;
     m_columnsRead.clear();
+    m_isEndReached = false;
     if (!m_database
         || sqlite3_prepare_v2(m_database, sql.toUtf8().constData(), -1, &prepared, nullptr)
                != SQLITE_OK) {
@@ -188,10 +207,12 @@ bool LiveQuery::forEachRow(const QString &sql, const std::function<void(const Li
     if (readsComputedColumn()) {
         return false;
     }
-    while (m_bytesLeft > 0 && sqlite3_step(prepared) == SQLITE_ROW) {
+    int step = SQLITE_ROW;
+    while (m_bytesLeft > 0 && (step = sqlite3_step(prepared)) == SQLITE_ROW) {
         m_bytesLeft -= rowSize(prepared);
         row(LiveRow(prepared));
     }
+    m_isEndReached = step == SQLITE_DONE;
     return true;
 }
 

@@ -214,7 +214,7 @@ private Q_SLOTS:
 private:
     QString path(const char *name) const { return m_dir->filePath(QLatin1String(name)); }
     QStringList commands(const KindSample &kind) const;
-    void runEveryFormat(const QStringList &command, const QString &folder);
+    void run(const QStringList &command, const QString &folder, bool inEveryFormat);
 
     QScopedPointer<QTemporaryDir> m_dir;
 };
@@ -328,13 +328,16 @@ void TestEvidence::program_data()
 }
 
 /// In the folder of the evidence itself, where a program would leave what it leaves behind.
-void TestEvidence::runEveryFormat(const QStringList &command, const QString &folder)
+void TestEvidence::run(const QStringList &command, const QString &folder, bool inEveryFormat)
 {
-    for (const char *format : {"text", "html", "csv", "jsonl", "json"}) {
+    const QByteArrayList formats = inEveryFormat
+                                       ? QByteArrayList{"text", "html", "csv", "jsonl", "json"}
+                                       : QByteArrayList{"html"};
+    for (const QByteArray &format : formats) {
         QProcess process;
         process.setWorkingDirectory(folder);
-        const QString output = path("output.") + QLatin1String(format);
-        const QStringList options{QStringLiteral("--format"), QLatin1String(format),
+        const QString output = path("output.") + QString::fromLatin1(format);
+        const QStringList options{QStringLiteral("--format"), QString::fromLatin1(format),
                                   QStringLiteral("--output"), output, QStringLiteral("--force")};
         process.start(QStringLiteral(SQLITERECOVERY_PROGRAM), command + options);
         QCOMPARE(finish(process).exitCode, 0);
@@ -359,9 +362,9 @@ void TestEvidence::program()
     for (const bool isWritable : {true, false}) {
         setWritable(folder, isWritable);
         UntouchedFolder evidence(folder);
-        runEveryFormat({QStringLiteral("scan"), type, name}, folder);
+        run({QStringLiteral("scan"), type, name}, folder, isWritable);
         if (isComparedInLogs(sample)) {
-            runEveryFormat({QStringLiteral("wal"), type, name}, folder);
+            run({QStringLiteral("wal"), type, name}, folder, isWritable);
         }
         QCOMPARE(evidence.traces(), QString());
         QVERIFY(QDir(path("temporary")).isEmpty());
@@ -389,7 +392,7 @@ void TestEvidence::programOnBackups()
     for (const bool isWritable : {true, false}) {
         setWritable(folder, isWritable);
         UntouchedFolder evidence(folder);
-        runEveryFormat({QStringLiteral("backup"), QStringLiteral(".")}, folder);
+        run({QStringLiteral("backup"), QStringLiteral(".")}, folder, isWritable);
         QCOMPARE(evidence.traces(), QString());
         QVERIFY(QDir(path("temporary")).isEmpty());
     }

@@ -7,6 +7,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <csignal>
+
+#include <sys/resource.h>
+
 #include <sqlite3.h>
 
 namespace {
@@ -45,6 +49,7 @@ class TestLiveQuery : public QObject
 private Q_SLOTS:
     void readsRows();
     void readsTheLogAndTouchesNothing();
+    void withoutItsLogADatabaseIsStillRead();
     void failures();
     void writesNeverReachTheFile();
     void pathsThatLookLikeOptions();
@@ -87,6 +92,26 @@ void TestLiveQuery::readsTheLogAndTouchesNothing()
     const QStringList emptyLog = folderState(folder);
     QCOMPARE(names(path, SelectAll), QStringList{QStringLiteral("1x")});
     QCOMPARE(folderState(folder), emptyLog);
+}
+
+/// Every copy of a row that is not known to be live would pass for a deleted one.
+void TestLiveQuery::withoutItsLogADatabaseIsStillRead()
+{
+    const QString path = m_dir.filePath(QStringLiteral("lost.db"));
+    QVERIFY(makeWithLog(path));
+    // No file can grow beyond some size, as on a disk that is full.
+    rlimit former;
+    getrlimit(RLIMIT_FSIZE, &former);
+    const rlimit limit{1024, former.rlim_max};
+    std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    const QStringList withoutRoom = names(path, SelectAll);
+    setrlimit(RLIMIT_FSIZE, &former);
+    QCOMPARE(withoutRoom, QStringList{QStringLiteral("1x")});
+    QCOMPARE(names(path, SelectAll), (QStringList{QStringLiteral("1x"), QStringLiteral("2y")}));
+    QVERIFY(QFile::remove(path + QStringLiteral("-wal"))
+            && QDir().mkpath(path + QStringLiteral("-wal/folder")));
+    QCOMPARE(names(path, SelectAll), QStringList{QStringLiteral("1x")});
 }
 
 void TestLiveQuery::failures()
