@@ -178,9 +178,16 @@ QString asStored(const QString &stored)
 TextRows detailRows(const QCborMap &person, const QString &name)
 {
     static constexpr Detail details[] = {
-        {"nickname", "Nickname", asStored},     {"organization", "Organization", asStored},
-        {"department", "Department", asStored}, {"jobTitle", "Job title", asStored},
-        {"birthday", "Birthday", dayText},      {"note", "Note", asStored},
+        {"firstPhonetic", "Phonetic first name", asStored},
+        {"middlePhonetic", "Phonetic middle name", asStored},
+        {"lastPhonetic", "Phonetic last name", asStored},
+        {"nickname", "Nickname", asStored},
+        {"organization", "Organization", asStored},
+        {"department", "Department", asStored},
+        {"jobTitle", "Job title", asStored},
+        {"birthday", "Birthday", dayText},
+        {"alternateBirthday", "Other birthday", asStored},
+        {"note", "Note", asStored},
     };
     TextRows rows;
     for (const Detail &detail : details) {

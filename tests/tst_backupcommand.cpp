@@ -131,6 +131,7 @@ private Q_SLOTS:
     void unwritableFolders();
     void fullDisk_data();
     void fullDisk();
+    void oddLogs();
     void pipesAreNoDatabases();
     void stoppedRunsAreValid_data();
     void stoppedRunsAreValid();
@@ -478,6 +479,21 @@ void TestBackupCommand::fullDisk()
     QVERIFY(QDir(m_folder->path()).isEmpty());
 }
 
+/// Of a log that is none, and of one that is not compared.
+void TestBackupCommand::oddLogs()
+{
+    const QString folder = copyOf("flat");
+    const QVector<BackupDatabase> databases = readBackup(folder).databases;
+    for (const BackupDatabase &database : {databases.at(1), databases.at(2)}) {
+        QVERIFY(writeFile(database.path + QStringLiteral("-wal"), "no log"));
+    }
+    const Run run = scan(folder, {});
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY2(run.err.contains("sms.db-wal: not a write-ahead log"), run.err.constData());
+    QVERIFY2(run.err.contains("1 of "), run.err.constData());
+    QVERIFY(!run.err.contains("call_history.db-wal"));
+}
+
 /// Reading it would take for ever.
 void TestBackupCommand::pipesAreNoDatabases()
 {
@@ -485,6 +501,9 @@ void TestBackupCommand::pipesAreNoDatabases()
     const QString messages = readBackup(folder).databases.at(1).path;
     QVERIFY(QFile::remove(messages));
     QCOMPARE(mkfifo(QFile::encodeName(messages).constData(), 0600), 0);
+    const QString info = folder + QStringLiteral("/Info.plist");
+    QVERIFY(QFile::remove(info));
+    QCOMPARE(mkfifo(QFile::encodeName(info).constData(), 0600), 0);
     const QStringList html{QStringLiteral("--format"), QStringLiteral("html")};
     const Run run = scan(folder, html);
     QCOMPARE(run.exitCode, 0);

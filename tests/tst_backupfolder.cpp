@@ -255,6 +255,7 @@ void TestBackupFolder::oddEntriesOfTheIndexAreNoChats()
                                chatFile(QStringLiteral("message_\u0661.sqlite")), // a digit
                                chatFile(QStringLiteral("MM.sqlite"), 'z')};
     for (const char *path : {"../../etc/MM.sqlite", "Documents/../DB/MM.sqlite",
+                             "Library/Documents/00000000000000000000000000000000/DB/MM.sqlite",
                              "Documents/00000000000000000000000000000000/DB/x/MM.sqlite"}) {
         files.append({Chats, QLatin1String(path)});
     }
@@ -346,6 +347,8 @@ void TestBackupFolder::noBackup_data()
     QTest::newRow("raw database") << QStringLiteral("sms.db") << QStringLiteral("scan TYPE FILE");
     QTest::newRow("raw chats") << QStringLiteral("message_12.sqlite")
                                << QStringLiteral("scan TYPE FILE");
+    QTest::newRow("older raw chats")
+        << QStringLiteral("MM.sqlite") << QStringLiteral("scan TYPE FILE");
     QTest::newRow("folder of backups") << QStringLiteral("b/Manifest.db") << QStringLiteral("/b");
     QTest::newRow("folder of no backup")
         << QStringLiteral("b/some.db") << QStringLiteral("no backup, which has");
@@ -407,6 +410,8 @@ void TestBackupFolder::encrypted_data()
     QTest::newRow("says so, no databases") << true << none << none << none << is;
     QTest::newRow("says so, short files") << true << none << QByteArray("x") << none << is;
     QTest::newRow("says so, but is not") << true << none << random << m_database << QString();
+    QTest::newRow("says so, damaged")
+        << true << none << random << m_database.left(100) << QString();
     QTest::newRow("all is random") << false << random << random << random << looks;
     QTest::newRow("index is random") << false << random << none << none << looks;
     QTest::newRow("databases are random") << false << none << random << random << looks;
@@ -446,9 +451,13 @@ void TestBackupFolder::whatCannotBeReadIsListed()
     QVERIFY(QDir().mkpath(name(folder)));
     QVERIFY(QFile::link(at("nowhere"), name(link)));
     QVERIFY(write("elsewhere", m_database) && QFile::link(at("elsewhere"), name(followed)));
+    const IndexedFile lost{Home, QStringLiteral("Library/Safari/History.db")};
+    const QString inFolder = at(sampleBackupName(BackupLayout::Folders, lost));
+    QVERIFY(QDir().mkpath(QFileInfo(inFolder).path()) && QFile::link(at("nowhere"), inFolder));
     const BackupContents contents = readBackup(m_dir->path());
     QCOMPARE(contents.problem, QString());
-    QCOMPARE(placesOf(contents), (QStringList{placeOf(folder), placeOf(link), placeOf(followed)}));
+    QCOMPARE(placesOf(contents),
+             (QStringList{placeOf(folder), placeOf(link), placeOf(followed), placeOf(lost)}));
     // A file in a folder is better than none in the backup's own.
     QVERIFY(put(BackupLayout::Folders, folder));
     QCOMPARE(readBackup(m_dir->path()).databases.first().path,
@@ -485,6 +494,9 @@ void TestBackupFolder::brokenPartsAreWarnedOf()
     QVERIFY(contents.warnings.first().endsWith(at(name)));
     QCOMPARE(contents.databases.size(), 1);
     QCOMPARE(contents.hasDevice, name != QStringLiteral("Info.plist"));
+    // So is a link that leads nowhere.
+    QVERIFY(QFile::remove(at(name)) && QFile::link(at("nowhere"), at(name)));
+    QCOMPARE(read().warnings.size(), 1);
 }
 
 void TestBackupFolder::damagedIndexOnlyLosesChats_data()

@@ -466,7 +466,10 @@ void TestCliParts::hostileRecordsAreHarmlessAsCsv()
 {
     PersonRecord person;
     person.first = QStringLiteral("a\u001b[2J\u009b31m\u202e\r\n\tb\U0001F468\u200d\U0001F469");
+    person.last = QStringLiteral("a\rb"); // many readers begin a row there
+    person.nickname = QStringLiteral("a;b");
     const QByteArray csv = ShownRecords(ScanTypeContacts, {personMap(person)}).printed(printCsv);
+    QVERIFY(csv.contains("\"a\rb\"") && csv.contains("\"a;b\""));
     QVERIFY2(csv.contains("\"a\\u{1B}[2J\\u{9B}31m\\u{202E}\r\n\tb\U0001F468\u200d\U0001F469\""),
              csv.constData());
 }
@@ -567,6 +570,8 @@ void TestCliParts::datesOfWhatHappened()
         QVERIFY(utcSince1970(senseless).isNull());
         QVERIFY(utcSince2001(senseless).isNull());
     }
+    QVERIFY(utcSince2001(4102444800 - 978307200).isNull()); // 2100
+    QCOMPARE(utcOfCalendar(-0.5), QStringLiteral("2000-12-31T23:59:59Z"));
 }
 
 void TestCliParts::eventsAndRemindersAsText()
@@ -604,7 +609,11 @@ void TestCliParts::days_data()
     row("-547776000", "1983-08-24"); // midnight
     row("-547783200.0", "1983-08-23T22:00:00Z");
     row("0", "2001-01-01");
-    row("-12517545600", "1604-05-03"); // a day without a year
+    row("-12517545600", "1604-05-03");        // a day without a year
+    row("-547732800000000000", "1983-08-24"); // nanoseconds
+    row("-547732800.5", "1983-08-24T11:59:59Z");
+    row("99999999999999", ""); // the year 3 million
+    row("1e20", "");
     row("", "");
     row("May 1983", "");
     row("nan", "");

@@ -1,6 +1,8 @@
 // The HTML report as it is written; what a browser makes of it is tested on its own.
 
 #include "api/callhistoryrecord.h"
+#include "api/messagegrouprecord.h"
+#include "api/whatsappchatrecord.h"
 #include "cli/htmlprinter.h"
 #include "cli/recordmaps.h"
 #include "tests/support/reportfixture.h"
@@ -10,6 +12,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
+#include <QSet>
 #include <QtTest>
 
 namespace {
@@ -98,6 +101,8 @@ private Q_SLOTS:
     void policyAllowsOurScriptAndStyleAlone();
     void noForeignMarkup();
     void entries();
+    void nothingIsLeftOut();
+    void textsOfMessages();
     void piecesOfManyRecords();
     void summary();
     void timeline_data();
@@ -157,6 +162,59 @@ void HtmlReport::entries()
     QVERIFY(messages.at(0).isObject() && messages.at(3).isObject());
     QCOMPARE(messages.at(1).toArray().at(0).toBool(), false);
     QCOMPARE(messages.at(2).toArray().at(0).toBool(), true);
+}
+
+/// Of every text of every kind: what is left out is left out on purpose.
+void HtmlReport::nothingIsLeftOut()
+{
+    ReportFixture fixture;
+    addEveryKind(&fixture, QStringLiteral("text "));
+    QSet<int> shown;
+    const QString html = QString::fromUtf8(htmlOf(fixture.report));
+    QRegularExpressionMatchIterator texts =
+        QRegularExpression(QStringLiteral("text ([0-9]+)")).globalMatch(html);
+    while (texts.hasNext()) {
+        shown.insert(texts.next().captured(1).toInt());
+    }
+    const int last = *std::max_element(shown.cbegin(), shown.cend());
+    QVector<int> missing;
+    for (int number = 1; number <= last; ++number) {
+        if (!shown.contains(number)) {
+            missing.append(number);
+        }
+    }
+    // Names of the parts of values, of two persons; of messages guid, service and receiver; of
+    // conversations the service, and the identifier where there is a name.
+    QCOMPARE(missing, (QVector<int>{19,  23,  27,  31,  35,  39,  43,  47,  51,  71,  75,
+                                    79,  83,  87,  91,  95,  99,  103, 106, 110, 114, 115,
+                                    119, 121, 122, 126, 130, 131, 135, 142, 146}));
+}
+
+/// As a device stores them, which is not as they fit into a line.
+void HtmlReport::textsOfMessages()
+{
+    WhatsappChatRecord chat;
+    chat.messages.append(new WhatsappMessageItem);
+    chat.messages.first()->text = QStringLiteral("a\r\nb\tc");
+    MessageGroupRecord group;
+    group.participants = {{QStringLiteral("5551"), QString(), QString()},
+                          {QStringLiteral("5552"), QStringLiteral("SMS"), QStringLiteral("us")}};
+    group.messages.append(MessageItem());
+    MessageGroupRecord room = group;
+    room.chatIdentifier = QStringLiteral("chat1");
+    room.roomName = QStringLiteral("The room");
+    ReportFixture fixture;
+    fixture.add(ScanTypeWhatsapp, QStringLiteral("a"), "whatsapp", {whatsappMap(chat)});
+    fixture.add(ScanTypeMessages, QStringLiteral("b"), "messageGroup",
+                {messageGroupMap(group), messageGroupMap(room)});
+    const QByteArray html = htmlOf(fixture.report);
+    QCOMPARE(entriesOf("whatsapp-messages", html).at(1).toArray().at(4).toString(),
+             QStringLiteral("a\nb\tc"));
+    const QJsonArray groups = entriesOf("messages", html);
+    QCOMPARE(groups.at(0).toObject().value(QLatin1String("title")).toString(),
+             QStringLiteral("5551, 5552 (SMS, us)"));
+    QCOMPARE(groups.at(2).toObject().value(QLatin1String("title")).toString(),
+             QStringLiteral("The room"));
 }
 
 void HtmlReport::piecesOfManyRecords()

@@ -65,12 +65,12 @@ QByteArray repeated(const QByteArray &text, int times)
     return text.repeated(times);
 }
 
-/// `levels` arrays, each of which holds the next one `fan` times.
-QByteArray nestedBinary(int levels, int fan)
+/// `levels` arrays, or sets, each of which holds the next one `fan` times.
+QByteArray nestedBinary(int levels, int fan, int kind = 0xA0)
 {
     QVector<QByteArray> objects;
     for (int i = 1; i <= levels; ++i) {
-        objects.append(char(0xA0 | fan) + references(QVector<int>(fan, i)));
+        objects.append(char(kind | fan) + references(QVector<int>(fan, i)));
     }
     return binary(objects << ascii("end"));
 }
@@ -145,6 +145,10 @@ void TestPropertyList::othersAreRefused_data()
     row("too large", xml("<dict/>" + repeated(" ", 17 * 1024 * 1024)));
     row("deep binary", nestedBinary(500000, 1));
     row("binary that doubles at every level", nestedBinary(60, 2));
+    row("binary sets that double at every level", nestedBinary(60, 2, 0xC0));
+    row("binary that is just too deep", nestedBinary(90000, 1));
+    row("XML that is just too deep",
+        xml(repeated("<array>", 100000) + repeated("</array>", 100000)));
     row("binary that is many times itself", nestedBinary(20, 14));
     row("binary that holds itself", binary({'\xA1' + references({0})}));
     row("binary of texts that are many times as long",
