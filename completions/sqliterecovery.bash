@@ -10,6 +10,13 @@ _sqliterecovery()
     local words=() i
     COMPREPLY=()
 
+    # bash takes "--format=html" for three words.
+    if [[ $current == = ]]; then
+        current=
+    elif [[ $previous == = ]]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
+
     case $previous in
     --format)
         mapfile -t COMPREPLY < <(compgen -W "text html csv jsonl json" -- "$current")
@@ -29,7 +36,10 @@ _sqliterecovery()
     # The words in front of this one that are neither options nor their values.
     for ((i = 1; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
-        --format | --output) ((++i)) ;;
+        --format | --output)
+            [[ ${COMP_WORDS[i + 1]} == = ]] && ((++i))
+            ((++i))
+            ;;
         -*) ;;
         *) words+=("${COMP_WORDS[i]}") ;;
         esac

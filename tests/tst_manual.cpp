@@ -139,6 +139,13 @@ void TestManual::formats()
              formats);
     QCOMPARE(completions({QStringLiteral("backup"), QStringLiteral("--format"), QString()}),
              formats);
+    const QString option = QStringLiteral("--format");
+    const QString equals = QStringLiteral("="); // a word of its own to bash
+    QCOMPARE(completions({QStringLiteral("backup"), option, equals}), formats);
+    QCOMPARE(completions({QStringLiteral("backup"), option, equals, QStringLiteral("js")}),
+             (QStringList{QStringLiteral("json"), QStringLiteral("jsonl")}));
+    QCOMPARE(completions({option, equals, formats.first(), QStringLiteral("sc")}),
+             QStringList{QStringLiteral("scan")});
     for (const QString &format : formats) {
         const Run run =
             runProgram({QStringLiteral("scan"), QStringLiteral("notes"),

@@ -441,7 +441,8 @@
         /** A message also matches by the title and the members of its conversation. */
         messageMatches(message, conversation, words) {
             if (message.folded === undefined) {
-                message.folded = folded([message.time, message.stored, message.sender, message.text,
+                message.folded = folded([message.isSent ? "Sent" : "Received", message.time,
+                    message.stored, message.sender, message.text,
                     message.attachment]);
             }
             return words.every((word) => message.folded.includes(word)
