@@ -13,19 +13,19 @@
 
 namespace {
 
-constexpr int FileSize = 1024 * 1024;
-constexpr qint64 LongText = 400000;
-
-/// Of processor time, so that other processes do not count; sanitizers and debug builds take many
-/// times longer.
+/// Bounds are of processor time, so that other processes do not count. Sanitizers and debug builds
+/// take many times longer: for them the files are smaller, and only what the scans do counts.
 #if defined(__SANITIZE_ADDRESS__) || !defined(__OPTIMIZE__)
+constexpr int FileSize = 256 * 1024;
 constexpr double MostSeconds = 60;
 constexpr bool IsMemoryMeasured = false;
 #else
+constexpr int FileSize = 1024 * 1024;
 constexpr double MostSeconds = 5;
 constexpr bool IsMemoryMeasured = true;
 #endif
 constexpr double MostMebibytes = 64;
+constexpr qint64 LongText = 400000;
 
 /// A hostile database, and its log if it has one.
 struct Hostile
