@@ -364,6 +364,9 @@ void TestBackupFolder::noBackup()
     QVERIFY2(contents.problem.contains(problem), qPrintable(contents.problem));
     QVERIFY(contents.problem.contains(m_dir->path()));
     QVERIFY(contents.databases.isEmpty() && contents.warnings.isEmpty() && !contents.hasDevice);
+    // Nor is the folder above one of those inside.
+    QVERIFY(QDir().mkpath(at("c/d")) && writeFile(at("c/Manifest.db"), "bytes"));
+    QVERIFY(readBackup(at("c/d")).problem.startsWith(QStringLiteral("no backup, which has")));
 }
 
 void TestBackupFolder::notAFolder()

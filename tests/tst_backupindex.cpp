@@ -58,6 +58,7 @@ private Q_SLOTS:
     void quotesInTheDomain();
     void theNameIsComputedWhateverTheIndexSays();
     void cutListGivesTheFilesInFrontOfTheCut();
+    void linksAreNoFiles();
     void damagedPagesAreNeverPassedOver();
     void damagedIndexNeverInvents_data();
     void damagedIndexNeverInvents();
@@ -254,6 +255,17 @@ void TestBackupIndex::cutListGivesTheFilesInFrontOfTheCut()
         }
         QCOMPARE(m_files.size(), expected);
     }
+}
+
+void TestBackupIndex::linksAreNoFiles()
+{
+    QByteArray list = manifestList({{Chats, path(1)}, {Chats, path(2)}});
+    const QByteArray fileMode("\x81\xA4");
+    QCOMPARE(list.count(fileMode), 2);
+    list.replace(list.indexOf(fileMode), 2, QByteArray("\xA1\xFF"));
+    QVERIFY(writeFile(file("Manifest.mbdb"), list));
+    QCOMPARE(read(), BackupIndexState::Read);
+    QCOMPARE(paths(), QStringList{path(2)});
 }
 
 /// Nobody would look for what is missing.

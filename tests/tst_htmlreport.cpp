@@ -1,7 +1,9 @@
 // The HTML report as it is written; what a browser makes of it is tested on its own.
 
+#include "api/bookmarkrecord.h"
 #include "api/callhistoryrecord.h"
 #include "api/messagegrouprecord.h"
+#include "api/personrecord.h"
 #include "api/whatsappchatrecord.h"
 #include "cli/htmlprinter.h"
 #include "cli/recordmaps.h"
@@ -103,6 +105,7 @@ private Q_SLOTS:
     void entries();
     void nothingIsLeftOut();
     void textsOfMessages();
+    void numbersThatAreNoTexts();
     void piecesOfManyRecords();
     void summary();
     void timeline_data();
@@ -217,6 +220,18 @@ void HtmlReport::textsOfMessages()
              QStringLiteral("The room"));
 }
 
+void HtmlReport::numbersThatAreNoTexts()
+{
+    PersonRecord person;
+    person.modificationDate = 600000000;
+    ReportFixture fixture;
+    fixture.add(ScanTypeContacts, QStringLiteral("a"), "contact", {personMap(person)});
+    fixture.add(ScanTypeBookmarks, QStringLiteral("b"), "bookmark", {bookmarkMap({{}, {}, 42})});
+    const QByteArray html = htmlOf(fixture.report);
+    QVERIFY(html.contains("<title>2020-01: 1 record</title>"));
+    QCOMPARE(entriesOf("bookmarks", html).at(0).toArray().last().toString(), QStringLiteral("42"));
+}
+
 void HtmlReport::piecesOfManyRecords()
 {
     constexpr unsigned Count = 20000;
@@ -241,7 +256,7 @@ void HtmlReport::summary()
     fixture.report.databases[1].problem = QStringLiteral("looks encrypted");
     const QByteArray html = htmlOf(fixture.report);
     QVERIFY(html.contains("The scan was stopped"));
-    QVERIFY(html.contains("no index &lt;b&gt;"));
+    QVERIFY(html.contains("<bdi>no index &lt;b&gt;</bdi>"));
     QVERIFY(html.contains("1 of "));
     QVERIFY(html.contains("123,456,789"));
     QVERIFY(html.contains(QByteArray(64, '5').replace("55", "5a")));

@@ -147,8 +147,8 @@ void TestPropertyList::othersAreRefused_data()
     row("binary that doubles at every level", nestedBinary(60, 2));
     row("binary sets that double at every level", nestedBinary(60, 2, 0xC0));
     row("binary that is just too deep", nestedBinary(90000, 1));
-    row("XML that is just too deep",
-        xml(repeated("<array>", 100000) + repeated("</array>", 100000)));
+    row("XML that is just too deep", xml("<dict><key>a</key>" + repeated("<array>", 100000)
+                                         + repeated("</array>", 100000) + "</dict>"));
     row("binary that is many times itself", nestedBinary(20, 14));
     row("binary that holds itself", binary({'\xA1' + references({0})}));
     row("binary of texts that are many times as long",
