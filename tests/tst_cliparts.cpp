@@ -612,7 +612,7 @@ void TestCliParts::days_data()
     row("-12517545600", "1604-05-03");        // a day without a year
     row("-547732800000000000", "1983-08-24"); // nanoseconds
     row("-547732800.5", "1983-08-24T11:59:59Z");
-    row("99999999999999", ""); // the year 3 million
+    row("300000000000", ""); // the year 11476
     row("1e20", "");
     row("", "");
     row("May 1983", "");

@@ -3,6 +3,7 @@
 #include "api/bookmarkrecord.h"
 #include "api/callhistoryrecord.h"
 #include "api/messagegrouprecord.h"
+#include "api/noterecord.h"
 #include "api/personrecord.h"
 #include "api/whatsappchatrecord.h"
 #include "cli/htmlprinter.h"
@@ -105,7 +106,7 @@ private Q_SLOTS:
     void entries();
     void nothingIsLeftOut();
     void textsOfMessages();
-    void numbersThatAreNoTexts();
+    void whatTextsDoNotShow();
     void piecesOfManyRecords();
     void summary();
     void timeline_data();
@@ -220,15 +221,18 @@ void HtmlReport::textsOfMessages()
              QStringLiteral("The room"));
 }
 
-void HtmlReport::numbersThatAreNoTexts()
+void HtmlReport::whatTextsDoNotShow()
 {
     PersonRecord person;
     person.modificationDate = 600000000;
     ReportFixture fixture;
     fixture.add(ScanTypeContacts, QStringLiteral("a"), "contact", {personMap(person)});
     fixture.add(ScanTypeBookmarks, QStringLiteral("b"), "bookmark", {bookmarkMap({{}, {}, 42})});
+    fixture.add(ScanTypeNotes, QStringLiteral("c"), "note",
+                {noteMap({0, QStringLiteral("a"), QStringLiteral("a\nb  c")})});
     const QByteArray html = htmlOf(fixture.report);
     QVERIFY(html.contains("<title>2020-01: 1 record</title>"));
+    QVERIFY(entriesOf("notes", html).at(0).toArray().contains(QStringLiteral("a\nb  c")));
     QCOMPARE(entriesOf("bookmarks", html).at(0).toArray().last().toString(), QStringLiteral("42"));
 }
 
