@@ -1,6 +1,7 @@
 // Scans a file with every recoverer. The first byte says as which kind, and in its upper half after
 // how many reports the scan is stopped; the rest is the file.
 
+#include "api/databasecheck.h"
 #include "api/scanprogress.h"
 #include "api/sqliterecovery.h"
 #include "fuzz/fuzzsupport.h"
@@ -54,6 +55,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             "the result tells whether the kind is known");
     require(progress.doneCalls == (stop ? 1 : 0), "the end is reported once");
     checkResults(recovery, qint64(size));
+    if (stop == 0) { // as a program does that found nothing
+        whyNothingFound(type, file.path());
+    }
     releaseNotes(recovery);
     return 0;
 }

@@ -2,6 +2,7 @@
 // half whether the database is carved instead with the log beside it; then come the database and,
 // from the first bytes on that begin as a log does, the log.
 
+#include "api/databasecheck.h"
 #include "api/sqliterecovery.h"
 #include "api/walrecovery.h"
 #include "fuzz/fuzzsupport.h"
@@ -14,7 +15,9 @@ namespace {
 void checkLogFile(const QString &path, qint64 bytes)
 {
     WalFile log(path);
-    if (!log.load()) {
+    const bool isLoaded = log.load();
+    require(isLoaded || checkLog(path) != LogState::Usable, "a log that is usable can be read");
+    if (!isLoaded) {
         require(log.transactionCount() == 0, "what is no log has no transactions");
         return;
     }
