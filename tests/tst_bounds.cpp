@@ -16,11 +16,13 @@ namespace {
 /// Bounds are of processor time, so that other processes do not count. Sanitizers and debug builds
 /// take many times longer: for them the files are smaller, and only what the scans do counts.
 #if defined(__SANITIZE_ADDRESS__) || !defined(__OPTIMIZE__)
-constexpr int FileSize = 256 * 1024;
+constexpr int FileSize = 128 * 1024;
+constexpr unsigned EveryKind = 3; ///< each row takes every third kind, not all rows the same
 constexpr double MostSeconds = 60;
 constexpr bool IsMemoryMeasured = false;
 #else
 constexpr int FileSize = 1024 * 1024;
+constexpr unsigned EveryKind = 1;
 constexpr double MostSeconds = 5;
 constexpr bool IsMemoryMeasured = true;
 #endif
@@ -429,7 +431,11 @@ void TestBounds::scans()
     const QString path = m_dir.filePath(QStringLiteral("hostile.db"));
     const QString logPath = path + QStringLiteral("-wal");
     QStringList tooMuch;
+    unsigned number = qHash(QByteArray(QTest::currentDataTag()));
     for (const KindSample &kind : kindSamples()) {
+        if (++number % EveryKind != 0) {
+            continue;
+        }
         const Hostile hostile = make({&kind, path});
         QVERIFY2(!hostile.database.isEmpty(), kind.name);
         QVERIFY(writeFile(path, hostile.database) && writeFile(logPath, hostile.log));
