@@ -1,7 +1,8 @@
 #include "recoverers/messaging/whatsappassembler.h"
 
-#include <QElapsedTimer>
 #include <QtTest>
+
+#include <ctime>
 
 namespace {
 
@@ -498,15 +499,14 @@ void TestWhatsappAssembler::joiningIsLinear()
             member(i + 1, qPrintable(QString::number(i)));
             media({0, false, false}, "T", i);
         }
-        QElapsedTimer timer;
-        timer.start();
+        const std::clock_t begin = std::clock(); // of the processor: others may keep it busy
         const auto chats = assembleWhatsappChats(m_live, m_carved);
-        return chats.at(0)->messages.size() == count ? timer.nsecsElapsed() : -1;
+        return chats.at(0)->messages.size() == count ? qint64(std::clock() - begin) : -1;
     };
     const qint64 few = time(2000);
     const qint64 many = time(40000);
     QVERIFY(few > 0 && many > 0);
-    QVERIFY2(many < 150 * few, qPrintable(QStringLiteral("%1 and %2 ns").arg(few).arg(many)));
+    QVERIFY2(many < 150 * few, qPrintable(QStringLiteral("%1 and %2").arg(few).arg(many)));
 }
 
 QTEST_APPLESS_MAIN(TestWhatsappAssembler)
