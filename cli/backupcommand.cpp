@@ -89,11 +89,6 @@ void scanAll(QVector<Scan> scans, bool isHashed, Report *report)
             scan.file.remark = QStringLiteral("the run was stopped before this scan");
         } else {
             run(&scan, isHashed, &progress);
-            const QString warning = scan.file.isLog ? QString() : roomWarning(scan.file.path);
-            if (!warning.isEmpty()) {
-                printMessage(warning);
-                report->warnings.append(warning);
-            }
         }
         report->databases.append(scan.file);
     }
@@ -140,7 +135,7 @@ int scanBackup(const ScanRequest &request, Report report)
 {
     const BackupContents contents = readBackup(request.files.first());
     for (const QString &warning : contents.warnings) {
-        printMessage(warning);
+        addWarning(warning, &report);
     }
     if (!contents.problem.isEmpty()) {
         return failed(contents.problem);
@@ -152,7 +147,9 @@ int scanBackup(const ScanRequest &request, Report report)
     }
     report.isBackup = true;
     report.device = contents.device;
-    report.warnings = contents.warnings;
+    for (const BackupDatabase &database : contents.databases) {
+        addWarning(roomWarning(database.path), &report);
+    }
     scanAll(scansOf(contents), wantsHashes(request), &report);
     printProblems(report);
     if (!report.databases.isEmpty() && failuresIn(report) == report.databases.size()) {

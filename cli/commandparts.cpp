@@ -159,6 +159,14 @@ Report newReport(const ScanOptions &options, const QString &source)
     return report;
 }
 
+void addWarning(const QString &warning, Report *report)
+{
+    if (!warning.isEmpty()) {
+        printMessage(warning);
+        report->warnings.append(warning);
+    }
+}
+
 ScannedDatabase requestedFile(const ScanRequest &request, const QString &path)
 {
     ScannedDatabase file;

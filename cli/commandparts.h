@@ -65,6 +65,9 @@ const TypeName &typeName(ScanType type);
 /// A report without databases, begun now.
 Report newReport(const ScanOptions &options, const QString &source);
 
+/// Says what went wrong, now and in the report. An empty warning says nothing.
+void addWarning(const QString &warning, Report *report);
+
 /// A file that the command line names, before its scan.
 ScannedDatabase requestedFile(const ScanRequest &request, const QString &path);
 

@@ -88,9 +88,11 @@ QString emptyRemark(ScanType type, const QString &path)
 QString roomWarning(const QString &path)
 {
     const qint64 log = QFileInfo(path + QStringLiteral("-wal")).size();
+    if (log == 0) {
+        return QString();
+    }
     const QStorageInfo storage(QDir::tempPath());
-    if (log == 0 || !storage.isValid()
-        || storage.bytesAvailable() >= QFileInfo(path).size() + log) {
+    if (!storage.isValid() || storage.bytesAvailable() >= QFileInfo(path).size() + log) {
         return QString();
     }
     return QStringLiteral("%1 has no room for a copy of the database with its log, so that records "
@@ -113,9 +115,11 @@ QByteArray hashOf(const QString &path)
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
         return QByteArray();
     }
-    while (!file.atEnd() && !isInterrupted()) {
-        hash.addData(file.read(step));
-    }
+    QByteArray bytes;
+    do { // a disk that cannot be read gives no bytes, though the file has no end there
+        bytes = file.read(step);
+        hash.addData(bytes);
+    } while (!bytes.isEmpty() && !isInterrupted());
     const bool isWhole = file.atEnd() && file.error() == QFileDevice::NoError;
     return isWhole ? hash.result() : QByteArray();
 }

@@ -24,11 +24,7 @@ int scanFile(const ScanRequest &request, Report report)
     if (wantsHashes(request)) {
         database.sha256 = hashOf(database.path);
     }
-    const QString warning = roomWarning(database.path);
-    if (!warning.isEmpty()) {
-        printMessage(warning);
-        report.warnings.append(warning);
-    }
+    addWarning(roomWarning(database.path), &report);
     {
         ConsoleProgress progress(progressTerminal(), double(database.size));
         scanDatabase(&database, &progress);
