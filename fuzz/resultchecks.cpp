@@ -112,6 +112,16 @@ qint64 sizeOfAll(Facade &found, unsigned (Facade::*count)(),
     return size;
 }
 
+/// The kinds that both roads find.
+template<typename Facade> qint64 sizeOfCommon(Facade &found)
+{
+    return sizeOfAll(found, &Facade::getBookmarkCount, &Facade::getBookmark)
+           + sizeOfAll(found, &Facade::getReminderCount, &Facade::getReminder)
+           + sizeOfAll(found, &Facade::getCalendarCount, &Facade::getCalendar)
+           + sizeOfAll(found, &Facade::getMessageGroupCount, &Facade::getMessageGroup)
+           + sizeOfAll(found, &Facade::getContactCount, &Facade::getContact);
+}
+
 qint64 checkedSize(qint64 size, qint64 bytes)
 {
     require(size <= SmallestBound + MostCharactersPerByte * bytes,
@@ -125,13 +135,8 @@ qint64 checkResults(SqliteRecovery &found, qint64 bytes)
 {
     using Facade = SqliteRecovery;
     return checkedSize(
-        sizeOfAll(found, &Facade::getBookmarkCount, &Facade::getBookmark)
-            + sizeOfAll(found, &Facade::getNoteCount, &Facade::getNote)
+        sizeOfCommon(found) + sizeOfAll(found, &Facade::getNoteCount, &Facade::getNote)
             + sizeOfAll(found, &Facade::getCallhistoryCount, &Facade::getCallhistory)
-            + sizeOfAll(found, &Facade::getReminderCount, &Facade::getReminder)
-            + sizeOfAll(found, &Facade::getCalendarCount, &Facade::getCalendar)
-            + sizeOfAll(found, &Facade::getMessageGroupCount, &Facade::getMessageGroup)
-            + sizeOfAll(found, &Facade::getContactCount, &Facade::getContact)
             + sizeOfAll(found, &Facade::getWhatsappCount, &Facade::getWhatsapp)
             + sizeOfAll(found, &Facade::getHiddenContactCount, &Facade::getHiddenContact)
             + sizeOfAll(found, &Facade::getSafariHistoryCount, &Facade::getSafariHistory)
@@ -142,19 +147,5 @@ qint64 checkResults(SqliteRecovery &found, qint64 bytes)
 
 qint64 checkResults(WalRecovery &found, qint64 bytes)
 {
-    using Facade = WalRecovery;
-    return checkedSize(
-        sizeOfAll(found, &Facade::getBookmarkCount, &Facade::getBookmark)
-            + sizeOfAll(found, &Facade::getReminderCount, &Facade::getReminder)
-            + sizeOfAll(found, &Facade::getCalendarCount, &Facade::getCalendar)
-            + sizeOfAll(found, &Facade::getMessageGroupCount, &Facade::getMessageGroup)
-            + sizeOfAll(found, &Facade::getContactCount, &Facade::getContact),
-        bytes);
-}
-
-void releaseNotes(SqliteRecovery &found)
-{
-    for (unsigned i = 0; i < found.getIos9NoteCount(); ++i) {
-        delete found.getIos9Note(i);
-    }
+    return checkedSize(sizeOfCommon(found), bytes);
 }

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <QtGlobal>
+#include "api/sqliterecovery.h"
 
-class SqliteRecovery;
 class WalRecovery;
 
 /// Ends the program unless everything that was found can be asked for, and is no more than `bytes`
@@ -11,4 +10,9 @@ qint64 checkResults(SqliteRecovery &found, qint64 bytes);
 qint64 checkResults(WalRecovery &found, qint64 bytes);
 
 /// Frees the notes that the facade leaves alive.
-void releaseNotes(SqliteRecovery &found);
+inline void releaseNotes(SqliteRecovery &found)
+{
+    for (unsigned i = 0; i < found.getIos9NoteCount(); ++i) {
+        delete found.getIos9Note(i);
+    }
+}

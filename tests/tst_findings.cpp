@@ -4,6 +4,7 @@
 #include "api/sqliterecovery.h"
 #include "api/walrecovery.h"
 #include "cli/recordkind.h"
+#include "fuzz/resultchecks.h"
 #include "samples/calendarsamples.h"
 #include "samples/contactsamples.h"
 #include "samples/messagesamples.h"
@@ -224,13 +225,6 @@ template<typename Scan> QString checkScan(int type, qint64 fileSize, Scan scan)
                          .arg(seconds);
 }
 
-void freeNotes(SqliteRecovery *recovery)
-{
-    for (unsigned i = 0; i < recovery->getIos9NoteCount(); ++i) {
-        delete recovery->getIos9Note(i);
-    }
-}
-
 } // namespace
 
 void TestFindings::addRows()
@@ -258,7 +252,7 @@ void TestFindings::carved()
             recovery.scanRecoveryForType(type, path, nullptr);
             const qint64 size = sizeOf(resultsOf(type, recovery));
             found += size;
-            freeNotes(&recovery);
+            releaseNotes(recovery);
             return size;
         });
         QVERIFY2(fault.isEmpty(), qPrintable(fault));
