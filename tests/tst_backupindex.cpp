@@ -29,16 +29,6 @@ QVector<IndexedFile> someFiles(int count)
     return files;
 }
 
-QByteArray randomBytes(int size)
-{
-    QRandomGenerator random(7);
-    QByteArray bytes(size, '\0');
-    for (char &byte : bytes) {
-        byte = char(random.generate());
-    }
-    return bytes;
-}
-
 } // namespace
 
 class TestBackupIndex : public QObject
@@ -46,8 +36,6 @@ class TestBackupIndex : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void init();
-    void names_data();
-    void names();
     void composedAndDecomposedLettersNameTheSameFile();
     void locations();
     void listsTheFilesOfADomain_data();
@@ -88,30 +76,6 @@ void TestBackupIndex::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
     m_files = {{QString(), QString(), QStringLiteral("from the last call")}};
-}
-
-void TestBackupIndex::names_data()
-{
-    QTest::addColumn<QString>("domain");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("name");
-    const auto row = [](const char *domain, const char *path, const char *name) {
-        QTest::newRow(path) << QString::fromLatin1(domain) << QString::fromLatin1(path)
-                            << QString::fromLatin1(name);
-    };
-    row("HomeDomain", "Library/AddressBook/AddressBook.sqlitedb",
-        "31bb7ba8914766d4ba40d6dfb6113c8b614be442");
-    row("HomeDomain", "Library/SMS/sms.db", "3d0d7e5fb2ce288813306e4d4636395e047a3d28");
-    row("WirelessDomain", "Library/CallHistory/call_history.db",
-        "2b2b0084a1bc3a5ac8c27afdf14afb42c61a19ca");
-    row("HomeDomain", "Library/Safari/History.db", "1a0e7afc19d307da602ccdcece51af33afe92c53");
-}
-
-void TestBackupIndex::names()
-{
-    QFETCH(QString, domain);
-    QFETCH(QString, path);
-    QTEST(backupFileName(domain, path), "name");
 }
 
 void TestBackupIndex::composedAndDecomposedLettersNameTheSameFile()

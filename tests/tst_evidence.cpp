@@ -213,7 +213,6 @@ private Q_SLOTS:
 
 private:
     QString path(const char *name) const { return m_dir->filePath(QLatin1String(name)); }
-    QStringList commands(const KindSample &kind) const;
     void run(const QStringList &command, const QString &folder, bool inEveryFormat);
 
     QScopedPointer<QTemporaryDir> m_dir;
@@ -333,16 +332,12 @@ void TestEvidence::run(const QStringList &command, const QString &folder, bool i
 #if defined(__SANITIZE_ADDRESS__) // starting the program takes half a second then
     inEveryFormat = false;
 #endif
-    const QByteArrayList formats = inEveryFormat
-                                       ? QByteArrayList{"text", "html", "csv", "jsonl", "json"}
-                                       : QByteArrayList{"html"};
-    for (const QByteArray &format : formats) {
+    for (const QString &format : words(inEveryFormat ? "text html csv jsonl json" : "html")) {
         QProcess process;
         process.setWorkingDirectory(folder);
-        const QString output = path("output.") + QString::fromLatin1(format);
-        const QStringList options{QStringLiteral("--format"), QString::fromLatin1(format),
-                                  QStringLiteral("--output"), output, QStringLiteral("--force")};
-        process.start(QStringLiteral(SQLITERECOVERY_PROGRAM), command + options);
+        process.start(QStringLiteral(SQLITERECOVERY_PROGRAM),
+                      command + words("--force --format @", format)
+                          + words("--output @", path("output.") + format));
         QCOMPARE(finish(process).exitCode, 0);
     }
     if (isRoot()) {
@@ -361,13 +356,12 @@ void TestEvidence::program()
     const QString folder = path("evidence");
     QVERIFY(makeWithEverything(sample, folder + QStringLiteral("/sample.db")));
     const QString type = QString::number(sample.type);
-    const QString name = QStringLiteral("sample.db");
     for (const bool isWritable : {true, false}) {
         setWritable(folder, isWritable);
         UntouchedFolder evidence(folder);
-        run({QStringLiteral("scan"), type, name}, folder, isWritable);
+        run(words("scan @ sample.db", type), folder, isWritable);
         if (isComparedInLogs(sample)) {
-            run({QStringLiteral("wal"), type, name}, folder, isWritable);
+            run(words("wal @ sample.db", type), folder, isWritable);
         }
         QCOMPARE(evidence.traces(), QString());
         QVERIFY(QDir(path("temporary")).isEmpty());
@@ -376,26 +370,26 @@ void TestEvidence::program()
 
 void TestEvidence::programOnBackups_data()
 {
-    QTest::addColumn<QString>("layout");
-    QTest::newRow("flat") << QStringLiteral("flat");
-    QTest::newRow("folders") << QStringLiteral("folders");
+    QTest::addColumn<bool>("isFlat");
+    QTest::newRow("flat") << true;
+    QTest::newRow("folders") << false;
 }
 
 void TestEvidence::programOnBackups()
 {
-    QFETCH(QString, layout);
-    QCOMPARE(QProcess::execute(
-                 QStringLiteral(MAKESAMPLE_PROGRAM),
-                 {QStringLiteral("backup"), path("made"), QStringLiteral("--layout"), layout}),
+    QFETCH(bool, isFlat);
+    QCOMPARE(QProcess::execute(QStringLiteral(MAKESAMPLE_PROGRAM),
+                               words("backup @ --layout", path("made"))
+                                   + words(QTest::currentDataTag())),
              0);
     const QString folder = path("made/backup");
     // The index, too, may have a log.
-    QVERIFY(layout == QLatin1String("flat")
+    QVERIFY(isFlat
             || writeFile(folder + QStringLiteral("/Manifest.db-wal"), QByteArray(5000, 'b')));
     for (const bool isWritable : {true, false}) {
         setWritable(folder, isWritable);
         UntouchedFolder evidence(folder);
-        run({QStringLiteral("backup"), QStringLiteral(".")}, folder, isWritable);
+        run(words("backup ."), folder, isWritable);
         QCOMPARE(evidence.traces(), QString());
         QVERIFY(QDir(path("temporary")).isEmpty());
     }

@@ -139,16 +139,15 @@ void TestFieldReader::texts_data()
     const QString face = QString::fromUtf8("\xF0\x9F\x98\x80");
     QTest::newRow("UTF-8") << face.toUtf8() << 1 << face;
     QTest::newRow("no encoding") << QByteArray("\xC3\xA9") << 0 << QString(QChar(0xE9));
-    QTest::newRow("undecodable") << QByteArray("a\xFFz") << 1 << QStringLiteral("a\uFFFDz");
+    QTest::newRow("undecodable") << QByteArray("a\xFFz") << 1 << "a\uFFFDz";
     QTest::newRow("NUL inside") << QByteArray("a\0b", 3) << 1 << QString::fromLatin1("a\0b", 3);
     QTest::newRow("UTF-16le") << QByteArray("\x3D\xD8\x00\xDE", 4) << 2 << face;
     QTest::newRow("UTF-16be") << QByteArray("\xD8\x3D\xDE\x00", 4) << 3 << face;
     QTest::newRow("byte-order mark is kept") << QByteArray("\xEF\xBB\xBF"
                                                            "a")
-                                             << 1 << QStringLiteral("\uFEFFa");
-    QTest::newRow("odd last byte") << QByteArray("a\0b", 3) << 2 << QStringLiteral("a");
-    QTest::newRow("lone surrogate")
-        << QByteArray("\x00\xDEz\x00", 4) << 2 << QStringLiteral("\uFFFDz");
+                                             << 1 << "\uFEFFa";
+    QTest::newRow("odd last byte") << QByteArray("a\0b", 3) << 2 << "a";
+    QTest::newRow("lone surrogate") << QByteArray("\x00\xDEz\x00", 4) << 2 << "\uFFFDz";
 }
 
 void TestFieldReader::texts()
@@ -183,12 +182,12 @@ void TestFieldReader::plausibleText_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("plausible");
     QTest::newRow("empty") << QString() << false;
-    QTest::newRow("white space") << QStringLiteral(" \t\n") << false;
-    QTest::newRow("words") << QStringLiteral("Back in 5 min!") << true;
-    QTest::newRow("currency and mathematics") << QStringLiteral("$+<>") << true;
+    QTest::newRow("white space") << " \t\n" << false;
+    QTest::newRow("words") << "Back in 5 min!" << true;
+    QTest::newRow("currency and mathematics") << "$+<>" << true;
     QTest::newRow("pictures") << QString::fromUtf8("\xF0\x9F\x98\x80") << false;
-    QTest::newRow("exactly 0.6") << QStringLiteral("abc\u0001\u0002") << false;
-    QTest::newRow("above 0.6") << QStringLiteral("abcd\u0001\u0002") << true;
+    QTest::newRow("exactly 0.6") << "abc\u0001\u0002" << false;
+    QTest::newRow("above 0.6") << "abcd\u0001\u0002" << true;
 }
 
 void TestFieldReader::plausibleText()

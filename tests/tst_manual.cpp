@@ -48,7 +48,7 @@ QStringList withoutNumbers(QStringList types)
 }
 
 /// What bash offers behind the words, of which the last is the one that is typed.
-QStringList completions(const QStringList &words, const QString &folder = QString())
+QStringList completions(const QStringList &typed, const QString &folder = QString())
 {
     QProcess bash;
     bash.setWorkingDirectory(folder);
@@ -56,10 +56,9 @@ QStringList completions(const QStringList &words, const QString &folder = QStrin
                                           "COMP_CWORD=$(($# - 1)); _sqliterecovery; "
                                           "printf '%s\\n' \"${COMPREPLY[@]}\"");
     bash.start(QStringLiteral("bash"),
-               QStringList{QStringLiteral("--norc"), QStringLiteral("-c"), script,
-                           sourceFile("completions/sqliterecovery.bash"),
-                           QStringLiteral("sqliterecovery")}
-                   + words);
+               words("--norc -c") + QStringList{script}
+                   + words("@ sqliterecovery", sourceFile("completions/sqliterecovery.bash"))
+                   + typed);
     const Run run = finish(bash);
     if (run.exitCode != 0 || !run.err.isEmpty()) {
         return {QString::fromLocal8Bit("failed: " + run.err)};
@@ -90,7 +89,7 @@ private:
 
 void TestManual::initTestCase()
 {
-    m_help = QString::fromUtf8(runProgram({QStringLiteral("--help")}).out);
+    m_help = QString::fromUtf8(runProgram("--help").out);
     m_page = QString::fromUtf8(readFile(sourceFile("man/sqliterecovery.1")));
     QVERIFY(!m_help.isEmpty() && !m_page.isEmpty());
 }
@@ -102,9 +101,9 @@ void TestManual::options()
     QCOMPARE(found(m_page, "Fl (-[a-z]+)")
                  .replaceInStrings(QRegularExpression(QStringLiteral("^")), QStringLiteral("-")),
              options);
-    QCOMPARE(completions({QStringLiteral("scan"), QStringLiteral("-")}), options);
+    QCOMPARE(completions(words("scan -")), options);
     for (const QString &option : options) {
-        const Run run = runProgram({QStringLiteral("scan"), option, QStringLiteral("text")});
+        const Run run = runProgram("scan @ text", option);
         QVERIFY2(!run.err.contains("nknown option"), run.err.constData());
     }
 }
@@ -116,17 +115,15 @@ void TestManual::types()
     QCOMPARE(completions({QStringLiteral("scan"), QString()}), withoutNumbers(types));
     for (int number = 0; number <= 20; ++number) {
         const QString text = QString::number(number);
-        const Run run = runProgram({QStringLiteral("scan"), text, QStringLiteral("missing.db")});
+        const Run run = runProgram("scan @ missing.db", text);
         const bool isListed =
             types.join(QLatin1Char(' ')).contains(QLatin1Char('(') + text + QLatin1Char(')'));
         QCOMPARE(run.exitCode, isListed ? 1 : 2);
     }
     const QStringList ofLogs = completions({QStringLiteral("wal"), QString()});
     for (const QString &type : withoutNumbers(types)) {
-        const Run scan = runProgram({QStringLiteral("scan"), type, QStringLiteral("missing.db")});
-        QCOMPARE(scan.exitCode, 1);
-        const Run wal = runProgram({QStringLiteral("wal"), type, QStringLiteral("missing.db")});
-        QCOMPARE(wal.exitCode, ofLogs.contains(type) ? 1 : 2);
+        QCOMPARE(runProgram("scan @ missing.db", type).exitCode, 1);
+        QCOMPARE(runProgram("wal @ missing.db", type).exitCode, ofLogs.contains(type) ? 1 : 2);
     }
 }
 
@@ -137,19 +134,14 @@ void TestManual::formats()
     QCOMPARE(formats.size(), 5);
     QCOMPARE(found(between(m_page, ".It Fl -format", ".It Fl -output"), "^\\.It Cm (\\w+)"),
              formats);
-    QCOMPARE(completions({QStringLiteral("backup"), QStringLiteral("--format"), QString()}),
-             formats);
-    const QString option = QStringLiteral("--format");
-    const QString equals = QStringLiteral("="); // a word of its own to bash
-    QCOMPARE(completions({QStringLiteral("backup"), option, equals}), formats);
-    QCOMPARE(completions({QStringLiteral("backup"), option, equals, QStringLiteral("js")}),
-             (QStringList{QStringLiteral("json"), QStringLiteral("jsonl")}));
-    QCOMPARE(completions({option, equals, formats.first(), QStringLiteral("sc")}),
-             QStringList{QStringLiteral("scan")});
+    const QString nothing;
+    QCOMPARE(completions(words("backup --format") << nothing), formats);
+    // The sign is a word of its own to bash.
+    QCOMPARE(completions(words("backup --format =")), formats);
+    QCOMPARE(completions(words("backup --format = js")), words("json jsonl"));
+    QCOMPARE(completions(words("--format = text sc")), words("scan"));
     for (const QString &format : formats) {
-        const Run run =
-            runProgram({QStringLiteral("scan"), QStringLiteral("notes"),
-                        QStringLiteral("missing.db"), QStringLiteral("--format"), format});
+        const Run run = runProgram("scan notes missing.db --format @", format);
         QVERIFY2(run.exitCode == 1, run.err.constData());
     }
 }
@@ -174,8 +166,7 @@ void TestManual::pageIsWellFormed()
     }
     QProcess groff;
     groff.start(QStringLiteral("groff"),
-                {QStringLiteral("-mandoc"), QStringLiteral("-ww"), QStringLiteral("-Tutf8"),
-                 sourceFile("man/sqliterecovery.1")});
+                words("-mandoc -ww -Tutf8 @", sourceFile("man/sqliterecovery.1")));
     const Run run = finish(groff);
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.err, QByteArray());

@@ -196,6 +196,12 @@ bool deliversAnew(const KindSample &kind)
     return kind.type != ScanTypeWeChat;
 }
 
+/// What a second scan of a log finds takes the place of the first.
+bool isReplaced(const KindSample &kind)
+{
+    return kind.type == ScanTypeContacts || kind.type == ScanTypeMessages;
+}
+
 /// Bytes in use, where the C library tells.
 qint64 memoryInUse()
 {
@@ -222,7 +228,9 @@ private Q_SLOTS:
     void copiesShareRecords();
     void assignmentFreesNothing_data() { addKindRows(); }
     void assignmentFreesNothing();
+    void copiesOfLogs_data() { addKindRows(isReplaced); }
     void copiesOfLogs();
+    void secondScanReplaces_data() { addKindRows(isReplaced); }
     void secondScanReplaces();
 
 private:
@@ -363,45 +371,37 @@ void TestOwnership::assignmentFreesNothing()
 /// As above. Nothing else tells what an object holds by pointer.
 void TestOwnership::copiesOfLogs()
 {
-    for (const KindSample &kind : kindSamples()) {
-        if (kind.type != ScanTypeContacts && kind.type != ScanTypeMessages) {
-            continue;
-        }
-        WalRecovery recovery;
-        make(kind).scan(&recovery, nullptr);
-        const PersonRecord *contact = recovery.getContact(0);
-        const MessageGroupRecord *group = recovery.getMessageGroup(0);
-        QVERIFY(contact || group);
-        WalRecovery *copy = keptCopy(recovery);
-        QVERIFY(copy->getContact(0) == contact && copy->getMessageGroup(0) == group);
-    }
+    QFETCH(int, kind);
+    WalRecovery recovery;
+    make(kindSamples().at(kind)).scan(&recovery, nullptr);
+    const PersonRecord *contact = recovery.getContact(0);
+    const MessageGroupRecord *group = recovery.getMessageGroup(0);
+    QVERIFY(contact || group);
+    WalRecovery *copy = keptCopy(recovery);
+    QVERIFY(copy->getContact(0) == contact && copy->getMessageGroup(0) == group);
 }
 
 /// Contacts and messages of a log: the object has forgotten what the first scan gave, which stays.
 void TestOwnership::secondScanReplaces()
 {
-    for (const KindSample &kind : kindSamples()) {
-        if (kind.type != ScanTypeContacts && kind.type != ScanTypeMessages) {
-            continue;
-        }
-        const Scanner scanner = make(kind);
-        WalRecovery recovery;
-        scanner.scan(&recovery, nullptr);
-        const Records once = recordsOf(kind.type, recovery);
-        const auto contacts =
-            held(recovery, &WalRecovery::getContactCount, &WalRecovery::getContact);
-        const auto groups =
-            held(recovery, &WalRecovery::getMessageGroupCount, &WalRecovery::getMessageGroup);
-        scanner.scan(&recovery, nullptr);
-        QCOMPARE(recordsOf(kind.type, recovery), once);
-        QVERIFY(!contacts.contains(recovery.getContact(0))
-                && !groups.contains(recovery.getMessageGroup(0)));
-        qDeleteAll(contacts);
-        qDeleteAll(groups);
-        // Nothing was read that could replace it.
-        recovery.scanRecoveryForType(kind.type, QString(), QString(), nullptr);
-        QCOMPARE(recordsOf(kind.type, recovery), once);
-    }
+    QFETCH(int, kind);
+    const KindSample &sample = kindSamples().at(kind);
+    const Scanner scanner = make(sample);
+    WalRecovery recovery;
+    scanner.scan(&recovery, nullptr);
+    const Records once = recordsOf(sample.type, recovery);
+    const auto contacts = held(recovery, &WalRecovery::getContactCount, &WalRecovery::getContact);
+    const auto groups =
+        held(recovery, &WalRecovery::getMessageGroupCount, &WalRecovery::getMessageGroup);
+    scanner.scan(&recovery, nullptr);
+    QCOMPARE(recordsOf(sample.type, recovery), once);
+    QVERIFY(!contacts.contains(recovery.getContact(0))
+            && !groups.contains(recovery.getMessageGroup(0)));
+    qDeleteAll(contacts);
+    qDeleteAll(groups);
+    // Nothing was read that could replace it.
+    recovery.scanRecoveryForType(sample.type, QString(), QString(), nullptr);
+    QCOMPARE(recordsOf(sample.type, recovery), once);
 }
 
 QTEST_APPLESS_MAIN(TestOwnership)

@@ -1,18 +1,16 @@
+#include "api/backupindex.h"
 #include "api/databasecheck.h"
 #include "api/sqliterecovery.h"
-#include "samples/calendarsamples.h"
 #include "samples/callsamples.h"
-#include "samples/notesamples.h"
-#include "samples/safarisamples.h"
-#include "samples/sampledatabase.h"
+#include "tests/support/kindsamples.h"
 #include "tests/support/scanprobe.h"
+#include "tests/support/testfiles.h"
 
 #include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <algorithm>
-#include <random>
 
 #include <sys/stat.h>
 
@@ -21,24 +19,22 @@ namespace {
 const QString CallsName = QStringLiteral("2b2b0084a1bc3a5ac8c27afdf14afb42c61a19ca");
 
 /// Makes a call history in which the call of 42 seconds was deleted.
-bool makeCallHistory(const QString &path, int pageSize = 4096)
+bool makeCallHistory(const QString &path)
 {
-    SampleOptions options;
-    options.pageSize = pageSize;
     SampleDatabase db;
     const QString insert =
         QStringLiteral("insert into call (address, date, duration, flags, id, name, country_code)"
                        " values ('5551234', %1, %2, 5, -1, null, '310');");
-    return db.create(path, options) && createCallTables(&db, CallLayout::Ios4)
+    return db.create(path) && createCallTables(&db, CallLayout::Ios4)
            && db.exec(insert.arg(1300000000).arg(42) + insert.arg(1300001000).arg(43))
            && db.exec(QStringLiteral("delete from call where duration = 42")) && db.close();
 }
 
-template<typename Plan, typename Make, typename Sample>
-bool makeSample(const QString &path, const Plan &plan, Make make, Sample *sample)
+/// The first sample of the type.
+const KindSample &sampleOf(ScanType type)
 {
-    SampleDatabase db;
-    return db.create(path, deviceOptions(plan.layout)) && make(&db, plan, sample) && db.close();
+    return *std::find_if(kindSamples().cbegin(), kindSamples().cend(),
+                         [type](const KindSample &kind) { return kind.type == type; });
 }
 
 /// All twelve counts, in the order of the arrays.
@@ -61,7 +57,6 @@ class TestSqliteRecovery : public QObject
 private Q_SLOTS:
     void freshObjectIsEmpty();
     void scansOneDatabase();
-    void typeCodes_data();
     void typeCodes();
     void unopenableFilesAreSkippedInSilence();
     void listOverloadPicksTheFile();
@@ -76,10 +71,7 @@ private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
     QString write(const char *name, const QByteArray &bytes)
     {
-        QFile file(path(name));
-        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size()
-                   ? file.fileName()
-                   : QString();
+        return writeFile(path(name), bytes) ? path(name) : QString();
     }
 
     QTemporaryDir m_dir;
@@ -111,25 +103,17 @@ void TestSqliteRecovery::scansOneDatabase()
     QVERIFY(!recovery.getCallhistory(1) && !recovery.getCallhistory(0xFFFFFFFF));
 }
 
-void TestSqliteRecovery::typeCodes_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<int>("result");
-    for (int type = -2; type <= 12; ++type) {
-        const bool known = (type >= 0 && type <= 8) || type == 10;
-        QTest::newRow(QByteArray::number(type).constData()) << type << (known ? 0 : -1);
-    }
-}
-
 void TestSqliteRecovery::typeCodes()
 {
-    QFETCH(int, type);
     QVERIFY(makeCallHistory(path("types.db")));
-    for (const QString &file : {path("types.db"), path("missing.db")}) {
-        SqliteRecovery recovery;
-        ScanProbe probe;
-        QTEST(recovery.scanRecoveryForType(type, file, &probe), "result");
-        QCOMPARE(probe.doneCalls, 1);
+    for (int type = -2; type <= 12; ++type) {
+        const bool isKnown = (type >= 0 && type <= 8) || type == 10;
+        for (const QString &file : {path("types.db"), path("missing.db")}) {
+            SqliteRecovery recovery;
+            ScanProbe probe;
+            QCOMPARE(recovery.scanRecoveryForType(type, file, &probe), isKnown ? 0 : -1);
+            QCOMPARE(probe.doneCalls, 1);
+        }
     }
 }
 
@@ -220,38 +204,19 @@ void TestSqliteRecovery::wholeBackupOfManyKinds()
 {
     const QString backup = path("many/");
     QVERIFY(QDir().mkpath(backup));
-    const QString calendar = backup + QStringLiteral("2041457d5fe04d39d0ab481178355df6781e6858");
-    const QString notes = backup + QStringLiteral("ca3bc056d4da0bbf88b5fb3be254f3b7147e639c");
-    const QString bookmarks = backup + QStringLiteral("d1f062e2da26192a6625d968274bfda8d07821e4");
-    const QString history = backup + QStringLiteral("1a0e7afc19d307da602ccdcece51af33afe92c53");
-    const QString otherHistory =
-        backup + QStringLiteral("e74113c185fd8297e140cfcf9c99436c5cc06b57");
-    CalendarSample calendarSample;
-    QVERIFY(makeSample(calendar, CalendarPlan(), makeCalendarSample, &calendarSample));
-    NoteSample noteSample;
-    QVERIFY(makeSample(notes, NotePlan(), makeNoteSample, &noteSample));
-    BookmarkSample bookmarkSample;
-    QVERIFY(makeSample(bookmarks, BookmarkPlan(), makeBookmarkSample, &bookmarkSample));
-    HistorySample historySample;
-    QVERIFY(makeSample(history, HistoryPlan(), makeHistorySample, &historySample));
-    QVERIFY(makeSample(otherHistory, HistoryPlan{HistoryLayout::Ios11}, makeHistorySample,
-                       &historySample));
-
     QVector<unsigned> single(12, 0);
-    const auto scan = [&single](int type, const QString &file) {
+    for (const BackupLocation &place : backupLocations()) {
+        const QString file = backup + backupFileName(place.domain, place.relativePath);
+        QVERIFY(makeKindSample(sampleOf(place.type), file));
         SqliteRecovery recovery;
-        recovery.scanRecoveryForType(type, file, nullptr);
+        recovery.scanRecoveryForType(place.type, file, nullptr);
         const QVector<unsigned> found = counts(recovery);
         for (int i = 0; i < found.size(); ++i) {
-            single[i] += found[i];
+            single[i] += place.isInWholeScan ? found[i] : 0;
         }
-    };
-    scan(ScanTypeCalendar, calendar);
-    scan(ScanTypeNotes, notes);
-    scan(ScanTypeBookmarks, bookmarks);
-    scan(ScanTypeSafariHistory, history);
-    scan(ScanTypeSafariHistory, otherHistory);
-    QCOMPARE(int(std::count(single.cbegin(), single.cend(), 0u)), 7);
+    }
+    // Some kinds come from other places alone, and only few samples have hidden contacts.
+    QVERIFY(int(std::count(single.cbegin(), single.cend(), 0U)) <= 3);
 
     SqliteRecovery recovery;
     QCOMPARE(recovery.scanRecovery(backup), 0);
@@ -268,14 +233,8 @@ void TestSqliteRecovery::wholeBackupOfManyKinds()
 void TestSqliteRecovery::checkDatabase_data()
 {
     QVERIFY(makeCallHistory(path("sound.db")));
-    QFile sound(path("sound.db"));
-    QVERIFY(sound.open(QIODevice::ReadOnly));
-    const QByteArray bytes = sound.readAll();
-    std::mt19937 random(5);
-    QByteArray noise;
-    for (int i = 0; i < 4096; ++i) {
-        noise += char(random());
-    }
+    const QByteArray bytes = readFile(path("sound.db"));
+    const QByteArray noise = randomBytes(4096);
     QTest::addColumn<QString>("file");
     QTest::addColumn<int>("state");
     const auto row = [](const char *name, const QString &file, DatabaseState state) {

@@ -20,16 +20,13 @@ QString program(const char *name)
 /// Keeps the browser from all that it does for itself.
 QJsonArray browserArguments(const QString &profile)
 {
-    QJsonArray arguments{QStringLiteral("--headless"),
-                         QStringLiteral("--no-sandbox"),
-                         QStringLiteral("--disable-gpu"),
-                         QStringLiteral("--disable-quic"),
-                         QStringLiteral("--disable-dev-shm-usage"),
-                         QStringLiteral("--no-first-run"),
-                         QStringLiteral("--disable-background-networking"),
-                         QStringLiteral("--disable-component-update"),
-                         QStringLiteral("--disable-sync"),
-                         QStringLiteral("--window-size=1280,900")};
+    QJsonArray arguments;
+    for (const char *argument :
+         {"--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+          "--disable-dev-shm-usage", "--no-first-run", "--disable-background-networking",
+          "--disable-component-update", "--disable-sync", "--window-size=1280,900"}) {
+        arguments.append(QLatin1String(argument));
+    }
     arguments.append(QStringLiteral("--user-data-dir=") + profile);
     return arguments;
 }
@@ -111,11 +108,11 @@ bool Browser::open(const QUrl &url)
                 .contains(QStringLiteral("error"));
 }
 
-QJsonValue Browser::run(const QString &body, const QJsonArray &arguments)
+QJsonValue Browser::run(const char *body, const QJsonArray &arguments)
 {
     // A result that is an object would look like that of the protocol.
-    const QString script =
-        QStringLiteral("return [(function () { %1 }).apply(null, arguments)];").arg(body);
+    const QString script = QStringLiteral("return [(function () { %1 }).apply(null, arguments)];")
+                               .arg(QLatin1String(body));
     const QJsonObject answer =
         send("POST", QStringLiteral("/execute/sync"),
              {{QStringLiteral("script"), script}, {QStringLiteral("args"), arguments}});
@@ -125,24 +122,24 @@ QJsonValue Browser::run(const QString &body, const QJsonArray &arguments)
     return answer.value(QStringLiteral("value")).toArray().first();
 }
 
-QString Browser::elementPath(const QString &selector, const QString &action)
+QString Browser::elementPath(const char *selector, const QString &action)
 {
     const QJsonObject element = send("POST", QStringLiteral("/element"),
                                      {{QStringLiteral("using"), QStringLiteral("css selector")},
-                                      {QStringLiteral("value"), selector}});
+                                      {QStringLiteral("value"), QLatin1String(selector)}});
     return element.isEmpty() ? QString()
                              : QStringLiteral("/element/%1/%2")
                                    .arg(element.constBegin().value().toString(), action);
 }
 
-bool Browser::type(const QString &selector, const QString &keys)
+bool Browser::type(const char *selector, const QString &keys)
 {
     return !send("POST", elementPath(selector, QStringLiteral("value")),
                  {{QStringLiteral("text"), keys}})
                 .contains(QStringLiteral("error"));
 }
 
-bool Browser::click(const QString &selector)
+bool Browser::click(const char *selector)
 {
     return !send("POST", elementPath(selector, QStringLiteral("click")))
                 .contains(QStringLiteral("error"));
@@ -167,9 +164,9 @@ QJsonObject Browser::devTools(const char *command, const QJsonObject &parameters
         {{QStringLiteral("cmd"), QLatin1String(command)}, {QStringLiteral("params"), parameters}});
 }
 
-QJsonArray Browser::log(const QString &type)
+QJsonArray Browser::log(const char *type)
 {
-    return send("POST", QStringLiteral("/se/log"), {{QStringLiteral("type"), type}})
+    return send("POST", QStringLiteral("/se/log"), {{QStringLiteral("type"), QLatin1String(type)}})
         .value(QStringLiteral("value"))
         .toArray();
 }

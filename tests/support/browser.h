@@ -20,10 +20,10 @@ public:
     bool start();
     bool open(const QUrl &url);
     /// What the body of a function returns, called with the arguments.
-    QJsonValue run(const QString &body, const QJsonArray &arguments = {});
+    QJsonValue run(const char *body, const QJsonArray &arguments = {});
     /// Types into the first element that the selector matches.
-    bool type(const QString &selector, const QString &keys);
-    bool click(const QString &selector);
+    bool type(const char *selector, const QString &keys);
+    bool click(const char *selector);
     /// A picture of what the window shows, as PNG.
     QByteArray screenshot();
     /// The text of a dialog that is open; a null string where none is.
@@ -31,12 +31,12 @@ public:
     /// A command for the developer tools of the browser.
     QJsonObject devTools(const char *command, const QJsonObject &parameters);
     /// What has been logged since the last call: "browser" (errors), "performance" (requests).
-    QJsonArray log(const QString &type);
+    QJsonArray log(const char *type);
 
 private:
     QJsonObject send(const QByteArray &method, const QString &path,
                      const QJsonObject &body = QJsonObject());
-    QString elementPath(const QString &selector, const QString &action);
+    QString elementPath(const char *selector, const QString &action);
 
     QTemporaryDir m_profile;
     QProcess m_driver;

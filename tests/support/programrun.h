@@ -1,8 +1,9 @@
 #pragma once
 
+#include "tests/support/words.h"
+
 #include <QByteArray>
 #include <QProcess>
-#include <QStringList>
 
 // Runs the real program, of which SQLITERECOVERY_PROGRAM is the path.
 
@@ -27,6 +28,12 @@ inline Run runProgram(const QStringList &arguments)
     QProcess process;
     process.start(QStringLiteral(SQLITERECOVERY_PROGRAM), arguments);
     return finish(process);
+}
+
+/// The same with the words of a command line, in which "@" stands for the path.
+inline Run runProgram(const char *line, const QString &path = QString())
+{
+    return runProgram(words(line, path));
 }
 
 inline bool isOneLine(const QByteArray &bytes)

@@ -10,56 +10,20 @@
 #include "api/sqliterecovery.h"
 #include "api/weichatchat.h"
 #include "api/whatsappchatrecord.h"
+#include "cli/backupfolder.h"
+#include "cli/commandparts.h"
+#include "cli/consoleprogress.h"
+#include "cli/databasescan.h"
 #include "cli/htmlprinter.h"
 #include "cli/recordmaps.h"
+#include "tests/support/words.h"
 
 #include <QBuffer>
 #include <QCborArray>
-#include <QCryptographicHash>
-#include <QElapsedTimer>
-#include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 
 namespace {
-
-struct SampleFile
-{
-    ScanType type;
-    const char *typeName;
-    const char *domain;
-    const char *path;
-};
-
-constexpr SampleFile SampleFiles[] = {
-    {ScanTypeContacts, "contacts", "HomeDomain", "Library/AddressBook/AddressBook.sqlitedb"},
-    {ScanTypeMessages, "messages", "HomeDomain", "Library/SMS/sms.db"},
-    {ScanTypeWhatsapp, "whatsapp", "AppDomain-net.whatsapp.WhatsApp",
-     "Documents/ChatStorage.sqlite"},
-    {ScanTypeWeChat, "wechat", "AppDomain-com.tencent.xin",
-     "Documents/c4ca4238a0b923820dcc509a6f75849b/DB/message_1.sqlite"},
-    {ScanTypeCallHistory, "call-history", "WirelessDomain", "Library/CallHistory/call_history.db"},
-    {ScanTypeCallHistory, "call-history", "HomeDomain",
-     "Library/CallHistoryDB/CallHistory.storedata"},
-    {ScanTypeCalendar, "calendar", "HomeDomain", "Library/Calendar/Calendar.sqlitedb"},
-    {ScanTypeNotes, "notes", "HomeDomain", "Library/Notes/notes.sqlite"},
-    {ScanTypeIos9Notes, "ios9-notes", "AppDomainGroup-group.com.apple.notes", "NoteStore.sqlite"},
-    {ScanTypeBookmarks, "bookmarks", "HomeDomain", "Library/Safari/Bookmarks.db"},
-    {ScanTypeSafariHistory, "safari-history", "HomeDomain", "Library/Safari/History.db"},
-};
-
-// In a backup a file is called by the hash of its place.
-QString nameInBackup(const SampleFile &file)
-{
-    const QByteArray place = QByteArray(file.domain) + '-' + file.path;
-    return QString::fromLatin1(QCryptographicHash::hash(place, QCryptographicHash::Sha1).toHex());
-}
-
-bool runProgram(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    return process.waitForFinished(120000) && process.exitCode() == 0;
-}
 
 /// Gives out texts that begin alike and differ.
 class Texts
@@ -168,8 +132,6 @@ ReportFixture::ReportFixture()
     report.started = QStringLiteral("2024-02-12T09:30:00Z");
 }
 
-ReportFixture::~ReportFixture() = default;
-
 ScannedDatabase &ReportFixture::database(ScanType type, const QString &place)
 {
     for (ScannedDatabase &database : report.databases) {
@@ -177,12 +139,13 @@ ScannedDatabase &ReportFixture::database(ScanType type, const QString &place)
             return database;
         }
     }
-    m_recoveries.push_back(std::make_unique<SqliteRecovery>());
+    const auto recovery = std::make_shared<SqliteRecovery>();
     ScannedDatabase database;
     database.type = type;
     database.place = place;
     database.path = place;
-    database.results = resultsOf(type, *m_recoveries.back());
+    database.facade = recovery;
+    database.results = resultsOf(type, *recovery);
     report.databases.append(database);
     return report.databases.last();
 }
@@ -213,24 +176,20 @@ void ReportFixture::add(ScanType type, const QString &place, const char *kind,
 
 bool ReportFixture::scanSampleBackup(const QString &makesample, const QString &folder)
 {
-    if (!runProgram(makesample, {QStringLiteral("backup"), folder})) {
+    if (QProcess::execute(makesample, words("backup @", folder)) != 0) {
         return false;
     }
-    for (const SampleFile &file : SampleFiles) {
-        const QString domain = QLatin1String(file.domain) + QLatin1Char('/');
-        ScannedDatabase &scanned = database(file.type, domain + QLatin1String(file.path));
-        scanned.path = folder + QStringLiteral("/backup/") + nameInBackup(file);
-        scanned.typeName = QLatin1String(file.typeName);
-        QFile bytes(scanned.path);
-        if (!bytes.open(QIODevice::ReadOnly)) {
-            return false;
-        }
-        scanned.size = bytes.size();
-        scanned.sha256 = QCryptographicHash::hash(bytes.readAll(), QCryptographicHash::Sha256);
-        QElapsedTimer timer;
-        timer.start();
-        m_recoveries.back()->scanRecoveryForType(file.type, scanned.path, nullptr);
-        scanned.seconds = timer.elapsed() / 1000.0;
+    ConsoleProgress progress(nullptr, 1);
+    for (const BackupDatabase &found : readBackup(folder + QStringLiteral("/backup")).databases) {
+        ScannedDatabase scanned;
+        scanned.type = found.type;
+        scanned.typeName = QLatin1String(typeName(found.type).name);
+        scanned.place = found.place;
+        scanned.path = found.path;
+        scanned.size = QFileInfo(found.path).size();
+        scanned.sha256 = hashOf(found.path);
+        scanDatabase(&scanned, &progress);
+        report.databases.append(scanned);
     }
     return true;
 }

@@ -4,17 +4,13 @@
 
 #include <QCborMap>
 
-#include <memory>
-#include <vector>
-
-class SqliteRecovery;
+#include <functional>
 
 /// A report of records of our own, or of databases that are scanned for it.
 class ReportFixture
 {
 public:
     ReportFixture();
-    ~ReportFixture();
 
     /// A scanned database of the place, whose kind of the name `kind` has these records. Another
     /// kind of the same place is added to the same database.
@@ -30,8 +26,6 @@ public:
 
 private:
     ScannedDatabase &database(ScanType type, const QString &place);
-
-    std::vector<std::unique_ptr<SqliteRecovery>> m_recoveries;
 };
 
 /// The page of the report; no bytes when it cannot be written.

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QFile>
+#include <QRandomGenerator>
 
 /// The bytes of the file; none when it cannot be read.
 inline QByteArray readFile(const QString &path)
@@ -15,4 +16,15 @@ inline bool writeFile(const QString &path, const QByteArray &bytes)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+/// Bytes as those of an encrypted file.
+inline QByteArray randomBytes(int size)
+{
+    QRandomGenerator random(7);
+    QByteArray bytes(size, '\0');
+    for (char &byte : bytes) {
+        byte = char(random.generate());
+    }
+    return bytes;
 }
