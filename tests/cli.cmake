@@ -5,10 +5,6 @@ target_compile_definitions(tst_cli PRIVATE
 target_link_libraries(tst_cli PRIVATE sqliterecovery_testsupport)
 add_dependencies(tst_cli sqliterecovery-cli)
 
-add_executable(tst_cliparts tst_cliparts.cpp)
-target_link_libraries(tst_cliparts PRIVATE
-    sqliterecovery_cli_objects sqliterecovery sqliterecovery_settings Qt5::Test)
-
 foreach(name tst_backupfolder tst_findings tst_hostilefiles tst_ownership tst_propertylist)
     add_executable(${name} ${name}.cpp)
     target_link_libraries(${name} PRIVATE
@@ -49,8 +45,8 @@ target_compile_definitions(tst_comparetruth PRIVATE
 target_link_libraries(tst_comparetruth PRIVATE sqliterecovery_settings Qt5::Test)
 add_dependencies(tst_comparetruth comparetruth)
 
-foreach(name tst_backupcommand tst_backupfolder tst_cli tst_cliparts tst_comparetruth
-        tst_evidence tst_findings tst_hostilefiles tst_jsonfields tst_manual tst_ownership
+foreach(name tst_backupcommand tst_backupfolder tst_cli tst_comparetruth tst_evidence
+        tst_findings tst_hostilefiles tst_jsonfields tst_manual tst_ownership
         tst_propertylist)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300

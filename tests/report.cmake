@@ -1,4 +1,4 @@
-# Tests of the HTML report: of the page as it is written, and of what a browser makes of it.
+# Tests of the printers, and of what a browser makes of the HTML report.
 find_package(Qt5 5.15 REQUIRED COMPONENTS Network)
 
 # Objects, not an archive: nothing refers to the page's template, which an archive would leave out.
@@ -10,7 +10,7 @@ target_link_libraries(sqliterecovery_reportsupport PUBLIC
     sqliterecovery sqliterecovery_settings Qt5::Network Qt5::Test)
 
 # What the page does in a browser has nothing to do with the sanitizers.
-set(report_tests tst_htmlreport)
+set(report_tests tst_cliparts tst_htmlreport)
 if(NOT SQLITERECOVERY_SANITIZE)
     list(APPEND report_tests tst_reportinbrowser)
 endif()

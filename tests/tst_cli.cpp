@@ -458,8 +458,9 @@ void TestCli::failingStandardOutput_data()
 void TestCli::failingStandardOutput()
 {
     QFETCH(QString, script);
-    for (const char *command : {"scan 2 call.db", "scan 2 call.db --format json",
-                                "scan 2 call.db --format jsonl", "scan 2 call.db --format csv"}) {
+    for (const char *command :
+         {"scan 2 call.db", "scan 2 call.db --format json", "scan 2 call.db --format jsonl",
+          "scan 2 call.db --format csv", "scan 2 call.db --format html"}) {
         QProcess process;
         process.setWorkingDirectory(m_folder->path());
         process.start(QStringLiteral("sh"),

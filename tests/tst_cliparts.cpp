@@ -7,10 +7,9 @@
 #include "cli/displaytext.h"
 #include "cli/jsonprinter.h"
 #include "cli/recordmaps.h"
-#include "cli/report.h"
 #include "cli/textprinter.h"
+#include "tests/support/reportfixture.h"
 
-#include <QBuffer>
 #include <QCborArray>
 #include <QCborMap>
 #include <QJsonArray>
@@ -49,45 +48,16 @@ QByteArray lineShown(const QByteArray &written)
     return line.trimmed();
 }
 
-/// Makes the printers see records of our own instead of a scan's.
-class ShownRecords
+/// What is printed of a scan that found these records, of the first kind of the type.
+QByteArray printed(bool (*print)(const Report &, QIODevice &), ScanType type,
+                   const QVector<QCborMap> &records)
 {
-public:
-    ShownRecords(ScanType type, const QVector<QCborMap> &records)
-    {
-        ScannedDatabase database;
-        database.results = resultsOf(type, m_recovery);
-        for (RecordKind &kind : database.results.kinds) {
-            kind.count = kind.items = [] { return 0u; };
-        }
-        RecordKind &kind = database.results.kinds.first();
-        kind.count = [records] { return unsigned(records.size()); };
-        kind.items = [records] { return itemsOf(records); };
-        kind.record = [records](unsigned index) { return records.at(int(index)); };
-        m_report.databases.append(database);
-    }
-
-    QByteArray printed(bool (*print)(const Report &, QIODevice &)) const
-    {
-        QBuffer buffer;
-        return buffer.open(QIODevice::WriteOnly) && print(m_report, buffer) ? buffer.data()
-                                                                            : QByteArray("failed");
-    }
-
-private:
-    static unsigned itemsOf(const QVector<QCborMap> &records)
-    {
-        unsigned items = 0;
-        for (const QCborMap &record : records) {
-            const QCborValue messages = record.value(QLatin1String("messages"));
-            items += messages.isArray() ? unsigned(messages.toArray().size()) : 1;
-        }
-        return items;
-    }
-
-    SqliteRecovery m_recovery;
-    Report m_report;
-};
+    SqliteRecovery nothing;
+    ReportFixture fixture;
+    fixture.report.isBackup = false;
+    fixture.add(type, QString(), resultsOf(type, nothing).kinds.first().name, records);
+    return printed(fixture.report, print);
+}
 
 PersonValue personValue(qint64 property, const char *label, const char *value)
 {
@@ -256,7 +226,6 @@ void TestCliParts::contactsAsText()
 {
     PersonRecord bare;
     bare.values = {personValue(3, "iPhone", "5551234")};
-    const ShownRecords shown(ScanTypeContacts, {personMap(samplePerson()), personMap(bare)});
     const QByteArray expected = R"(Contacts (2)
 Ana Gómez
     Phone Mobile      +491511234567
@@ -270,7 +239,8 @@ Ana Gómez
 (no name)
     Phone iPhone      5551234
 )";
-    QCOMPARE(shown.printed(printText).split('\n'), expected.split('\n'));
+    const QVector<QCborMap> persons{personMap(samplePerson()), personMap(bare)};
+    QCOMPARE(printed(printText, ScanTypeContacts, persons).split('\n'), expected.split('\n'));
 }
 
 void TestCliParts::namesOfContacts_data()
@@ -309,8 +279,8 @@ void TestCliParts::messagesAsText()
     room.messages = {sampleMessage(684000000123456789, "all?", "ana@example.com")};
     MessageGroupRecord unknown;
     unknown.messages = {sampleMessage(0, "lost"), sampleMessage(-5, "called", "5551234")};
-    const ShownRecords shown(ScanTypeMessages, {messageGroupMap(partner), messageGroupMap(room),
-                                                messageGroupMap(unknown)});
+    const QVector<QCborMap> groups{messageGroupMap(partner), messageGroupMap(room),
+                                   messageGroupMap(unknown)};
     const QByteArray expected =
         R"(Messages (5)
 Date (UTC)            Stored              Conversation              Direction  Text
@@ -320,7 +290,7 @@ Date (UTC)            Stored              Conversation              Direction  T
                       0                   (unknown)                 received   lost
                       -5                  5551234                   received   called
 )";
-    QCOMPARE(shown.printed(printText).split('\n'), expected.split('\n'));
+    QCOMPARE(printed(printText, ScanTypeMessages, groups).split('\n'), expected.split('\n'));
 }
 
 void TestCliParts::whatsappAsText()
@@ -342,7 +312,7 @@ void TestCliParts::whatsappAsText()
     add(&group, 1, 650000060, "", "");
     add(&group, 1, 650000120, "", "T\n\n");
     add(&unknown, 99, 0, "", "");
-    const ShownRecords shown(ScanTypeWhatsapp, {whatsappMap(group), whatsappMap(unknown)});
+    const QVector<QCborMap> chats{whatsappMap(group), whatsappMap(unknown)};
     const QByteArray expected = R"(WhatsApp messages (4)
 Date (UTC)            Stored     Chat         Direction  Text
 2021-08-07T03:33:20Z  650000000  Choir (Ida)  received   tea? milk
@@ -350,7 +320,7 @@ Date (UTC)            Stored     Chat         Direction  Text
 2021-08-07T03:35:20Z  650000120  Choir        sent       T
                       0          (unknown)    sent       (message of type 99)
 )";
-    QCOMPARE(shown.printed(printText).split('\n'), expected.split('\n'));
+    QCOMPARE(printed(printText, ScanTypeWhatsapp, chats).split('\n'), expected.split('\n'));
 }
 
 void TestCliParts::longCellsDoNotLengthenOtherLines()
@@ -358,8 +328,8 @@ void TestCliParts::longCellsDoNotLengthenOtherLines()
     PersonRecord person = samplePerson();
     person.first = QString(100000, QLatin1Char('n'));
     person.values.first().label = QString(100000, QLatin1Char('l'));
-    const ShownRecords shown(ScanTypeContacts, QVector<QCborMap>(50, personMap(person)));
-    QVERIFY(shown.printed(printText).size() < 50 * 201000);
+    const QVector<QCborMap> persons(50, personMap(person));
+    QVERIFY(printed(printText, ScanTypeContacts, persons).size() < 50 * 201000);
 }
 
 void TestCliParts::hostileRecordsAreHarmlessAsText_data()
@@ -390,7 +360,7 @@ void TestCliParts::hostileRecordsAreHarmlessAsText()
 {
     QFETCH(QCborMap, record);
     QFETCH(int, type);
-    const QByteArray text = ShownRecords(ScanType(type), {record}).printed(printText);
+    const QByteArray text = printed(printText, ScanType(type), {record});
     QVERIFY(text.count("forged") >= 2);
     QVERIFY(!text.contains("\nforged"));
     const QVector<uint> characters = QString::fromUtf8(text).remove(QLatin1Char('\n')).toUcs4();
@@ -403,7 +373,7 @@ void TestCliParts::hostileRecordsAreHarmlessAsCsv()
     person.first = QStringLiteral("a\u001b[2J\u009b31m\u202e\r\n\tb\U0001F468\u200d\U0001F469");
     person.last = QStringLiteral("a\rb"); // many readers begin a row there
     person.nickname = QStringLiteral("a;b");
-    const QByteArray csv = ShownRecords(ScanTypeContacts, {personMap(person)}).printed(printCsv);
+    const QByteArray csv = printed(printCsv, ScanTypeContacts, {personMap(person)});
     QVERIFY(csv.contains("\"a\rb\"") && csv.contains("\"a;b\""));
     QVERIFY2(csv.contains("\"a\\u{1B}[2J\\u{9B}31m\\u{202E}\r\n\tb\U0001F468\u200d\U0001F469\""),
              csv.constData());
@@ -414,7 +384,7 @@ void TestCliParts::nestedListsAreOneCsvCell()
     PersonRecord person = samplePerson();
     person.first = QStringLiteral("=cmd|x");
     person.values = person.values.mid(0, 2);
-    const QByteArray csv = ShownRecords(ScanTypeContacts, {personMap(person)}).printed(printCsv);
+    const QByteArray csv = printed(printCsv, ScanTypeContacts, {personMap(person)});
     QCOMPARE(csv,
              QByteArray(
                  "kind,rowId,prefix,first,middle,last,suffix,firstPhonetic,middlePhonetic,"
@@ -436,11 +406,11 @@ void TestCliParts::manyMessagesPrintInLinearTime()
     for (int i = 0; i < 100000; ++i) {
         group.messages.append(sampleMessage(684000000000000000 + i, "See you at eight", "+4915"));
     }
-    const ShownRecords shown(ScanTypeMessages, {messageGroupMap(group)});
+    const QVector<QCborMap> groups{messageGroupMap(group)};
     QElapsedTimer timer;
     timer.start();
-    QCOMPARE(shown.printed(printText).count('\n'), 100002);
-    QCOMPARE(shown.printed(printJsonLines).count("See you"), 100000);
+    QCOMPARE(printed(printText, ScanTypeMessages, groups).count('\n'), 100002);
+    QCOMPARE(printed(printJsonLines, ScanTypeMessages, groups).count("See you"), 100000);
     // Far more than it takes, and far less than anything that grows with the square.
     QVERIFY2(timer.elapsed() < 60000, QByteArray::number(timer.elapsed()).constData());
 }

@@ -194,11 +194,16 @@ bool ReportFixture::scanSampleBackup(const QString &makesample, const QString &f
     return true;
 }
 
-QByteArray htmlOf(const Report &report)
+QByteArray printed(const Report &report, bool (*print)(const Report &, QIODevice &))
 {
     QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
-    return printHtml(report, buffer) ? buffer.data() : QByteArray();
+    return print(report, buffer) ? buffer.data() : QByteArray();
+}
+
+QByteArray htmlOf(const Report &report)
+{
+    return printed(report, printHtml);
 }
 
 void addEveryKind(ReportFixture *fixture, const QString &begin)

@@ -28,6 +28,8 @@ private:
     ScannedDatabase &database(ScanType type, const QString &place);
 };
 
+/// What the printer makes of the report; no bytes when it fails.
+QByteArray printed(const Report &report, bool (*print)(const Report &, QIODevice &));
 /// The page of the report; no bytes when it cannot be written.
 QByteArray htmlOf(const Report &report);
 
