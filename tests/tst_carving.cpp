@@ -53,7 +53,6 @@ private Q_SLOTS:
     void damagedPagesArePassedOver_data();
     void damagedPagesArePassedOver();
     void missingColumnSkipsTheTable();
-    void progressStepsAndStop();
     void openReplacesWhatWasOpen();
     void pagesBeyondFourGibibytes();
 
@@ -68,8 +67,8 @@ private:
         file.setProgress(probe);
         file.carveTable(*file.table(QStringLiteral("t")), *m_matcher, 80, freeListOnly);
     }
-    QStringList deleted() const { return m_matcher->names(true); }
-    QStringList live() const { return m_matcher->names(false); }
+    QString deleted() const { return m_matcher->names(true).join(QStringLiteral(", ")); }
+    QString live() const { return m_matcher->names(false).join(QStringLiteral(", ")); }
 
     QTemporaryDir m_dir;
     std::unique_ptr<ProbeMatcher> m_matcher;
@@ -81,8 +80,8 @@ void TestCarving::deletedRowsInTheGapAndLiveRowsInPlace()
     image.leafPage(2, {row("live one"), row("live two")});
     image.putBytes(512 + 100, row("gone"));
     carve(image);
-    QCOMPARE(live(), (QStringList{QStringLiteral("live two"), QStringLiteral("live one")}));
-    QCOMPARE(deleted(), QStringList{QStringLiteral("gone")});
+    QCOMPARE(live(), QStringLiteral("live two, live one"));
+    QCOMPARE(deleted(), QStringLiteral("gone"));
     QCOMPARE(m_matcher->matches[0].amount, 70000000);
     QCOMPARE(m_matcher->matches[0].place, QStringLiteral("somewhere"));
     QCOMPARE(m_matcher->liveCellTotal, 2);
@@ -113,9 +112,8 @@ void TestCarving::otherPagesAreSearchedWhole()
     image.putBytes(8 * 512 - 40, row("last bytes of the file"));
     image.putBytes(300, row("page 1 is not searched"));
     carve(image);
-    QCOMPARE(deleted(), (QStringList{QStringLiteral("row of another table"),
-                                     QStringLiteral("first byte of a page"),
-                                     QStringLiteral("last bytes of the file")}));
+    QCOMPARE(deleted(),
+             QStringLiteral("row of another table, first byte of a page, last bytes of the file"));
 }
 
 void TestCarving::freeListOnlySearchesOwnLeavesAndFreeRegions()
@@ -127,10 +125,8 @@ void TestCarving::freeListOnlySearchesOwnLeavesAndFreeRegions()
     image.putBytes(4 * 512 + 100, row("tail of the trunk"));
     image.putBytes(3 * 512 + 50, row("free page 4")).putBytes(6 * 512 + 50, row("free page 7"));
     carve(image, true);
-    QCOMPARE(live(), QStringList{QStringLiteral("live")});
-    QCOMPARE(deleted(),
-             (QStringList{QStringLiteral("in the gap"), QStringLiteral("tail of the trunk"),
-                          QStringLiteral("free page 7"), QStringLiteral("free page 4")}));
+    QCOMPARE(live(), QStringLiteral("live"));
+    QCOMPARE(deleted(), QStringLiteral("in the gap, tail of the trunk, free page 7, free page 4"));
 }
 
 void TestCarving::limitIsTheNextLiveCell()
@@ -142,7 +138,7 @@ void TestCarving::limitIsTheNextLiveCell()
     const QByteArray gone = row("gone");
     image.putBytes(512 + liveCell - gone.size() + 6, gone.left(gone.size() - 6));
     carve(image);
-    QCOMPARE(deleted(), QStringList{QStringLiteral("gone")});
+    QCOMPARE(deleted(), QStringLiteral("gone"));
     const int regionStart = 8 + 2;
     QCOMPARE(m_matcher->matches[0].limit, liveCell - regionStart);
     QCOMPARE(m_matcher->matches[1].limit, 0);
@@ -205,7 +201,7 @@ void TestCarving::overlappingTextsEnd()
     }
     QVERIFY2(size > 10 * 512 && size <= 33 * 512, QByteArray::number(size).constData());
     QVERIFY(m_matcher->matches.size() < Headers);
-    QCOMPARE(deleted().last(), QStringLiteral("on another page"));
+    QVERIFY(deleted().endsWith(QStringLiteral(", on another page")));
 }
 
 void TestCarving::damagedTreeIsSearchedAsOtherPages()
@@ -213,7 +209,7 @@ void TestCarving::damagedTreeIsSearchedAsOtherPages()
     DatabaseImage image = tableImage();
     image.interiorPage(2, {3}, 3).leafPage(3, {row("still there")});
     carve(image);
-    QCOMPARE(deleted(), QStringList{QStringLiteral("still there")});
+    QCOMPARE(deleted(), QStringLiteral("still there"));
     QCOMPARE(m_matcher->liveCellTotal, 0);
 }
 
@@ -232,7 +228,7 @@ void TestCarving::damagedPagesArePassedOver()
     image.leafPage(2, {row("live")}).put16(512 + 3, cellCount);
     image.putBytes(4 * 512 + 100, row("elsewhere"));
     carve(image);
-    QCOMPARE(deleted(), QStringList{QStringLiteral("elsewhere")});
+    QCOMPARE(deleted(), QStringLiteral("elsewhere"));
     QVERIFY(live().isEmpty());
 }
 
@@ -246,30 +242,6 @@ void TestCarving::missingColumnSkipsTheTable()
     QVERIFY(m_matcher->matches.isEmpty());
     QCOMPARE(probe.reports, 1);
     QCOMPARE(probe.total, 80.0);
-}
-
-void TestCarving::progressStepsAndStop()
-{
-    DatabaseImage image = tableImage();
-    image.leafPage(2, {row("live")}).putBytes(4 * 512 + 100, row("page 5"));
-    ScanProbe probe;
-    carve(image, false, &probe);
-    QCOMPARE(probe.reports, 7); // every page but the first
-    QCOMPARE(probe.total, 7 * 80.0 / 8);
-    QCOMPARE(deleted().size(), 1);
-
-    init();
-    ScanProbe stopping;
-    stopping.stopAfter = 3; // the leaf, then pages 3 and 4
-    carve(image, false, &stopping);
-    QCOMPARE(stopping.reports, 3);
-    QVERIFY(deleted().isEmpty());
-
-    init();
-    ScanProbe freeOnly;
-    carve(image.put32(32, 6).trunkPage(6, 0, {7}, 1), true, &freeOnly);
-    QCOMPARE(freeOnly.reports, 3);
-    QCOMPARE(freeOnly.total, 80.0);
 }
 
 void TestCarving::openReplacesWhatWasOpen()
@@ -286,7 +258,7 @@ void TestCarving::openReplacesWhatWasOpen()
         QVERIFY(file.open(path));
         file.carveTable(*file.table(QStringLiteral("T")), *m_matcher, 0, true);
     }
-    QCOMPARE(deleted(), (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
+    QCOMPARE(deleted(), QStringLiteral("one, two"));
     QVERIFY(!file.open(m_dir.filePath(QStringLiteral("missing.db"))));
     QVERIFY(!file.open(m_dir.path()));
 }
@@ -309,8 +281,8 @@ void TestCarving::pagesBeyondFourGibibytes()
     QVERIFY(file.open(path));
     QCOMPARE(file.headerInfo().pageCount, quint32(FarPage));
     file.carveTable(*file.table(QStringLiteral("t")), *m_matcher, 0, true);
-    QCOMPARE(deleted(), QStringList{QStringLiteral("far away")});
-    QCOMPARE(live(), QStringList{QStringLiteral("live")});
+    QCOMPARE(deleted(), QStringLiteral("far away"));
+    QCOMPARE(live(), QStringLiteral("live"));
 }
 
 QTEST_APPLESS_MAIN(TestCarving)

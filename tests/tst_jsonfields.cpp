@@ -26,21 +26,11 @@ QString typeOf(const QString &field, const QCborValue &value)
     if (field.endsWith(QLatin1String("Utc"))) {
         return QStringLiteral("text or null");
     }
-    switch (value.type()) {
-    case QCborValue::String:
-        return QStringLiteral("text");
-    case QCborValue::Integer:
-        return QStringLiteral("integer");
-    case QCborValue::Double:
-        return QStringLiteral("number");
-    case QCborValue::True:
-    case QCborValue::False:
-        return QStringLiteral("boolean");
-    case QCborValue::Array:
-        return QStringLiteral("list");
-    default:
-        return QStringLiteral("unknown");
-    }
+    static const QMap<QCborValue::Type, const char *> names{
+        {QCborValue::String, "text"},   {QCborValue::Integer, "integer"},
+        {QCborValue::Double, "number"}, {QCborValue::True, "boolean"},
+        {QCborValue::False, "boolean"}, {QCborValue::Array, "list"}};
+    return QLatin1String(names.value(value.type(), "unknown"));
 }
 
 void collect(const QString &place, const QCborMap &map, Fields *fields)

@@ -10,22 +10,24 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
-FolderWatch::FolderWatch(const QString &folder)
-    : m_queue(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+UntouchedFolder::UntouchedFolder(const QString &folder)
+    : m_folder(folder)
+    , m_before(folderState(folder))
+    , m_queue(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
 {
-    add(folder);
+    watch(folder);
     QDirIterator folders(folder, QDir::Dirs | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
     while (folders.hasNext()) {
-        add(folders.next());
+        watch(folders.next());
     }
 }
 
-FolderWatch::~FolderWatch()
+UntouchedFolder::~UntouchedFolder()
 {
     close(m_queue);
 }
 
-void FolderWatch::add(const QString &folder)
+void UntouchedFolder::watch(const QString &folder)
 {
     constexpr quint32 changes = IN_CREATE | IN_DELETE | IN_DELETE_SELF | IN_MODIFY | IN_ATTRIB
                                 | IN_MOVE | IN_MOVE_SELF | IN_CLOSE_WRITE;
@@ -33,7 +35,7 @@ void FolderWatch::add(const QString &folder)
                      folder);
 }
 
-QStringList FolderWatch::events()
+QStringList UntouchedFolder::events()
 {
     if (m_folders.contains(-1)) {
         return {QStringLiteral("cannot watch %1").arg(m_folders.value(-1))};
@@ -55,16 +57,9 @@ QStringList FolderWatch::events()
     return lines;
 }
 
-UntouchedFolder::UntouchedFolder(const QString &folder)
-    : m_folder(folder)
-    , m_before(folderState(folder))
-    , m_watch(folder)
-{
-}
-
 QString UntouchedFolder::traces()
 {
-    QStringList traces = m_watch.events();
+    QStringList traces = events();
     if (folderState(m_folder) != m_before) {
         traces.append(QStringLiteral("%1 differs").arg(m_folder));
     }

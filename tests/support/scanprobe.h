@@ -6,7 +6,7 @@
 class ScanProbe : public ScanProgress
 {
 public:
-    double progressValue() override { return 100; }
+    double progressValue() override { return span; }
     bool reportProgress(double step) override
     {
         ++reports;
@@ -16,6 +16,7 @@ public:
     void scanDone() override { ++doneCalls; }
     virtual ~ScanProbe() = default;
 
+    double span = 100;
     int stopAfter = -1;
     int reports = 0;
     int doneCalls = 0;
