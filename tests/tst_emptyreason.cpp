@@ -2,6 +2,7 @@
 #include "samples/callsamples.h"
 #include "tests/support/databaseimage.h"
 #include "tests/support/kindsamples.h"
+#include "tests/support/words.h"
 
 #include <QHash>
 #include <QTemporaryDir>
@@ -19,35 +20,34 @@ struct NeededColumn
     QString column;
 };
 
-/// By the names of samples; a conversation of WeChat has a table of its own.
-const QHash<QString, QVector<NeededColumn>> &allNeededColumns()
+/// By the names of samples, each as "table.column"; a conversation of WeChat has a table of its
+/// own.
+const QHash<QString, const char *> &allNeededColumns()
 {
-    static const auto column = [](const char *table, const char *name) {
-        return NeededColumn{QLatin1String(table), QLatin1String(name)};
-    };
-    static const QHash<QString, QVector<NeededColumn>> all{
+    static const QHash<QString, const char *> all{
         {QStringLiteral("contacts"),
-         {column("ABPerson", "CreationDate"), column("ABMultiValue", "property"),
-          column("ABMultiValueEntry", "key")}},
-        {QStringLiteral("messages"), {column("message", "guid"), column("handle", "country")}},
-        {QStringLiteral("calls"), {column("call", "address")}},
-        {QStringLiteral("calendar"), {column("CalendarItem", "UUID"), column("Location", "title")}},
-        {QStringLiteral("notes"), {column("ZNOTE", "ZGUID"), column("ZNOTEBODY", "ZCONTENT")}},
-        {QStringLiteral("bookmarks"), {column("bookmarks", "external_uuid")}},
-        {QStringLiteral("whatsapp"),
-         {column("ZWACHATSESSION", "ZHIDDEN"), column("ZWAGROUPMEMBER", "ZMEMBERJID"),
-          column("ZWAMEDIAITEM", "ZMESSAGE"), column("ZWAMESSAGE", "ZSTANZAID")}},
-        {QStringLiteral("safari history"),
-         {column("history_items", "url"), column("history_visits", "title")}},
-        {QStringLiteral("notes since iOS 9"), {column("ZICCLOUDSYNCINGOBJECT", "ZIDENTIFIER")}},
-        {QStringLiteral("wechat"), {}},
+         "ABPerson.CreationDate ABMultiValue.property ABMultiValueEntry.key"},
+        {QStringLiteral("messages"), "message.guid handle.country"},
+        {QStringLiteral("calls"), "call.address"},
+        {QStringLiteral("calendar"), "CalendarItem.UUID Location.title"},
+        {QStringLiteral("notes"), "ZNOTE.ZGUID ZNOTEBODY.ZCONTENT"},
+        {QStringLiteral("bookmarks"), "bookmarks.external_uuid"},
+        {QStringLiteral("whatsapp"), "ZWACHATSESSION.ZHIDDEN ZWAGROUPMEMBER.ZMEMBERJID "
+                                     "ZWAMEDIAITEM.ZMESSAGE ZWAMESSAGE.ZSTANZAID"},
+        {QStringLiteral("safari history"), "history_items.url history_visits.title"},
+        {QStringLiteral("notes since iOS 9"), "ZICCLOUDSYNCINGOBJECT.ZIDENTIFIER"},
+        {QStringLiteral("wechat"), ""},
     };
     return all;
 }
 
 QVector<NeededColumn> neededColumns(const KindSample &kind, SampleDatabase *db)
 {
-    QVector<NeededColumn> needed = allNeededColumns().value(QLatin1String(kind.name));
+    QVector<NeededColumn> needed;
+    for (const QString &column : words(allNeededColumns().value(QLatin1String(kind.name), ""))) {
+        needed.append(
+            {column.section(QLatin1Char('.'), 0, 0), column.section(QLatin1Char('.'), 1)});
+    }
     const QString chats = db->scalar(QStringLiteral("select group_concat(name) from sqlite_master "
                                                     "where type = 'table' and name glob 'Chat_*'"))
                               .toString();

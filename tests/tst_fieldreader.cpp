@@ -136,18 +136,18 @@ void TestFieldReader::texts_data()
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<int>("encoding");
     QTest::addColumn<QString>("text");
+    const auto row = [](const char *name, const QByteArray &bytes, int encoding,
+                        const QString &text) { QTest::newRow(name) << bytes << encoding << text; };
     const QString face = QString::fromUtf8("\xF0\x9F\x98\x80");
-    QTest::newRow("UTF-8") << face.toUtf8() << 1 << face;
-    QTest::newRow("no encoding") << QByteArray("\xC3\xA9") << 0 << QString(QChar(0xE9));
-    QTest::newRow("undecodable") << QByteArray("a\xFFz") << 1 << "a\uFFFDz";
-    QTest::newRow("NUL inside") << QByteArray("a\0b", 3) << 1 << QString::fromLatin1("a\0b", 3);
-    QTest::newRow("UTF-16le") << QByteArray("\x3D\xD8\x00\xDE", 4) << 2 << face;
-    QTest::newRow("UTF-16be") << QByteArray("\xD8\x3D\xDE\x00", 4) << 3 << face;
-    QTest::newRow("byte-order mark is kept") << QByteArray("\xEF\xBB\xBF"
-                                                           "a")
-                                             << 1 << "\uFEFFa";
-    QTest::newRow("odd last byte") << QByteArray("a\0b", 3) << 2 << "a";
-    QTest::newRow("lone surrogate") << QByteArray("\x00\xDEz\x00", 4) << 2 << "\uFFFDz";
+    row("UTF-8", face.toUtf8(), 1, face);
+    row("no encoding", "\xC3\xA9", 0, QString(QChar(0xE9)));
+    row("undecodable", "a\xFFz", 1, QStringLiteral("a\uFFFDz"));
+    row("NUL inside", QByteArray("a\0b", 3), 1, QString::fromLatin1("a\0b", 3));
+    row("UTF-16le", QByteArray("\x3D\xD8\x00\xDE", 4), 2, face);
+    row("UTF-16be", QByteArray("\xD8\x3D\xDE\x00", 4), 3, face);
+    row("byte-order mark is kept", "\xEF\xBB\xBF-", 1, QStringLiteral("\uFEFF-"));
+    row("odd last byte", QByteArray("a\0b", 3), 2, QStringLiteral("a"));
+    row("lone surrogate", QByteArray("\x00\xDEz\x00", 4), 2, QStringLiteral("\uFFFDz"));
 }
 
 void TestFieldReader::texts()

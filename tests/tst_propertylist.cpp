@@ -85,7 +85,6 @@ private Q_SLOTS:
     void values();
     void othersAreRefused_data();
     void othersAreRefused();
-    void noFile();
     void longTextsAreCut();
     void damage_data();
     void damage();
@@ -165,13 +164,6 @@ void TestPropertyList::othersAreRefused()
     QVERIFY(!read(bytes));
     QVERIFY(m_list.text("a").isEmpty() && !m_list.isTrue("a"));
     QVERIFY(timer.elapsed() < 20000);
-}
-
-void TestPropertyList::noFile()
-{
-    QVERIFY(!m_list.read(m_dir.filePath(QStringLiteral("missing.plist"))));
-    QVERIFY(!m_list.read(m_dir.path()));
-    QVERIFY(!QFileInfo::exists(m_dir.filePath(QStringLiteral("missing.plist"))));
 }
 
 void TestPropertyList::longTextsAreCut()

@@ -5,6 +5,7 @@
 #include "api/walrecovery.h"
 #include "examples/recoverdialog/mainwindow.h"
 #include "tests/support/testfiles.h"
+#include "tests/support/words.h"
 
 #include <QAbstractItemModel>
 #include <QDateTime>
@@ -54,8 +55,7 @@ void TestRecoverDialog::initTestCase()
 {
     m_backup = m_folder.filePath(QStringLiteral("backup"));
     QCOMPARE(QProcess::execute(QStringLiteral(MAKESAMPLE_PROGRAM),
-                               {QStringLiteral("backup"), m_folder.path(),
-                                QStringLiteral("--layout"), QStringLiteral("folders")}),
+                               words("backup @ --layout folders", m_folder.path())),
              0);
 }
 

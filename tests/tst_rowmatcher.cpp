@@ -93,25 +93,23 @@ private Q_SLOTS:
 
 private:
     /// Searches a page that holds `bytes` from offset 200 on, and the page behind it.
-    QStringList rowsOf(const QByteArray &bytes, int rowidLength = 1)
+    QString rowsOf(const QByteArray &bytes, int rowidLength = 1)
     {
         m_image.putBytes(m_image.pageStart(3) + 200, bytes);
         const QString path = m_dir.filePath(QStringLiteral("notes.db"));
         NoteFile file;
         if (!m_image.save(path) || !file.open(path)) {
-            return {QStringLiteral("cannot be opened")};
+            return QStringLiteral("cannot be opened");
         }
         NoteMatcher matcher(&file, rowidLength);
         file.carveTable(*file.table(QStringLiteral("note")), matcher, 0, false);
         matcher.finish();
-        return matcher.rows;
+        return matcher.rows.join(QStringLiteral("; "));
     }
     /// The cell of a row that spills, and its chain on the pages `chain`, which m_image gets.
     QByteArray spill(const QByteArray &payload, const QVector<quint32> &chain)
     {
         const int local = localPayloadSize(payload.size(), m_header) - OverflowPointerSize;
-        QByteArray pointer(4, '\0');
-        qToBigEndian(chain.first(), pointer.data());
         int done = local;
         for (int i = 0; i < chain.size(); ++i) {
             const int start = m_image.pageStart(int(chain[i]));
@@ -119,7 +117,8 @@ private:
             m_image.putBytes(start + 4, payload.mid(done, PageSize - 4));
             done += PageSize - 4;
         }
-        return varint(quint64(payload.size())) + varint(7) + payload.left(local) + pointer;
+        return varint(quint64(payload.size())) + varint(7) + payload.left(local)
+               + bigEndian(chain.first());
     }
 
     static constexpr int PageSize = 512;
@@ -142,16 +141,15 @@ void TestRowMatcher::rowsSideBySideAreWhole()
 {
     const QByteArray rows = noteRow(QStringLiteral("Anna"), QStringLiteral("first"))
                             + noteRow(QStringLiteral("Ben"), QStringLiteral("second"));
-    QCOMPARE(rowsOf(rows), (QStringList{QStringLiteral("400000000|Anna|first"),
-                                        QStringLiteral("400000000|Ben|second")}));
+    QCOMPARE(rowsOf(rows), QStringLiteral("400000000|Anna|first; 400000000|Ben|second"));
 }
 
 void TestRowMatcher::laterRowCoversAnEarlierOne()
 {
     QByteArray rows = noteRow(QStringLiteral("Anna"), letters(60));
     rows.replace(30, 40, noteRow(QStringLiteral("Ben"), letters(22)).left(40));
-    QCOMPARE(rowsOf(rows), (QStringList{QStringLiteral("400000000|Anna|abcdefghijklmn covered"),
-                                        QStringLiteral("400000000|Ben|") + letters(22)}));
+    QCOMPARE(rowsOf(rows),
+             QStringLiteral("400000000|Anna|abcdefghijklmn covered; 400000000|Ben|") + letters(22));
 }
 
 void TestRowMatcher::laterRowWithoutItsPrefixCoversAnEarlierOne()
@@ -162,8 +160,8 @@ void TestRowMatcher::laterRowWithoutItsPrefixCoversAnEarlierOne()
         leafCell(300, record({QVariant(), Date, QStringLiteral("Ben"), letters(22)}));
     rows.replace(30, 41, QByteArray("\x00\x00\x00\x40", 4) + later.mid(4, 37));
     constexpr int twoBytes = 2;
-    QCOMPARE(rowsOf(rows, twoBytes).first(),
-             QStringLiteral("400000000|Anna|abcdefghijklmn covered"));
+    QVERIFY(rowsOf(rows, twoBytes)
+                .startsWith(QStringLiteral("400000000|Anna|abcdefghijklmn covered; ")));
 }
 
 void TestRowMatcher::liveRowCoversAnEarlierOne()
@@ -174,16 +172,14 @@ void TestRowMatcher::liveRowCoversAnEarlierOne()
     m_image.leafPage(2, {live});
     const int start = m_image.pageStart(2) + PageSize - live.size() - 30;
     m_image.putBytes(start, old.left(30));
-    QCOMPARE(rowsOf(QByteArray()),
-             QStringList{QStringLiteral("400000000|Anna|abcdefghijklmn covered")});
+    QCOMPARE(rowsOf(QByteArray()), QStringLiteral("400000000|Anna|abcdefghijklmn covered"));
 }
 
 void TestRowMatcher::rowsOfOtherRegionsCoverNothing()
 {
     m_image.putBytes(m_image.pageStart(4) + 20, noteRow(QStringLiteral("Ben"), letters(20)));
     QCOMPARE(rowsOf(noteRow(QStringLiteral("Anna"), letters(60))),
-             (QStringList{QStringLiteral("400000000|Anna|") + letters(60),
-                          QStringLiteral("400000000|Ben|") + letters(20)}));
+             QStringLiteral("400000000|Anna|%1; 400000000|Ben|%2").arg(letters(60), letters(20)));
 }
 
 void TestRowMatcher::coveredFields()
@@ -239,20 +235,20 @@ void TestRowMatcher::spilledPayloads()
     m_image.putBytes(m_image.pageStart(3), QByteArray(PageSize, '\0'));
     const int start = m_image.pageStart(3) + PageSize - cell.size();
     m_image.putBytes(start, cell);
-    QCOMPARE(rowsOf(QByteArray()), QStringList{QStringLiteral("400000000|Anna|") + note
-                                               + QLatin1String(isSpilled ? " rebuilt" : "")});
+    QCOMPARE(rowsOf(QByteArray()),
+             QStringLiteral("400000000|Anna|") + note + QLatin1String(isSpilled ? " rebuilt" : ""));
 }
 
 void TestRowMatcher::brokenChains_data()
 {
     QTest::addColumn<quint32>("firstPage");
     QTest::addColumn<quint32>("nextOfLast");
-    QTest::newRow("page 0") << quint32(0) << quint32(0);
-    QTest::newRow("page 1") << quint32(1) << quint32(0);
-    QTest::newRow("behind the file") << quint32(13) << quint32(0);
-    QTest::newRow("absurd") << quint32(0xFFFFFFFF) << quint32(0);
-    QTest::newRow("does not end where the payload ends") << quint32(5) << quint32(6);
-    QTest::newRow("leads to itself") << quint32(5) << quint32(5);
+    QTest::newRow("page 0") << 0u << 0u;
+    QTest::newRow("page 1") << 1u << 0u;
+    QTest::newRow("behind the file") << 13u << 0u;
+    QTest::newRow("absurd") << 0xFFFFFFFFu << 0u;
+    QTest::newRow("does not end where the payload ends") << 5u << 6u;
+    QTest::newRow("leads to itself") << 5u << 5u;
 }
 
 void TestRowMatcher::brokenChains()
@@ -261,10 +257,10 @@ void TestRowMatcher::brokenChains()
     QFETCH(quint32, nextOfLast);
     const QByteArray payload = record({QVariant(), Date, QStringLiteral("Anna"), letters(700)});
     QByteArray cell = spill(payload, {5, 9});
-    qToBigEndian(firstPage, cell.data() + cell.size() - 4);
+    cell.replace(cell.size() - 4, 4, bigEndian(firstPage));
     m_image.put32(m_image.pageStart(5), nextOfLast);
     // What is left is the local part; the note is not whole and is not given.
-    QCOMPARE(rowsOf(cell), QStringList{QStringLiteral("400000000|Anna| cut rebuilt")});
+    QCOMPARE(rowsOf(cell), QStringLiteral("400000000|Anna| cut rebuilt"));
 }
 
 void TestRowMatcher::nonsenseTypesSpillNowhere()

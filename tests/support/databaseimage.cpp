@@ -1,18 +1,6 @@
 #include "tests/support/databaseimage.h"
 
-#include <QFile>
-#include <QtEndian>
-
-namespace {
-
-template<typename Number> QByteArray bigEndian(Number value)
-{
-    QByteArray bytes(sizeof(value), '\0');
-    qToBigEndian(value, bytes.data());
-    return bytes;
-}
-
-} // namespace
+#include "tests/support/testfiles.h"
 
 QByteArray record(const QVariantList &values)
 {
@@ -92,8 +80,7 @@ DatabaseImage &DatabaseImage::trunkPage(int pageNo, quint32 next, const QVector<
 
 bool DatabaseImage::save(const QString &path) const
 {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(m_bytes) == m_bytes.size();
+    return writeFile(path, m_bytes);
 }
 
 /// Writes a b-tree page and returns the place of its header.

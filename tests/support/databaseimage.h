@@ -6,6 +6,14 @@
 #include <QByteArray>
 #include <QVariant>
 #include <QVector>
+#include <QtEndian>
+
+template<typename Number> QByteArray bigEndian(Number value)
+{
+    QByteArray bytes(sizeof(value), '\0');
+    qToBigEndian(value, bytes.data());
+    return bytes;
+}
 
 /// Returns a record of the values: NULL (also for a null text), integers, doubles, texts (UTF-8)
 /// and blobs.

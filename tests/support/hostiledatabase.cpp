@@ -14,13 +14,6 @@
 
 namespace {
 
-QByteArray bigEndian32(quint32 value)
-{
-    QByteArray bytes(4, '\0');
-    qToBigEndian(value, bytes.data());
-    return bytes;
-}
-
 QVector<qint64> typesOf(const QByteArray &record)
 {
     const auto *pos = reinterpret_cast<const uchar *>(record.constData());
@@ -160,7 +153,7 @@ void HostileDatabase::addChain(int pages)
 {
     const QByteArray text(m_pageSize - OverflowPointerSize, 'x');
     for (int left = pages; left > 0; --left) {
-        add(bigEndian32(left > 1 ? nextPage() + 1 : 0) + text);
+        add(bigEndian(left > 1 ? nextPage() + 1 : 0) + text);
     }
     m_chainEnd = nextPage();
 }
@@ -174,12 +167,12 @@ QByteArray HostileDatabase::cell(qint64 rowid, const LongRecord &record) const
     const qint64 pages = (record.size - local + perPage - 1) / perPage;
     return varint(quint64(record.size)) + varint(quint64(rowid))
            + (record.header + record.front).leftJustified(int(local), 'x', true)
-           + bigEndian32(m_chainEnd - quint32(pages));
+           + bigEndian(m_chainEnd - quint32(pages));
 }
 
 void HostileDatabase::put32(int offset, quint32 value)
 {
-    m_bytes.replace(offset, 4, bigEndian32(value));
+    m_bytes.replace(offset, 4, bigEndian(value));
 }
 
 const QByteArray &HostileDatabase::bytes()

@@ -1,7 +1,7 @@
 #include "tests/support/walbuilder.h"
 
-#include <QFile>
-#include <QtEndian>
+#include "tests/support/databaseimage.h"
+#include "tests/support/testfiles.h"
 
 namespace {
 
@@ -39,15 +39,11 @@ WalBuilder &WalBuilder::frame(quint32 pageNo, char letter, quint32 commitSize)
 
 bool WalBuilder::save(const QString &path, int length) const
 {
-    QFile file(path);
-    const QByteArray part = m_bytes.mid(0, length);
-    return file.open(QIODevice::WriteOnly) && file.write(part) == part.size();
+    return writeFile(path, m_bytes.mid(0, length));
 }
 
 WalBuilder &WalBuilder::put32(quint32 value)
 {
-    char bytes[4];
-    qToBigEndian(value, bytes);
-    m_bytes.append(bytes, sizeof bytes);
+    m_bytes += bigEndian(value);
     return *this;
 }
