@@ -41,6 +41,12 @@ QJsonArray entriesOf(const QByteArray &section, const QByteArray &html)
     return entries;
 }
 
+/// A cell of a table, or of a message.
+QString cellOf(const QByteArray &section, int entry, int cell, const QByteArray &html)
+{
+    return entriesOf(section, html).at(entry).toArray().at(cell).toString();
+}
+
 QByteArray hashSource(const QByteArray &content)
 {
     return "'sha256-" + QCryptographicHash::hash(content, QCryptographicHash::Sha256).toBase64()
@@ -132,10 +138,8 @@ void HtmlReport::entries()
     ReportFixture fixture;
     addEveryKind(&fixture, QStringLiteral("text "));
     const QByteArray html = htmlOf(fixture.report);
-    QCOMPARE(entriesOf("calls", html).first().toArray().at(1).toString(),
-             QStringLiteral("2014-01-08T20:21:23Z"));
-    QCOMPARE(entriesOf("calls", html).first().toArray().at(2).toString(),
-             QStringLiteral("1389212483"));
+    QCOMPARE(cellOf("calls", 0, 1, html), QStringLiteral("2014-01-08T20:21:23Z"));
+    QCOMPARE(cellOf("calls", 0, 2, html), QStringLiteral("1389212483"));
     QCOMPARE(entriesOf("contacts", html).size(), 2);
     QCOMPARE(entriesOf("notes", html).size(), 2); // of both kinds of notes
     const QJsonArray messages = entriesOf("messages", html);
@@ -189,8 +193,7 @@ void HtmlReport::textsOfMessages()
     fixture.add(ScanTypeMessages, QStringLiteral("b"), "messageGroup",
                 {messageGroupMap(group), messageGroupMap(room)});
     const QByteArray html = htmlOf(fixture.report);
-    QCOMPARE(entriesOf("whatsapp-messages", html).at(1).toArray().at(4).toString(),
-             QStringLiteral("a\nb\tc"));
+    QCOMPARE(cellOf("whatsapp-messages", 1, 4, html), QStringLiteral("a\nb\tc"));
     const QJsonArray groups = entriesOf("messages", html);
     QCOMPARE(groups.at(0).toObject().value(QLatin1String("title")).toString(),
              QStringLiteral("5551, 5552 (SMS, us)"));
