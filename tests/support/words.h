@@ -6,6 +6,6 @@
 /// The words between the blanks of a text, such as a command line; "@" stands for the path.
 inline QStringList words(const char *text, const QString &path = QString())
 {
-    QStringList words = QString::fromUtf8(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    return words.replaceInStrings(QStringLiteral("@"), path);
+    QStringList parts = QString::fromUtf8(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    return parts.replaceInStrings(QStringLiteral("@"), path);
 }
