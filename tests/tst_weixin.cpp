@@ -94,8 +94,7 @@ private Q_SLOTS:
     void samplesComeBack();
     void headers_data();
     void headers();
-    void columnsThatCannotBeBound_data();
-    void columnsThatCannotBeBound();
+    void neededColumns();
     void timeMayComeFirst();
     void wholeCellsAreBelieved_data();
     void wholeCellsAreBelieved();
@@ -162,16 +161,14 @@ void TestWeixin::samplesComeBack()
 
 void TestWeixin::headers_data()
 {
+    addValueColumns();
     QTest::addColumn<bool>("isOld");
-    QTest::addColumn<QString>("column");
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<bool>("isTaken");
     for (const bool isOld : {false, true}) {
         const auto row = [isOld](const char *name, const char *column, const QVariant &value,
                                  bool isTaken) {
             QTest::newRow(
                 qPrintable(QLatin1String(isOld ? "old, " : "new, ") + QLatin1String(name)))
-                << isOld << QString::fromLatin1(column) << value << isTaken;
+                << QString::fromLatin1(column) << value << isTaken << isOld;
         };
         row("as written", "type", 1, true);
         row("no text", "message", QVariant(), true);
@@ -192,56 +189,26 @@ void TestWeixin::headers_data()
 void TestWeixin::headers()
 {
     QFETCH(bool, isOld);
-    QFETCH(QString, column);
-    QFETCH(QVariant, value);
     MatcherHarness<weixinDBFile> harness;
     QVERIFY(harness.open(
         QStringLiteral("chat_x"),
         QStringLiteral("CREATE TABLE Chat_x(%1)").arg(isOld ? OldColumns : NewColumns)));
-    QVariantMap row{
-        {QStringLiteral("tablever"), 1},      {QStringLiteral("messvrid"), qint64(12345678901)},
-        {QStringLiteral("createtime"), Time}, {QStringLiteral("message"), letters(20)},
-        {QStringLiteral("status"), 4},        {QStringLiteral("imgstatus"), 1},
-        {QStringLiteral("type"), 1},          {QStringLiteral("des"), 1}};
-    row[column] = value;
-    QVariantList values;
-    for (const QString &name : harness.columns()) {
-        values << row.value(name);
-    }
-    const QByteArray all = encodeValues(values, QByteArrayLiteral("UTF-8")).types;
-    const QByteArray body = encodeValues(values, QByteArrayLiteral("UTF-8")).body;
-    const QByteArray region =
-        leafCell(7, varint(quint64(all.size()) + 1) + all + body) + QByteArray(64, '\0');
-    weixinDBFile::MsgMatcher matcher(&harness.file());
-    const TableSchema &table = *harness.file().table(QStringLiteral("chat_x"));
-    QVERIFY(matcher.bindColumns(table));
-    const int anchor = region.indexOf(all) + (isOld ? 3 : 0);
-    const bool isSearchedFor = region[anchor] == '\x04';
-    QTEST(isSearchedFor && matcher.matchHeader(table, region, anchor), "isTaken");
+    QVariantMap row = rowFromJson(R"({"tablever": 1, "messvrid": 12345678901, "status": 3,
+        "createtime": 1500000000, "message": "FFFFFFFFFFFFFFFFFFFF", "imgstatus": 1, "type": 1,
+        "des": 1})");
+    harness.compare<weixinDBFile::MsgMatcher>(row);
 }
 
-void TestWeixin::columnsThatCannotBeBound_data()
+void TestWeixin::neededColumns()
 {
-    QTest::addColumn<QString>("columns");
-    QTest::addColumn<bool>("isBound");
-    QTest::newRow("all") << NewColumns << true;
-    for (const char *column : {"CreateTime", "Message", "Type", "Des"}) {
-        QTest::newRow(column)
-            << QString(NewColumns).replace(QLatin1String(column), QLatin1String("Other")) << false;
-    }
-    QTest::newRow("text first") << QStringLiteral("Message TEXT, CreateTime INTEGER, Type INTEGER, "
-                                                  "Des INTEGER")
-                                << false;
-}
-
-void TestWeixin::columnsThatCannotBeBound()
-{
-    QFETCH(QString, columns);
+    using Matcher = weixinDBFile::MsgMatcher;
     MatcherHarness<weixinDBFile> harness;
-    QVERIFY(harness.open(QStringLiteral("chat_x"),
-                         QStringLiteral("CREATE TABLE Chat_x(%1)").arg(columns)));
-    weixinDBFile::MsgMatcher matcher(&harness.file());
-    QTEST(matcher.bindColumns(*harness.file().table(QStringLiteral("chat_x"))), "isBound");
+    const QString statement = QStringLiteral("CREATE TABLE Chat_x(%1)");
+    QVERIFY(harness.open(QStringLiteral("chat_x"), statement.arg(NewColumns)));
+    QCOMPARE(harness.neededColumns<Matcher>(), QStringLiteral("createtime des message type"));
+    const QString textFirst = QStringLiteral("Message TEXT, CreateTime, Type, Des");
+    QVERIFY(harness.open(QStringLiteral("chat_x"), statement.arg(textFirst)));
+    QCOMPARE(harness.matches<Matcher>(QByteArray()), -1);
 }
 
 /// Of all columns that recoverers ask for only this one may be the first.
