@@ -1,6 +1,7 @@
 #include "recoverers/messaging/weixinmatcher.h"
 #include "samples/weixinscan.h"
 #include "tests/support/matcherharness.h"
+#include "tests/support/samplechecks.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
 
@@ -101,22 +102,19 @@ private Q_SLOTS:
     void directionAndConversation();
     void messagesStandInOrder();
     void liveMessagesOfAnyConversationExclude();
-    void freedPagesGoToTheConversationTheyFit();
     void firstTypeBehindAFreeblockHeader();
     void otherTablesAreNoConversations();
     void manyLayoutsTakeLittleTime();
     void namesOfAnyCharacters();
     void secondScanAddsToTheSameChats();
-    void facadesKeepTheirOwnChats();
     void progressIsDividedOnce();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
     bool makeSample(const WeixinPlan &plan, WeixinSample *sample)
     {
-        SampleDatabase db;
-        return db.create(path("sample.db"), deviceOptions(plan.layout))
-               && makeWeixinSample(&db, plan, sample) && db.close();
+        return makeSampleFile(path("sample.db"), deviceOptions(plan.layout), makeWeixinSample, plan,
+                              sample);
     }
 
     QTemporaryDir m_dir;
@@ -146,8 +144,7 @@ void TestWeixin::samplesComeBack()
     QVERIFY(makeSample({WeixinLayout(layout), WeixinDeletion(deletion), 1500, 11}, &sample));
     const WeixinResult result =
         compareWeixin(sample, readFile(path("sample.db")), scanWeixin(path("sample.db")));
-    const QByteArray details =
-        (result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'))).toUtf8();
+    const QByteArray details = detailsOf(result);
     QVERIFY2(result.recovered * 100 >= result.deleted * percent, details.constData());
     QVERIFY2(result.liveCopies == 0 && result.twice == 0 && result.missedWhole == 0,
              details.constData());
@@ -318,25 +315,6 @@ void TestWeixin::liveMessagesOfAnyConversationExclude()
     QCOMPARE(found, (QStringList{longText("gone"), longText("sent")}));
 }
 
-void TestWeixin::freedPagesGoToTheConversationTheyFit()
-{
-    ChatFile file;
-    const QStringList chatIds{QStringLiteral("aa"), QStringLiteral("bb")};
-    QVERIFY(file.create(path("one.db"), chatIds) && file.exec(QStringLiteral("BEGIN")));
-    for (int i = 0; i < 400; ++i) {
-        QVERIFY(file.insert(longText("a"), Time + i * 100, 1, chatIds[0])
-                && file.insert(longText("b"), Time + i * 10, 1, chatIds[1]));
-    }
-    QVERIFY(file.exec(QStringLiteral("COMMIT; DELETE FROM Chat_bb WHERE MesLocalID BETWEEN 100 AND "
-                                     "300"))
-            && file.close());
-    const QVector<FoundWeixinMessage> found = scanWeixin(path("one.db"));
-    QVERIFY(found.size() > 150);
-    for (const FoundWeixinMessage &message : found) {
-        QCOMPARE(message.chatId, chatIds[1]);
-    }
-}
-
 /// A freeblock header ends where the first type stands, whose size would shift all other fields.
 void TestWeixin::firstTypeBehindAFreeblockHeader()
 {
@@ -448,28 +426,6 @@ void TestWeixin::secondScanAddsToTheSameChats()
     const QList<WeiChatMessage *> &first = recovery.getWeiChat(0)->messages;
     QVERIFY(std::is_sorted(first.begin(), first.end(),
                            [](auto *a, auto *b) { return a->createTime < b->createTime; }));
-}
-
-/// One map of the process holds the conversations. The sanitizers show what would be freed twice.
-void TestWeixin::facadesKeepTheirOwnChats()
-{
-    WeixinSample sample;
-    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Cleared, 200, 5}, &sample));
-    const auto scan = [this](SqliteRecovery *recovery) {
-        recovery->scanRecoveryForType(ScanTypeWeChat, path("sample.db"), nullptr);
-        return toText(messagesOf(recovery));
-    };
-    SqliteRecovery first;
-    const QStringList once = scan(&first);
-    {
-        SqliteRecovery second;
-        QCOMPARE(scan(&second), once);
-        QCOMPARE(toText(messagesOf(&first)), once);
-    }
-    QCOMPARE(toText(messagesOf(&first)), once);
-    QCOMPARE(scan(&first).size(), 2 * once.size());
-    SqliteRecovery third;
-    QCOMPARE(scan(&third), once);
 }
 
 void TestWeixin::progressIsDividedOnce()
