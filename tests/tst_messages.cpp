@@ -67,6 +67,7 @@ private Q_SLOTS:
     void rowsFromBeforeTheTableWasWidened();
     void texts_data();
     void texts();
+    void conversationsOfTheLayoutWithGroups();
     void rewrittenRows();
     void groupMembersMakeTheOlderLayout();
     void missingTables_data();
@@ -209,6 +210,36 @@ void TestMessages::texts()
     row.guid = standardGuid ? guidWithDigit(1) : guidWithDigit(1).toLower();
     row.text = text;
     QCOMPARE(scanRow(row), expected.isNull() ? QStringList() : QStringList(expected));
+}
+
+/// Names and members stand in tables of their own, of which the messages say nothing.
+void TestMessages::conversationsOfTheLayoutWithGroups()
+{
+    SampleDatabase db;
+    QVERIFY(makeTables(&db, MessageLayout::Ios5));
+    QVERIFY(db.exec(QStringLiteral(
+        "INSERT INTO group_member (group_id, address) VALUES (1, 'ann'), (2, 'ann'), (2, 'ben');"
+        "INSERT INTO madrid_chat (chat_identifier, room_name) VALUES ('our room', 'chat77');"
+        "INSERT INTO message (address, date, text, flags, group_id, association_id, country) "
+        "VALUES ('ann', 1326000000, 'one', 2, 1, 0, 'us'), ('ann', 1326000009, 'two', 2, 2, 0, "
+        "'us');"
+        "INSERT INTO message (date, text, flags, group_id, association_id, madrid_handle, "
+        "madrid_roomname, madrid_flags, is_madrid) VALUES "
+        "(347692800, 'three', 0, 0, 0, 'ann', NULL, 36869, 1), "
+        "(347692801, 'four', 0, 0, 0, 'cem', 'chat77', 36869, 1), "
+        "(347692802, 'stays', 0, 0, 0, 'eve', 'chat77', 36869, 1);"
+        "DELETE FROM message WHERE text <> 'stays'")));
+    QVERIFY(db.close());
+    QStringList found;
+    for (const MessageGroupRecord &group : scan()) {
+        found << group.chatIdentifier + QLatin1Char('/') + group.messages.first().text;
+        for (const MessageParticipant &member : group.participants) {
+            found.last() += QLatin1Char(' ') + member.id;
+        }
+    }
+    found.sort(); // the dates of the two services cannot be compared
+    QCOMPARE(found.join(QLatin1String(", ")),
+             QStringLiteral("/two ann ben, ann/one ann, ann/three ann, our room/four eve cem"));
 }
 
 void TestMessages::rewrittenRows()
