@@ -78,7 +78,7 @@ public:
         QCOMPARE(matches<Matcher>(cell(row)), int(isTaken));
     }
 
-    /// The columns without any of which the matcher cannot be bound.
+    /// The columns that the matcher needs: without any one of them it cannot be bound.
     template<typename Matcher> QString neededColumns()
     {
         QStringList needed;
