@@ -77,8 +77,8 @@ QString emptyRemark(ScanType type, const QString &path)
     case EmptyReason::FreeSpaceErased:
         return QStringLiteral("all freed space was erased with zeros; try an older backup");
     case EmptyReason::NothingLeft:
-        return QStringLiteral("freed space holds no row of this kind any more; try an older "
-                              "backup");
+        return QStringLiteral("freed space holds no row of this kind that can be read; try an "
+                              "older backup");
     case EmptyReason::Unknown:
         break;
     }

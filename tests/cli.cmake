@@ -14,8 +14,10 @@ foreach(name tst_backupfolder tst_findings tst_hostilefiles tst_ownership tst_pr
     target_link_libraries(${name} PRIVATE
         sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
 endforeach()
-target_sources(tst_hostilefiles PRIVATE
-    ${PROJECT_SOURCE_DIR}/fuzz/fuzzsupport.cpp ${PROJECT_SOURCE_DIR}/fuzz/resultchecks.cpp)
+foreach(name tst_findings tst_hostilefiles)
+    target_sources(${name} PRIVATE
+        ${PROJECT_SOURCE_DIR}/fuzz/fuzzsupport.cpp ${PROJECT_SOURCE_DIR}/fuzz/resultchecks.cpp)
+endforeach()
 target_compile_definitions(tst_backupfolder PRIVATE
     MAKESAMPLE_PROGRAM="$<TARGET_FILE:makesample>")
 add_dependencies(tst_backupfolder makesample)
