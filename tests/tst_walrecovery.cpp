@@ -153,6 +153,8 @@ private Q_SLOTS:
     void placesAlone();
     void itemsThatSayNothing();
     void rowsOlderThanColumns();
+    void restartedLog();
+    void uncommittedTail();
     void cutAtEveryLength();
     void partlyCopiedLog_data();
     void partlyCopiedLog();
@@ -402,6 +404,35 @@ void TestWalRecovery::rowsOlderThanColumns()
     QCOMPARE(scan("case.db"),
              (Contents{{QStringLiteral("a"), QStringLiteral("x://a"), QStringLiteral("0")},
                        {QStringLiteral("b"), QStringLiteral("x://b"), QStringLiteral("0")}}));
+}
+
+/// Frames from before the log was begun anew lie behind its own, and are not of this log.
+void TestWalRecovery::restartedLog()
+{
+    SampleDatabase db;
+    QVERIFY(makeBookmarks(&db) && live(&db, "abcdefgh", "abc"));
+    QVERIFY(db.exec(QStringLiteral("PRAGMA wal_checkpoint(FULL);")));
+    QVERIFY(live(&db, "", "d") && db.copyWithLog(path("case.db")));
+    WalFile log(path("case.db-wal"));
+    QVERIFY(log.load() && log.transactionCount() == 1);
+    QVERIFY(QFileInfo(path("case.db-wal")).size() > 10 * 4096);
+    QCOMPARE(titles("case.db"), QStringLiteral("d"));
+}
+
+void TestWalRecovery::uncommittedTail()
+{
+    SampleDatabase db;
+    QVERIFY(makeBookmarks(&db) && live(&db, "abc", "a"));
+    // So few pages in memory that the open transaction goes to the log.
+    QVERIFY(db.exec(QStringLiteral("PRAGMA cache_size=1; BEGIN; DELETE FROM bookmarks;")));
+    for (int i = 0; i < 2000; ++i) {
+        QVERIFY(insert(&db, QStringLiteral("never %1").arg(i)));
+    }
+    QVERIFY(db.copyWithLog(path("case.db")));
+    QVERIFY(db.exec(QStringLiteral("ROLLBACK;")));
+    WalFile log(path("case.db-wal"));
+    QVERIFY(log.load() && log.frames().last().commitSize == 0);
+    QCOMPARE(titles("case.db"), QStringLiteral("a"));
 }
 
 /// What is cut off in the middle of a transaction, or of its last page, gives nothing.
