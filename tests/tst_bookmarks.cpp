@@ -1,10 +1,9 @@
 #include "samples/safariscan.h"
 #include "samples/safaritruth.h"
+#include "tests/support/samplechecks.h"
 #include "tests/support/testfiles.h"
 
-#include <QDir>
 #include <QTemporaryDir>
-#include <QtEndian>
 #include <QtTest>
 
 namespace {
@@ -16,11 +15,6 @@ QStringList texts(const QVector<BookmarkRecord> &bookmarks)
         lines << QStringLiteral("%1 %2 %3").arg(bookmark.title, bookmark.url).arg(bookmark.parent);
     }
     return lines;
-}
-
-int percent(int part, int whole)
-{
-    return whole == 0 ? 100 : part * 100 / whole;
 }
 
 /// Bookmarks that a test puts in and takes out one by one.
@@ -62,11 +56,15 @@ class TestBookmarks : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void samplesHoldWhatTheTruthSays_data();
-    void samplesHoldWhatTheTruthSays();
-    void deletedBookmarksComeBack_data();
+    void deletedBookmarksComeBack_data()
+    {
+        addSampleRows(allBookmarkLayouts(), allBookmarkDeletions(), {1024, 4096, 16384});
+    }
     void deletedBookmarksComeBack();
-    void wholeTableComesBack_data();
+    void wholeTableComesBack_data()
+    {
+        addSampleRows(allBookmarkLayouts(), QVector{BookmarkDeletion::WholeTable});
+    }
     void wholeTableComesBack();
     void whatIsDelivered_data();
     void whatIsDelivered();
@@ -74,7 +72,6 @@ private Q_SLOTS:
     void incompleteDatabases_data();
     void incompleteDatabases();
     void bookmarksInTheLogAreLive();
-    void overflowChainsThatReturn();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -83,9 +80,7 @@ private:
     {
         SampleOptions options = deviceOptions(plan.layout);
         options.pageSize = pageSize;
-        SampleDatabase db;
-        return db.create(path("sample.db"), options) && makeBookmarkSample(&db, plan, sample)
-               && db.close();
+        return makeSampleFile(path("sample.db"), options, makeBookmarkSample, plan, sample);
     }
     /// Several samples, added up; an empty report when one could not be made.
     SafariReport scanSamples(BookmarkPlan plan, int pageSize)
@@ -105,51 +100,6 @@ private:
     QTemporaryDir m_dir;
 };
 
-void TestBookmarks::samplesHoldWhatTheTruthSays_data()
-{
-    QTest::addColumn<int>("layout");
-    for (const BookmarkLayout layout : allBookmarkLayouts()) {
-        QTest::newRow(qPrintable(layoutName(layout))) << int(layout);
-    }
-}
-
-void TestBookmarks::samplesHoldWhatTheTruthSays()
-{
-    QFETCH(int, layout);
-    for (const BookmarkDeletion deletion : allBookmarkDeletions()) {
-        BookmarkSample sample;
-        QVERIFY(makeSample({BookmarkLayout(layout), deletion}, 4096, &sample));
-        SampleDatabase db;
-        QVERIFY(db.open(path("sample.db")));
-        const auto scalar = [&db](const char *sql) { return db.scalar(QString::fromLatin1(sql)); };
-        QCOMPARE(scalar("select count(*) from bookmarks where type=0").toInt(), sample.live.size());
-        QCOMPARE(scalar("pragma integrity_check").toString(), QStringLiteral("ok"));
-        for (const SampleBookmark &bookmark : qAsConst(sample.live)) {
-            QCOMPARE(db.scalar(QStringLiteral("select parent from bookmarks where title=? and "
-                                              "url=? and id=?"),
-                               {bookmark.record.title, bookmark.record.url, bookmark.id})
-                         .toLongLong(),
-                     bookmark.record.parent);
-        }
-    }
-}
-
-void TestBookmarks::deletedBookmarksComeBack_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("deletion");
-    QTest::addColumn<int>("pageSize");
-    for (const BookmarkLayout layout : allBookmarkLayouts()) {
-        for (const BookmarkDeletion deletion : allBookmarkDeletions()) {
-            for (const int pageSize : {1024, 4096, 16384}) {
-                QTest::addRow("%s, %s, pages of %d bytes", qPrintable(layoutName(layout)),
-                              qPrintable(deletionName(deletion)), pageSize)
-                    << int(layout) << int(deletion) << pageSize;
-            }
-        }
-    }
-}
-
 /// The bounds leave room for what SQLite itself loses: it moves rows, and uses space again.
 void TestBookmarks::deletedBookmarksComeBack()
 {
@@ -158,19 +108,10 @@ void TestBookmarks::deletedBookmarksComeBack()
     QFETCH(int, pageSize);
     const SafariReport report =
         scanSamples({BookmarkLayout(layout), BookmarkDeletion(deletion)}, pageSize);
-    const QByteArray details =
-        (report.summary() + QLatin1Char('\n') + report.details.join(QLatin1Char('\n'))).toUtf8();
+    const QByteArray details = detailsOf(report);
     QVERIFY(report.deleted >= 100);
     QVERIFY2(percent(report.recovered, report.deleted - report.refused) >= 60, details.constData());
     QVERIFY2(report.faults() == 0, details.constData());
-}
-
-void TestBookmarks::wholeTableComesBack_data()
-{
-    QTest::addColumn<int>("layout");
-    for (const BookmarkLayout layout : allBookmarkLayouts()) {
-        QTest::newRow(qPrintable(layoutName(layout))) << int(layout);
-    }
 }
 
 /// An emptied table leaves its pages as they are. An overflow page of a long address may have
@@ -296,27 +237,6 @@ void TestBookmarks::bookmarksInTheLogAreLive()
              QStringList(QStringLiteral("News http://news.example.com/ 1")));
     QVERIFY(writeFile(copy + QStringLiteral("-wal"), readFile(path("wal.db-wal"))));
     QCOMPARE(texts(scanBookmarks(copy)), QStringList());
-}
-
-/// Title and address stand in front of what overflows, and need no chain.
-void TestBookmarks::overflowChainsThatReturn()
-{
-    BookmarkSample sample;
-    QVERIFY(makeSample({BookmarkLayout::Ios7, BookmarkDeletion::WholeTable, 200}, 4096, &sample));
-    const int found = scanBookmarks(path("sample.db")).size();
-    QByteArray bytes = readFile(path("sample.db"));
-    int patched = 0;
-    for (int page = 3; page * 4096 <= bytes.size(); ++page) {
-        char *start = bytes.data() + (page - 1) * 4096;
-        if (*start == 0) { // the number of the next page, of an overflow page
-            qToBigEndian(quint32(page), start);
-            ++patched;
-        }
-    }
-    QVERIFY(patched > 10 && writeFile(path("cyclic.db"), bytes));
-    const QVector<BookmarkRecord> bookmarks = scanBookmarks(path("cyclic.db"));
-    QVERIFY(bookmarks.size() <= found && bookmarks.size() > found * 9 / 10);
-    QCOMPARE(compareBookmarks(sample, bookmarks).faults(), 0);
 }
 
 QTEST_APPLESS_MAIN(TestBookmarks)

@@ -1,6 +1,7 @@
 #include "samples/calendarscan.h"
 #include "samples/sampledatabase.h"
-#include "tests/support/scanprobe.h"
+#include "tests/support/jsonrow.h"
+#include "tests/support/samplechecks.h"
 #include "tests/support/testfiles.h"
 
 #include <QTemporaryDir>
@@ -20,12 +21,6 @@ QStringList titlesOf(const FoundCalendars &found)
     return titles;
 }
 
-QString report(const CalendarResult &result)
-{
-    return result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'));
-}
-
-const QString BackupName = QStringLiteral("2041457d5fe04d39d0ab481178355df6781e6858");
 const QString DeleteAll = QStringLiteral("DELETE FROM CalendarItem; DELETE FROM Location;");
 
 } // namespace
@@ -36,11 +31,16 @@ class TestCalendar : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void samplesHoldWhatTheySay_data();
-    void samplesHoldWhatTheySay();
-    void everyLayoutAndDeletion_data() { samplesHoldWhatTheySay_data(); }
+    void everyLayoutAndDeletion_data()
+    {
+        addSampleRows(allCalendarLayouts(), allCalendarDeletions());
+    }
     void everyLayoutAndDeletion();
-    void wholeTableComesBack_data();
+    void wholeTableComesBack_data()
+    {
+        addSampleRows(allCalendarLayouts(), QVector{CalendarDeletion::WholeTable},
+                      {1024, 4096, 16384});
+    }
     void wholeTableComesBack();
     void rowsFromBeforeTheTableWasWidened_data();
     void rowsFromBeforeTheTableWasWidened();
@@ -55,20 +55,12 @@ private Q_SLOTS:
     void overflowPages();
     void missingTables_data();
     void missingTables();
-    void progressIsSharedBetweenTheTables();
-    void listsInTheLogCount();
 
 private:
     QString path() const { return m_dir.filePath(QStringLiteral("Calendar.sqlitedb")); }
     bool makeSample(const CalendarPlan &plan, const SampleOptions &options, CalendarSample *sample)
     {
-        SampleDatabase db;
-        const bool made =
-            db.create(path(), options) && makeCalendarSample(&db, plan, sample) && db.close();
-        if (!made) {
-            qWarning() << db.errorText();
-        }
-        return made;
+        return makeSampleFile(path(), options, makeCalendarSample, plan, sample);
     }
     /// Makes the tables of the layout with two calendars and a list of reminders.
     bool makeTables(SampleDatabase *db, CalendarLayout layout)
@@ -81,19 +73,11 @@ private:
     /// `more` are columns and values beside those that every event has.
     bool insertEvent(SampleDatabase *db, const QString &title, const QVariantMap &more = {})
     {
-        QVariantMap row = {
-            {QStringLiteral("summary"), title},
-            {QStringLiteral("location_id"), 0},
-            {QStringLiteral("start_date"), 400000000},
-            {QStringLiteral("end_date"), 400003600},
-            {QStringLiteral("all_day"), 0},
-            {QStringLiteral("calendar_id"), 2},
-            {QStringLiteral("hidden"), 0},
-            {QStringLiteral("has_recurrences"), 0},
-            {QStringLiteral("has_attendees"), 0},
-            {QStringLiteral("UUID"), QStringLiteral("0B6C7F0E-1D9C-4B52-8D55-3C6B7A9D1E2F")},
-            {QStringLiteral("entity_type"), 2},
-            {QStringLiteral("priority"), 0}};
+        QVariantMap row = rowFromJson(R"({"location_id": 0, "start_date": 400000000,
+            "end_date": 400003600, "all_day": 0, "calendar_id": 2, "hidden": 0, "priority": 0,
+            "has_recurrences": 0, "has_attendees": 0, "entity_type": 2,
+            "UUID": "0B6C7F0E-1D9C-4B52-8D55-3C6B7A9D1E2F"})");
+        row[QStringLiteral("summary")] = title;
         for (auto field = more.cbegin(); field != more.cend(); ++field) {
             row[field.key()] = field.value();
         }
@@ -110,45 +94,6 @@ private:
     QTemporaryDir m_dir;
 };
 
-void TestCalendar::samplesHoldWhatTheySay_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("deletion");
-    for (const CalendarLayout layout : allCalendarLayouts()) {
-        for (const CalendarDeletion deletion : allCalendarDeletions()) {
-            QTest::addRow("%s, %s", qPrintable(layoutName(layout)),
-                          qPrintable(deletionName(deletion)))
-                << int(layout) << int(deletion);
-        }
-    }
-}
-
-void TestCalendar::samplesHoldWhatTheySay()
-{
-    QFETCH(int, layout);
-    QFETCH(int, deletion);
-    const CalendarPlan plan{CalendarLayout(layout), CalendarDeletion(deletion), 120, 5};
-    CalendarSample sample;
-    QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
-    SampleDatabase db;
-    QVERIFY(db.open(path()));
-    QCOMPARE(db.scalar(QStringLiteral("PRAGMA integrity_check")).toString(), QStringLiteral("ok"));
-    const QString count = QStringLiteral("SELECT count(*) FROM %1").arg(itemTable(plan.layout));
-    int items = 0;
-    for (const SampleCalendarRow &row : qAsConst(sample.live)) {
-        items += row.kind != SampleCalendarRow::Location;
-        if (row.kind == SampleCalendarRow::Event) {
-            QVERIFY(db.scalar(count + QStringLiteral(" WHERE summary=? AND end_date=?"),
-                              {row.event.title, row.event.endDate})
-                        .toInt()
-                    > 0);
-        }
-    }
-    QCOMPARE(db.scalar(count).toInt(), items);
-    QVERIFY(sample.deleted.size() >= plan.items / 6);
-    QCOMPARE(sample.former.isEmpty(), plan.deletion != CalendarDeletion::Edited);
-}
-
 void TestCalendar::everyLayoutAndDeletion()
 {
     QFETCH(int, layout);
@@ -158,30 +103,18 @@ void TestCalendar::everyLayoutAndDeletion()
     QVERIFY(makeSample(plan, deviceOptions(plan.layout), &sample));
     const CalendarResult result = compare(sample);
     for (const CalendarTally &tally : {result.items, result.locations}) {
-        QVERIFY2(tally.invented == 0, qPrintable(report(result)));
-        QVERIFY2(tally.mixed <= 1, qPrintable(report(result)));
+        QVERIFY2(tally.invented == 0, detailsOf(result).constData());
+        QVERIFY2(tally.mixed <= 1, detailsOf(result).constData());
         // A freeblock of 128 to 255 bytes with a successor hides its row where the first type
         // follows it directly.
-        QVERIFY2(tally.missedWhole <= 3, qPrintable(report(result)));
+        QVERIFY2(tally.missedWhole <= 3, detailsOf(result).constData());
         const int fitting = tally.deleted - tally.refused;
         // Pages that became free are soon used again.
         const int part = plan.deletion == CalendarDeletion::Contiguous ? 2 : 7;
-        QVERIFY2(tally.recovered * 10 >= fitting * part, qPrintable(report(result)));
+        QVERIFY2(tally.recovered * 10 >= fitting * part, detailsOf(result).constData());
     }
-    QVERIFY2(result.items.incomplete <= plan.items / 20, qPrintable(report(result)));
-    QVERIFY2(result.items.liveCopies <= plan.items / 4, qPrintable(report(result)));
-}
-
-void TestCalendar::wholeTableComesBack_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("pageSize");
-    for (const CalendarLayout layout : allCalendarLayouts()) {
-        for (const int pageSize : {1024, 4096, 16384}) {
-            QTest::addRow("%s, pages of %d bytes", qPrintable(layoutName(layout)), pageSize)
-                << int(layout) << pageSize;
-        }
-    }
+    QVERIFY2(result.items.incomplete <= plan.items / 20, detailsOf(result).constData());
+    QVERIFY2(result.items.liveCopies <= plan.items / 4, detailsOf(result).constData());
 }
 
 void TestCalendar::wholeTableComesBack()
@@ -195,10 +128,10 @@ void TestCalendar::wholeTableComesBack()
     QVERIFY(makeSample(plan, options, &sample));
     const CalendarResult result = compare(sample);
     const CalendarTally &items = result.items;
-    QVERIFY2(items.missedWhole + items.overwritten <= 1, qPrintable(report(result)));
+    QVERIFY2(items.missedWhole + items.overwritten <= 1, detailsOf(result).constData());
     QVERIFY2(items.recovered >= (items.deleted - items.refused) * 97 / 100,
-             qPrintable(report(result)));
-    QVERIFY2(items.liveCopies + items.mixed + items.invented <= 1, qPrintable(report(result)));
+             detailsOf(result).constData());
+    QVERIFY2(items.liveCopies + items.mixed + items.invented <= 1, detailsOf(result).constData());
 }
 
 void TestCalendar::rowsFromBeforeTheTableWasWidened_data()
@@ -231,8 +164,8 @@ void TestCalendar::rowsFromBeforeTheTableWasWidened()
     }
     QVERIFY(db.close());
     const CalendarResult result = compare(sample);
-    QVERIFY2(result.items.recovered >= before * 97 / 100, qPrintable(report(result)));
-    QVERIFY2(result.items.invented == 0, qPrintable(report(result)));
+    QVERIFY2(result.items.recovered >= before * 97 / 100, detailsOf(result).constData());
+    QVERIFY2(result.items.invented == 0, detailsOf(result).constData());
 }
 
 void TestCalendar::longTypesBehindTheAnchor_data()
@@ -460,46 +393,6 @@ void TestCalendar::missingTables()
     found.sort();
     titles.sort();
     QCOMPARE(found, titles);
-}
-
-void TestCalendar::progressIsSharedBetweenTheTables()
-{
-    for (const bool both : {false, true}) {
-        SampleDatabase db;
-        QVERIFY(makeTables(&db, CalendarLayout::Ios7));
-        QVERIFY(!both || db.exec(QStringLiteral("CREATE TABLE Event (ROWID INTEGER PRIMARY KEY)")));
-        QVERIFY(db.close());
-        ScanProbe probe;
-        SqliteRecovery recovery;
-        recovery.scanRecoveryForType(ScanTypeCalendar, path(), &probe);
-        // A table that cannot be searched gives its whole share; locations have none. Page 1 is
-        // never searched.
-        QVERIFY2(probe.total > 90 && probe.total <= 100, qPrintable(QString::number(probe.total)));
-    }
-}
-
-/// The log holds the list of the deleted reminder.
-void TestCalendar::listsInTheLogCount()
-{
-    SampleDatabase db;
-    QVERIFY(makeTables(&db, CalendarLayout::Ios11));
-    QVERIFY(insertEvent(
-        &db, QStringLiteral("Milk"),
-        {{QStringLiteral("end_date"), QVariant()}, {QStringLiteral("calendar_id"), 4}}));
-    QVERIFY(db.exec(DeleteAll));
-    QVERIFY(db.exec(QStringLiteral("PRAGMA journal_mode=WAL;"
-                                   "INSERT INTO Calendar (title, supported_entity_types) VALUES "
-                                   "('Shopping', 8)")));
-    const QString folder = m_dir.filePath(QStringLiteral("evidence"));
-    QVERIFY(QDir().mkpath(folder));
-    const QString file = folder + QLatin1Char('/') + BackupName;
-    QVERIFY(QFile::copy(path(), file));
-    QVERIFY(QFile::copy(path() + QLatin1String("-wal"), file + QLatin1String("-wal")));
-    QVERIFY(db.close());
-    SqliteRecovery recovery;
-    QCOMPARE(recovery.scanRecovery(folder), 0);
-    QCOMPARE(recovery.getReminderCount(), 1u);
-    QCOMPARE(recovery.getReminder(0)->calendar, QStringLiteral("Shopping"));
 }
 
 QTEST_APPLESS_MAIN(TestCalendar)

@@ -2,10 +2,10 @@
 #include "samples/contacttruth.h"
 #include "samples/contactwriter.h"
 #include "samples/sampledatabase.h"
+#include "tests/support/samplechecks.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
 
-#include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -62,11 +62,6 @@ QStringList valuesOf(const PersonRecord &person, int property)
     return values;
 }
 
-int percent(int part, int whole)
-{
-    return whole == 0 ? 100 : part * 100 / whole;
-}
-
 } // namespace
 
 /// Address books as SQLite itself leaves them, through the public interface.
@@ -74,16 +69,24 @@ class TestContacts : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void samplesHoldWhatTheTruthSays_data();
-    void samplesHoldWhatTheTruthSays();
-    void deletedContactsComeBack_data();
+    void deletedContactsComeBack_data()
+    {
+        addSampleRows(allContactLayouts(), allContactDeletions(), {1024, 4096});
+    }
     void deletedContactsComeBack();
-    void wholeBookComesBack_data();
+    void wholeBookComesBack_data()
+    {
+        addSampleRows(allContactLayouts(), QVector{ContactDeletion::WholeBook},
+                      {1024, 4096, 16384});
+    }
     void wholeBookComesBack();
-    void joinsWhatBelongsTogether();
     void partsOfValuesBeyondOneByte();
     void personsFromBeforeTheTableWasWidened();
-    void hiddenContacts_data();
+    void hiddenContacts_data()
+    {
+        addSampleRows(allContactLayouts(),
+                      QVector{ContactDeletion::Scattered, ContactDeletion::WholeBook});
+    }
     void hiddenContacts();
     void hiddenContactsOfOneKindOfText();
     void rowsInTheLogAreLive();
@@ -104,9 +107,7 @@ bool TestContacts::makeSample(const ContactPlan &plan, int pageSize, ContactSamp
     SampleOptions options;
     options.pageSize = pageSize;
     options.autoVacuum = plan.layout == ContactLayout::Ios4 ? 0 : 2;
-    SampleDatabase db;
-    return db.create(path("sample.db"), options) && makeContactSample(&db, plan, sample)
-           && db.close();
+    return makeSampleFile(path("sample.db"), options, makeContactSample, plan, sample);
 }
 
 /// Small and large books, added up; an empty report when a sample could not be made.
@@ -127,60 +128,6 @@ ContactReport TestContacts::scanSamples(ContactPlan plan, int pageSize)
     return total;
 }
 
-void TestContacts::samplesHoldWhatTheTruthSays_data()
-{
-    QTest::addColumn<int>("layout");
-    for (const ContactLayout layout : allContactLayouts()) {
-        QTest::newRow(qPrintable(layoutName(layout))) << int(layout);
-    }
-}
-
-void TestContacts::samplesHoldWhatTheTruthSays()
-{
-    QFETCH(int, layout);
-    for (const ContactDeletion deletion : allContactDeletions()) {
-        ContactSample sample;
-        ContactPlan plan{ContactLayout(layout), deletion};
-        QVERIFY(makeSample(plan, 4096, &sample));
-        int values = 0;
-        for (const PersonRecord &person : qAsConst(sample.live)) {
-            values += person.values.size();
-        }
-        SampleDatabase db;
-        QVERIFY(db.open(path("sample.db")));
-        const auto count = [&db](const char *sql) {
-            return db.scalar(QString::fromLatin1(sql)).toInt();
-        };
-        QCOMPARE(count("select count(*) from ABPerson"), sample.live.size());
-        QCOMPARE(count("select count(*) from ABMultiValue"), values);
-        QCOMPARE(count("select count(*) from ABMultiValueEntry where parent_id not in "
-                       "(select UID from ABMultiValue)"),
-                 0);
-        QCOMPARE(db.scalar(QStringLiteral("pragma integrity_check")).toString(),
-                 QStringLiteral("ok"));
-        if (layout != int(ContactLayout::Ios4)) {
-            QCOMPARE(count("select count(*) from ABPersonFullTextSearch_content"),
-                     sample.live.size() + sample.hidden.size());
-        }
-    }
-}
-
-void TestContacts::deletedContactsComeBack_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("deletion");
-    QTest::addColumn<int>("pageSize");
-    for (const ContactLayout layout : allContactLayouts()) {
-        for (const ContactDeletion deletion : allContactDeletions()) {
-            for (const int pageSize : {1024, 4096}) {
-                QTest::addRow("%s, %s, pages of %d bytes", qPrintable(layoutName(layout)),
-                              qPrintable(deletionName(deletion)), pageSize)
-                    << int(layout) << int(deletion) << pageSize;
-            }
-        }
-    }
-}
-
 /// The bounds leave room for what SQLite itself loses: it moves rows, and uses space again.
 void TestContacts::deletedContactsComeBack()
 {
@@ -189,8 +136,7 @@ void TestContacts::deletedContactsComeBack()
     QFETCH(int, pageSize);
     const ContactReport report =
         scanSamples({ContactLayout(layout), ContactDeletion(deletion)}, pageSize);
-    const QByteArray details =
-        (report.summary() + QLatin1Char('\n') + report.details.join(QLatin1Char('\n'))).toUtf8();
+    const QByteArray details = detailsOf(report);
     QVERIFY(report.persons.deleted + report.values.deleted > 100);
     const int fittingPersons = report.persons.deleted - report.persons.refused;
     const int fittingValues = report.values.deleted - report.values.refused;
@@ -202,18 +148,6 @@ void TestContacts::deletedContactsComeBack()
     QVERIFY2(report.copies + report.repeated <= 2, details.constData());
 }
 
-void TestContacts::wholeBookComesBack_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("pageSize");
-    for (const ContactLayout layout : allContactLayouts()) {
-        for (const int pageSize : {1024, 4096, 16384}) {
-            QTest::addRow("%s, pages of %d bytes", qPrintable(layoutName(layout)), pageSize)
-                << int(layout) << pageSize;
-        }
-    }
-}
-
 /// Emptied tables leave their pages as they are: all that a header test takes comes back, every
 /// value with its person and every part with its value.
 void TestContacts::wholeBookComesBack()
@@ -222,8 +156,7 @@ void TestContacts::wholeBookComesBack()
     QFETCH(int, pageSize);
     const ContactReport report =
         scanSamples({ContactLayout(layout), ContactDeletion::WholeBook}, pageSize);
-    const QByteArray details =
-        (report.summary() + QLatin1Char('\n') + report.details.join(QLatin1Char('\n'))).toUtf8();
+    const QByteArray details = detailsOf(report);
     QCOMPARE(report.persons.deleted, 450);
     // An overflow page of a long note may have become a page of the freelist's own.
     QVERIFY2(report.persons.missed() <= 2 && report.cut <= 5, details.constData());
@@ -233,53 +166,6 @@ void TestContacts::wholeBookComesBack()
     QCOMPARE(report.wrongRowids, 0);
     QCOMPARE(report.unknownRowids, 0);
     QVERIFY2(report.faults() <= 3, details.constData());
-}
-
-void TestContacts::joinsWhatBelongsTogether()
-{
-    SampleDatabase db;
-    QVERIFY(db.create(path("joins.db")));
-    ContactWriter writer(&db, ContactLayout::Ios15);
-    QVERIFY(writer.createTables());
-    SamplePerson ann = makePerson(QStringLiteral("Ann"), QStringLiteral("Gone"));
-    ann.values = {phone(QStringLiteral("111111")),
-                  makeValue(4, QStringLiteral("own label"), QStringLiteral("ann@example.com"))};
-    SamplePerson bob = makePerson(QStringLiteral("Bob"), QStringLiteral("Stays"));
-    bob.values = {phone(QStringLiteral("222222")), phone(QStringLiteral("222333"))};
-    SamplePerson cid = makePerson(QStringLiteral("Cid"), QStringLiteral("Synced"));
-    cid.externalUuid = QStringLiteral("123456789"); // no header test takes his row
-    cid.values = {phone(QStringLiteral("333333"))};
-    SamplePerson dora = makePerson(QStringLiteral("Dora"), QStringLiteral("Before"));
-    dora.values = {phone(QStringLiteral("444444"))};
-    SamplePerson eve = makePerson(QStringLiteral("Eve"), QStringLiteral("Stays"));
-    for (SamplePerson *person : {&ann, &bob, &cid, &dora, &eve}) {
-        QVERIFY(writer.insert(person));
-    }
-    // A value that names a person who never was belongs to nobody.
-    QVERIFY(
-        db.exec(QStringLiteral("insert into ABMultiValue values (50, 99, 3, 0, 1, '999999', 'g1');"
-                               "insert into ABMultiValue values (51, 5, 3, 0, 1, '555555', 'g2');"
-                               "delete from ABMultiValue where UID=50")));
-    SamplePerson later = dora;
-    later.fields.last = QStringLiteral("Afterwards-Muchlonger");
-    QVERIFY(writer.update(later) && writer.remove(ann, true) && writer.remove(cid, true)
-            && writer.removeValue(bob.fields.rowId, bob.values[1]) && db.close());
-
-    QVector<PersonRecord> found = scanContacts(path("joins.db"));
-    QVERIFY2(found.size() == 4, qPrintable(texts(found).join(QLatin1Char('\n'))));
-    // Deleted persons and former versions come in the order of the file. A former version has no
-    // values, and its number may be unknown; it must not be that of the row beside it.
-    std::sort(found.begin(), found.begin() + 2,
-              [](const PersonRecord &a, const PersonRecord &b) { return a.first < b.first; });
-    QVERIFY(found[1].rowId == 0 || found[1].rowId == 4);
-    found[1].rowId = 4;
-    const QStringList expected{
-        QStringLiteral("1 (655000000) Ann | Gone | 4 own label \"ann@example.com\""
-                       " | 3 _$!<Mobile>!$_ \"111111\""),
-        QStringLiteral("4 (655000000) Dora | Before"),
-        QStringLiteral("2 (0) Bob | Stays | 3 _$!<Mobile>!$_ \"222333\""),
-        QStringLiteral("3 (0) 3 _$!<Mobile>!$_ \"333333\"")};
-    QCOMPARE(texts(found), expected);
 }
 
 /// Of a part's parent one byte is read: for value 577 that is value 2, and its text begins with the
@@ -349,20 +235,6 @@ void TestContacts::personsFromBeforeTheTableWasWidened()
     }
     std::sort(names.begin(), names.end());
     QCOMPARE(names.join(QStringLiteral(", ")), QStringLiteral("1 Ann1, 2 Ann2, 3 Ann3"));
-}
-
-void TestContacts::hiddenContacts_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("deletion");
-    for (const ContactLayout layout : allContactLayouts()) {
-        for (const ContactDeletion deletion :
-             {ContactDeletion::Scattered, ContactDeletion::WholeBook}) {
-            QTest::addRow("%s, %s", qPrintable(layoutName(layout)),
-                          qPrintable(deletionName(deletion)))
-                << int(layout) << int(deletion);
-        }
-    }
 }
 
 /// Every field, numbers and mail addresses as one would use them, and nobody who still exists.

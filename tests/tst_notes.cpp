@@ -1,6 +1,7 @@
 #include "samples/notescan.h"
 #include "samples/notetruth.h"
 #include "samples/sampledatabase.h"
+#include "tests/support/samplechecks.h"
 #include "tests/support/testfiles.h"
 
 #include <QTemporaryDir>
@@ -8,11 +9,6 @@
 #include <QtTest>
 
 namespace {
-
-QString report(const NoteResult &result)
-{
-    return result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'));
-}
 
 QStringList toText(const QVector<NoteRecord> &notes)
 {
@@ -47,7 +43,7 @@ class TestNotes : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void everyLayoutAndDeletion_data();
+    void everyLayoutAndDeletion_data() { addSampleRows(allNoteLayouts(), allNoteDeletions()); }
     void everyLayoutAndDeletion();
     void spilledBodies_data();
     void spilledBodies();
@@ -55,8 +51,6 @@ private Q_SLOTS:
     void brokenChains();
     void pagesOfLiveBodiesAreNotGathered();
     void cellThatPointsToALiveText();
-    void manyBodiesClaimOneChain();
-    void rowsFromBeforeTheTableWasWidened();
     void missingTables_data();
     void missingTables();
     void damagedBodies_data();
@@ -68,9 +62,7 @@ private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
     bool makeSample(const NotePlan &plan, const QString &path, NoteSample *sample)
     {
-        SampleDatabase db;
-        return db.create(path, deviceOptions(plan.layout)) && makeNoteSample(&db, plan, sample)
-               && db.close();
+        return makeSampleFile(path, deviceOptions(plan.layout), makeNoteSample, plan, sample);
     }
     /// A database from which one body was deleted; its cell and its overflow pages stay. Something
     /// else is deleted first, since the first page that is freed gets the list of the others.
@@ -92,19 +84,6 @@ private:
     QTemporaryDir m_dir;
 };
 
-void TestNotes::everyLayoutAndDeletion_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("deletion");
-    for (const NoteLayout layout : allNoteLayouts()) {
-        for (const NoteDeletion deletion : allNoteDeletions()) {
-            QTest::addRow("%s, %s", qPrintable(layoutName(layout)),
-                          qPrintable(deletionName(deletion)))
-                << int(layout) << int(deletion);
-        }
-    }
-}
-
 void TestNotes::everyLayoutAndDeletion()
 {
     QFETCH(int, layout);
@@ -116,22 +95,22 @@ void TestNotes::everyLayoutAndDeletion()
     const NoteResult result = compareNotes(sample, readFile(path("notes.db")), found);
     QVERIFY(result.deleted >= plan.notes / 6);
     QCOMPARE(result.found(), found.size());
-    QVERIFY2(result.invented + result.twice == 0, qPrintable(report(result)));
-    QVERIFY2(result.missedWhole == 0, qPrintable(report(result)));
+    QVERIFY2(result.invented + result.twice == 0, detailsOf(result).constData());
+    QVERIFY2(result.missedWhole == 0, detailsOf(result).constData());
     // Notes and bodies are joined by title alone, and copies of rows that SQLite moved count.
-    QVERIFY2(result.otherText <= plan.notes / 10, qPrintable(report(result)));
-    QVERIFY2(result.liveCopies <= plan.notes / 3, qPrintable(report(result)));
+    QVERIFY2(result.otherText <= plan.notes / 10, detailsOf(result).constData());
+    QVERIFY2(result.liveCopies <= plan.notes / 3, detailsOf(result).constData());
     if (isTaken(plan.layout)) {
-        QVERIFY2(result.recovered * 5 > result.deleted * 2, qPrintable(report(result)));
-        QVERIFY2(result.overwritten * 3 < result.deleted, qPrintable(report(result)));
+        QVERIFY2(result.recovered * 5 > result.deleted * 2, detailsOf(result).constData());
+        QVERIFY2(result.overwritten * 3 < result.deleted, detailsOf(result).constData());
     } else {
         QCOMPARE(found.size(), 0);
     }
     const bool isWholeTable = plan.deletion == NoteDeletion::WholeTable && isTaken(plan.layout);
     const int part = isNoteStore(plan.layout) ? 97 : 90;
     QVERIFY2(!isWholeTable || result.recovered * 100 > result.deleted * part,
-             qPrintable(report(result)));
-    QVERIFY2(!isWholeTable || result.liveCopies == 0, qPrintable(report(result)));
+             detailsOf(result).constData());
+    QVERIFY2(!isWholeTable || result.liveCopies == 0, detailsOf(result).constData());
 }
 
 void TestNotes::spilledBodies_data()
@@ -226,64 +205,6 @@ void TestNotes::cellThatPointsToALiveText()
     file.write(bytes.mid(bytes.indexOf("line0 ") / 4096 * 4096, 4096));
     file.close();
     QCOMPARE(scan(), QStringList());
-}
-
-/// A hostile file makes much of little: each body would be as long as the file.
-void TestNotes::manyBodiesClaimOneChain()
-{
-    constexpr int pageSize = 4096;
-    constexpr int claims = 40;
-    QVERIFY(makeDeletedBody(longText(300000)));
-    QByteArray bytes = readFile(path("notes.db"));
-    const QByteArray page = bytes.mid(bytes.indexOf("line0 ") / pageSize * pageSize, pageSize);
-    for (int i = 10; i < 10 + claims; ++i) {
-        bytes += QByteArray(page).replace("line0 ", "lin" + QByteArray::number(i) + ' ');
-    }
-    QFile file(path("notes.db"));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-    file.close();
-    const QVector<NoteRecord> found = scanNotes(NoteLayout::Ios7, path("notes.db"));
-    QCOMPARE(found.size(), claims + 1);
-    qint64 size = 0;
-    for (const NoteRecord &note : found) {
-        QVERIFY(note.content.startsWith(QLatin1String("lin")));
-        size += note.content.size();
-    }
-    QVERIFY2(size > 300000 && size < 4 * bytes.size(), qPrintable(QString::number(size)));
-}
-
-void TestNotes::rowsFromBeforeTheTableWasWidened()
-{
-    const QStringList columns = noteColumns(NoteLayout::Store17);
-    const QString table = QStringLiteral("CREATE TABLE ZICCLOUDSYNCINGOBJECT (%1)")
-                              .arg(QStringList(columns.mid(0, 189)).join(QLatin1Char(',')));
-    const QString insert = QStringLiteral(
-        "INSERT INTO ZICCLOUDSYNCINGOBJECT (Z_ENT, Z_OPT, ZMARKEDFORDELETION, "
-        "ZNEEDSINITIALFETCHFROMCLOUD, ZCLOUDSTATE, ZNOTEDATA, ZMODIFICATIONDATE1, ZIDENTIFIER, "
-        "ZSNIPPET, ZTITLE1) VALUES (11, 2, 0, 0, 5, 6, 400000000.5, ?, ?, ?)");
-    const auto add = [&](SampleDatabase *db, const char *title, int count) {
-        bool ok = true;
-        for (int i = 0; i < count; ++i) {
-            ok = ok
-                 && db->run(insert, {Guid, QStringLiteral("milk and tea %1").arg(i),
-                                     QLatin1String(title) + QString::number(i)});
-        }
-        return ok;
-    };
-    SampleDatabase db;
-    QVERIFY(db.create(path("notes.db"), deviceOptions(NoteLayout::Store17)) && db.exec(table)
-            && add(&db, "Older", 60));
-    for (const QString &column : columns.mid(189)) {
-        QVERIFY(db.exec(QStringLiteral("ALTER TABLE ZICCLOUDSYNCINGOBJECT ADD COLUMN ") + column));
-    }
-    QVERIFY(add(&db, "Newer", 20)
-            && db.exec(QStringLiteral("DELETE FROM ZICCLOUDSYNCINGOBJECT WHERE Z_PK % 2"))
-            && db.close());
-    const QStringList found = scan(NoteLayout::Store17);
-    QVERIFY2(found.size() >= 5 && found.size() <= 10, qPrintable(found.join(QLatin1Char('\n'))));
-    for (const QString &note : found) {
-        QVERIFY2(note.startsWith(QLatin1String("400000000|Newer")), qPrintable(note));
-    }
 }
 
 void TestNotes::missingTables_data()

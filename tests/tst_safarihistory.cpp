@@ -1,8 +1,8 @@
 #include "recoverers/calendar_notes_safari/historyassembler.h"
 #include "samples/safariscan.h"
 #include "samples/safaritruth.h"
+#include "tests/support/samplechecks.h"
 
-#include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -18,11 +18,6 @@ QStringList texts(const QVector<BookmarkRecord> &entries)
                      + (entry.parent == 0 ? QString() : QStringLiteral(" parent!"));
     }
     return lines;
-}
-
-int percent(int part, int whole)
-{
-    return whole == 0 ? 100 : part * 100 / whole;
 }
 
 CarvedHistoryItem item(const char *url, qint64 id, bool isIntact = true, bool isSure = false)
@@ -76,11 +71,15 @@ class TestSafariHistory : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void samplesHoldWhatTheTruthSays_data();
-    void samplesHoldWhatTheTruthSays();
-    void deletedPagesComeBack_data();
+    void deletedPagesComeBack_data()
+    {
+        addSampleRows(allHistoryLayouts(), allHistoryDeletions(), {1024, 4096, 16384});
+    }
     void deletedPagesComeBack();
-    void wholeHistoryComesBack_data();
+    void wholeHistoryComesBack_data()
+    {
+        addSampleRows(allHistoryLayouts(), QVector{HistoryDeletion::Everything});
+    }
     void wholeHistoryComesBack();
     void rowsUnderTheStandardLayout();
     void rowsUnderBothLayoutsCountOnce();
@@ -93,7 +92,6 @@ private Q_SLOTS:
     void formerRowsOfPagesThatAreLeftAreDelivered();
     void incompleteDatabases_data();
     void incompleteDatabases();
-    void bothPlacesOfABackup();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
@@ -102,9 +100,7 @@ private:
     {
         SampleOptions options = deviceOptions(plan.layout);
         options.pageSize = pageSize;
-        SampleDatabase db;
-        return db.create(path("sample.db"), options) && makeHistorySample(&db, plan, sample)
-               && db.close();
+        return makeSampleFile(path("sample.db"), options, makeHistorySample, plan, sample);
     }
     /// Several samples, added up; an empty report when one could not be made.
     SafariReport scanSamples(HistoryPlan plan, int pageSize)
@@ -124,51 +120,6 @@ private:
     QTemporaryDir m_dir;
 };
 
-void TestSafariHistory::samplesHoldWhatTheTruthSays_data()
-{
-    QTest::addColumn<int>("layout");
-    for (const HistoryLayout layout : allHistoryLayouts()) {
-        QTest::newRow(qPrintable(layoutName(layout))) << int(layout);
-    }
-}
-
-void TestSafariHistory::samplesHoldWhatTheTruthSays()
-{
-    QFETCH(int, layout);
-    for (const HistoryDeletion deletion : allHistoryDeletions()) {
-        HistorySample sample;
-        QVERIFY(makeSample({HistoryLayout(layout), deletion}, 4096, &sample));
-        SampleDatabase db;
-        QVERIFY(db.open(path("sample.db")));
-        const auto scalar = [&db](const char *sql) { return db.scalar(QString::fromLatin1(sql)); };
-        QCOMPARE(scalar("select count(*) from history_items").toInt(), sample.live.size());
-        QCOMPARE(scalar("select count(*) from history_visits where history_item not in (select id "
-                        "from history_items)")
-                     .toInt(),
-                 0);
-        QCOMPARE(scalar("select count(url) from history_tombstones").toInt(),
-                 sample.removed.size());
-        QCOMPARE(scalar("pragma integrity_check").toString(), QStringLiteral("ok"));
-        QVERIFY(sample.deleted.size() > 50);
-    }
-}
-
-void TestSafariHistory::deletedPagesComeBack_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("deletion");
-    QTest::addColumn<int>("pageSize");
-    for (const HistoryLayout layout : allHistoryLayouts()) {
-        for (const HistoryDeletion deletion : allHistoryDeletions()) {
-            for (const int pageSize : {1024, 4096, 16384}) {
-                QTest::addRow("%s, %s, pages of %d bytes", qPrintable(layoutName(layout)),
-                              qPrintable(deletionName(deletion)), pageSize)
-                    << int(layout) << int(deletion) << pageSize;
-            }
-        }
-    }
-}
-
 /// The bounds leave room for what SQLite itself loses: it moves rows, and uses space again. A
 /// concluded identifier may be wrong, and a freeblock on an index page look like a row.
 void TestSafariHistory::deletedPagesComeBack()
@@ -178,17 +129,11 @@ void TestSafariHistory::deletedPagesComeBack()
     QFETCH(int, pageSize);
     const SafariReport report =
         scanSamples({HistoryLayout(layout), HistoryDeletion(deletion)}, pageSize);
-    const QByteArray details =
-        (report.summary() + QLatin1Char('\n') + report.details.join(QLatin1Char('\n'))).toUtf8();
+    const QByteArray details = detailsOf(report);
     QVERIFY(report.deleted >= 150);
     QVERIFY2(percent(report.recovered, report.deleted) >= 55, details.constData());
     QVERIFY2(percent(report.wrongTitles, report.recovered) <= 5, details.constData());
     QVERIFY2(report.invented <= 1 && report.repeated == 0, details.constData());
-}
-
-void TestSafariHistory::wholeHistoryComesBack_data()
-{
-    samplesHoldWhatTheTruthSays_data();
 }
 
 /// Emptied tables leave their pages as they are: every page comes back, with its title.
@@ -396,30 +341,6 @@ void TestSafariHistory::incompleteDatabases()
                          "history_item=2")
             && file.exec(change.toUtf8().constData()) && file.close());
     QTEST(texts(scanHistory(path("incomplete.db"))), "found");
-}
-
-void TestSafariHistory::bothPlacesOfABackup()
-{
-    const QString backup = path("backup");
-    QVERIFY(QDir().mkpath(backup));
-    // In the application's folder first, then in the home folder: the same page counts twice.
-    const QStringList names{QStringLiteral("e74113c185fd8297e140cfcf9c99436c5cc06b57"),
-                            QStringLiteral("1a0e7afc19d307da602ccdcece51af33afe92c53")};
-    for (int i = 0; i < names.size(); ++i) {
-        HistoryFile file;
-        QVERIFY(file.create(backup + QLatin1Char('/') + names.at(i))
-                && file.visit(1, "http://a.example.com/", "A")
-                && file.visit(2, "http://b.example.com/", i == 0 ? "First" : "Second")
-                && file.visit(3, "http://c.test/", "C")
-                && file.exec("delete from history_items where id=2; delete from history_visits "
-                             "where history_item=2")
-                && file.close());
-    }
-    SqliteRecovery recovery;
-    QCOMPARE(recovery.scanRecovery(backup), 0);
-    QCOMPARE(texts(historyOf(&recovery)),
-             (QStringList{QStringLiteral("http://b.example.com/ First"),
-                          QStringLiteral("http://b.example.com/ Second")}));
 }
 
 QTEST_APPLESS_MAIN(TestSafariHistory)

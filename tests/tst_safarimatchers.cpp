@@ -1,5 +1,3 @@
-#include "api/bookmarkrecord.h"
-#include "api/sqliterecovery.h"
 #include "recoverers/calendar_notes_safari/bookmarkhistorymatchers.h"
 #include "recoverers/calendar_notes_safari/bookmarkmatchers.h"
 #include "samples/safarilayout.h"
@@ -9,13 +7,13 @@
 
 namespace {
 
+using Bookmarks = BookmarkDbFile::BookmarMatcher;
 using Items = BookmarkHistoryDbFile::BookmarHistoryMatcher;
 using Visits = BookmarkHistoryDbFile::BookmarHistoryVisitMatcher;
 
 const QString BookmarkTable = QStringLiteral("bookmarks");
 const QString ItemTable = QStringLiteral("history_items");
 const QString VisitTable = QStringLiteral("history_visits");
-const QString Uuid = QStringLiteral("6F1D1A52-0B7C-4D2B-9E59-0C6E3F1B7A11");
 
 QByteArray bytes(int count)
 {
@@ -40,48 +38,30 @@ private Q_SLOTS:
     void visits();
     void rowsOfAnOlderHistory();
     void wholeCellOfAnotherLayoutWithoutMarks();
-    void recordWithoutAHolder();
     void cellsOfAddressIndexes_data();
     void cellsOfAddressIndexes();
-    void columnsThatCannotBeBound_data();
-    void columnsThatCannotBeBound();
+    void neededColumns();
 
 private:
     QVariantMap bookmarkRow() const
     {
-        return {{QStringLiteral("special_id"), 0},   {QStringLiteral("parent"), 1},
-                {QStringLiteral("type"), 0},         {QStringLiteral("title"), letters(9)},
-                {QStringLiteral("url"), url()},      {QStringLiteral("num_children"), 0},
-                {QStringLiteral("editable"), 1},     {QStringLiteral("deletable"), 1},
-                {QStringLiteral("order_index"), 17}, {QStringLiteral("external_uuid"), Uuid}};
+        return rowFromJson(R"({"special_id": 0, "parent": 1, "type": 0, "title": "Shopping",
+            "url": "http://www.example.com/", "num_children": 0, "editable": 1, "deletable": 1,
+            "order_index": 17, "external_uuid": "6F1D1A52-0B7C-4D2B-9E59-0C6E3F1B7A11"})");
     }
     QVariantMap itemRow() const
     {
-        return {{QStringLiteral("url"), url()},
-                {QStringLiteral("domain_expansion"), QStringLiteral("example")},
-                {QStringLiteral("visit_count"), 1},
-                {QStringLiteral("daily_visit_counts"), bytes(4)},
-                {QStringLiteral("should_recompute_derived_visit_counts"), 0},
-                {QStringLiteral("visit_count_score"), 100}};
+        QVariantMap row = rowFromJson(R"({"url": "http://www.example.com/", "visit_count": 1,
+            "domain_expansion": "example", "should_recompute_derived_visit_counts": 0,
+            "visit_count_score": 100})");
+        row[QStringLiteral("daily_visit_counts")] = bytes(4);
+        return row;
     }
     QVariantMap visitRow() const
     {
-        return {{QStringLiteral("history_item"), 12},   {QStringLiteral("visit_time"), 480000000.5},
-                {QStringLiteral("title"), letters(20)}, {QStringLiteral("load_successful"), 1},
-                {QStringLiteral("http_non_get"), 0},    {QStringLiteral("synthesized"), 0},
-                {QStringLiteral("origin"), 0},          {QStringLiteral("generation"), 9},
-                {QStringLiteral("attributes"), 0},      {QStringLiteral("score"), 100}};
-    }
-    static QString url() { return QStringLiteral("http://www.example.com/"); }
-    void addColumns()
-    {
-        QTest::addColumn<QString>("column");
-        QTest::addColumn<QVariant>("value");
-        QTest::addColumn<bool>("isTaken");
-    }
-    void addRow(const char *name, const char *column, const QVariant &value, bool isTaken)
-    {
-        QTest::newRow(name) << QString::fromLatin1(column) << value << isTaken;
+        return rowFromJson(R"({"history_item": 12, "visit_time": 480000000.5,
+            "title": "A page with a title", "load_successful": 1, "http_non_get": 0,
+            "synthesized": 0, "origin": 0, "generation": 9, "attributes": 0, "score": 100})");
     }
     void addFlagRows(const char *column)
     {
@@ -95,15 +75,9 @@ private:
         row("missing", QVariant(), false);
         row("as a text", letters(1), false);
     }
-    template<typename Matcher>
-    void compare(MatcherHarness<BookmarkHistoryDbFile> *harness, QVariantMap row)
+    bool openBookmarks(BookmarkLayout layout = BookmarkLayout::Ios7)
     {
-        QFETCH(QString, column);
-        QFETCH(QVariant, value);
-        QFETCH(bool, isTaken);
-        QVERIFY(harness->columns().contains(column));
-        row[column] = value;
-        QCOMPARE(harness->matches<Matcher>(harness->cell(row)), int(isTaken));
+        return m_bookmarks.open(BookmarkTable, safariTables(layout).first());
     }
     bool openItems() { return m_history.open(ItemTable, safariTables(HistoryLayout::Ios10).at(0)); }
     bool openVisits()
@@ -117,31 +91,25 @@ private:
 
 void TestSafariMatchers::bookmarks_data()
 {
-    addColumns();
-    addRow("as on a device", "title", letters(12), true);
-    addRow("no title", "title", QVariant(), true);
-    addRow("folder", "url", QVariant(), true);
+    addValueColumns();
+    addValueRow("as on a device", "title", letters(12), true);
+    addValueRow("no title", "title", QVariant(), true);
+    addValueRow("folder", "url", QVariant(), true);
     addFlagRows("editable");
     addFlagRows("deletable");
-    addRow("children", "num_children", 300, true);
-    addRow("no number of children", "num_children", QVariant(), false);
-    addRow("children as a real", "num_children", 1.5, false);
-    addRow("identifier of another length", "external_uuid", letters(35), false);
-    addRow("no identifier", "external_uuid", QVariant(), false);
-    addRow("identifier of another form", "external_uuid", letters(36), true);
+    addValueRow("children", "num_children", 300, true);
+    addValueRow("no number of children", "num_children", QVariant(), false);
+    addValueRow("children as a real", "num_children", 1.5, false);
+    addValueRow("identifier of another length", "external_uuid", letters(35), false);
+    addValueRow("no identifier", "external_uuid", QVariant(), false);
+    addValueRow("identifier of another form", "external_uuid", letters(36), true);
 }
 
 void TestSafariMatchers::bookmarks()
 {
-    QFETCH(QString, column);
-    QFETCH(QVariant, value);
-    QFETCH(bool, isTaken);
     for (const BookmarkLayout layout : {BookmarkLayout::Ios3, BookmarkLayout::Ios7}) {
-        QVERIFY(m_bookmarks.open(BookmarkTable, safariTables(layout).first()));
-        QVariantMap row = bookmarkRow();
-        row[column] = value;
-        QCOMPARE(m_bookmarks.matches<BookmarkDbFile::BookmarMatcher>(m_bookmarks.cell(row)),
-                 int(isTaken));
+        QVERIFY(openBookmarks(layout));
+        m_bookmarks.compare<Bookmarks>(bookmarkRow());
     }
 }
 
@@ -161,54 +129,54 @@ void TestSafariMatchers::bookmarksOfOlderLayouts()
 {
     QFETCH(int, missing);
     QFETCH(QString, title);
-    QVERIFY(m_bookmarks.open(BookmarkTable, safariTables(BookmarkLayout::Safari27).first()));
+    QVERIFY(openBookmarks(BookmarkLayout::Safari27));
     QVariantMap row = bookmarkRow();
     row[QStringLiteral("title")] = title;
     const QByteArray cell = m_bookmarks.cell(row, missing);
-    QCOMPARE(m_bookmarks.matches<BookmarkDbFile::BookmarMatcher>(cell), 1);
+    QCOMPARE(m_bookmarks.matches<Bookmarks>(cell), 1);
 }
 
 void TestSafariMatchers::items_data()
 {
-    addColumns();
-    addRow("as on a device", "visit_count_score", 100, true);
+    addValueColumns();
+    addValueRow("as on a device", "visit_count_score", 100, true);
     for (int counters = 1; counters <= 15; ++counters) {
         QTest::addRow("%d days", counters) << QStringLiteral("daily_visit_counts")
                                            << QVariant(bytes(4 * counters)) << (counters <= 14);
     }
-    addRow("half a counter", "daily_visit_counts", bytes(2), false);
-    addRow("counters as a text", "daily_visit_counts", letters(4), false);
-    addRow("many visits", "visit_count", 70000, true);
-    addRow("no number of visits", "visit_count", QVariant(), false);
-    addRow("visits as a real", "visit_count", 1.5, false);
-    addRow("no address", "url", QVariant(), false);
-    addRow("address as bytes", "url", bytes(20), false);
-    addRow("address without a main word", "domain_expansion", QVariant(), true);
-    addRow("weeks", "weekly_visit_counts", bytes(8), true);
-    addRow("weeks as a text", "weekly_visit_counts", letters(8), false);
-    addRow("triggers as a text", "autocomplete_triggers", letters(8), false);
+    addValueRow("half a counter", "daily_visit_counts", bytes(2), false);
+    addValueRow("counters as a text", "daily_visit_counts", letters(4), false);
+    addValueRow("many visits", "visit_count", 70000, true);
+    addValueRow("no number of visits", "visit_count", QVariant(), false);
+    addValueRow("visits as a real", "visit_count", 1.5, false);
+    addValueRow("no address", "url", QVariant(), false);
+    addValueRow("address as bytes", "url", bytes(20), false);
+    addValueRow("address without a main word", "domain_expansion", QVariant(), true);
+    addValueRow("weeks", "weekly_visit_counts", bytes(8), true);
+    addValueRow("weeks as a text", "weekly_visit_counts", letters(8), false);
+    addValueRow("triggers as a text", "autocomplete_triggers", letters(8), false);
 }
 
 void TestSafariMatchers::items()
 {
     QVERIFY(openItems());
-    compare<Items>(&m_history, itemRow());
+    m_history.compare<Items>(itemRow());
 }
 
 void TestSafariMatchers::visits_data()
 {
-    addColumns();
-    addRow("as on a device", "score", 100, true);
-    addRow("whole second", "visit_time", 480000000, true);
-    addRow("time of another width", "visit_time", 300, false);
-    addRow("a time at which nobody visited", "visit_time", 12.5, true);
-    addRow("first item", "history_item", 1, true);
-    addRow("late item", "history_item", 70000, true);
-    addRow("no item", "history_item", QVariant(), false);
-    addRow("item as a text", "history_item", letters(2), false);
-    addRow("empty title", "title", QStringLiteral(""), true);
-    addRow("no title", "title", QVariant(), false);
-    addRow("title as a number", "title", 5, false);
+    addValueColumns();
+    addValueRow("as on a device", "score", 100, true);
+    addValueRow("whole second", "visit_time", 480000000, true);
+    addValueRow("time of another width", "visit_time", 300, false);
+    addValueRow("a time at which nobody visited", "visit_time", 12.5, true);
+    addValueRow("first item", "history_item", 1, true);
+    addValueRow("late item", "history_item", 70000, true);
+    addValueRow("no item", "history_item", QVariant(), false);
+    addValueRow("item as a text", "history_item", letters(2), false);
+    addValueRow("empty title", "title", QStringLiteral(""), true);
+    addValueRow("no title", "title", QVariant(), false);
+    addValueRow("title as a number", "title", 5, false);
     addFlagRows("load_successful");
     addFlagRows("http_non_get");
     addFlagRows("synthesized");
@@ -217,7 +185,7 @@ void TestSafariMatchers::visits_data()
 void TestSafariMatchers::visits()
 {
     QVERIFY(openVisits());
-    compare<Visits>(&m_history, visitRow());
+    m_history.compare<Visits>(visitRow());
 }
 
 void TestSafariMatchers::rowsOfAnOlderHistory()
@@ -241,29 +209,12 @@ void TestSafariMatchers::wholeCellOfAnotherLayoutWithoutMarks()
     row[QStringLiteral("visit_time")] = 12.5;
     QCOMPARE(m_history.matches<Visits>(m_history.cell(row)), 1);
     QCOMPARE(m_history.matches<Visits>(m_history.cell(row, 1)), 0);
-    QVERIFY(m_bookmarks.open(BookmarkTable, safariTables(BookmarkLayout::Ios7).first()));
+    QVERIFY(openBookmarks());
     row = bookmarkRow();
     row[QStringLiteral("url")] = QStringLiteral("feed:1");
     row[QStringLiteral("external_uuid")] = letters(36);
-    using Bookmarks = BookmarkDbFile::BookmarMatcher;
     QCOMPARE(m_bookmarks.matches<Bookmarks>(m_bookmarks.cell(row)), 1);
     QCOMPARE(m_bookmarks.matches<Bookmarks>(m_bookmarks.cell(row, 1)), 0);
-}
-
-void TestSafariMatchers::recordWithoutAHolder()
-{
-    SqliteRecovery recovery;
-    BookmarkDbFile file;
-    file.addRecord({QStringLiteral("News"), url(), 1});
-    QVERIFY(m_bookmarks.open(BookmarkTable, safariTables(BookmarkLayout::Ios7).first()));
-    QCOMPARE(m_bookmarks.file().scanDeletedRecords(&recovery), 0);
-    for (int i = 0; i < 2; ++i) {
-        m_bookmarks.file().addRecord({QStringLiteral("News"), url(), 1});
-    }
-    QCOMPARE(recovery.getBookmarkCount(), 1u);
-    QCOMPARE(m_bookmarks.file().scanDeletedRecords(&recovery), 0); // remembers nothing of the last
-    m_bookmarks.file().addRecord({QStringLiteral("News"), url(), 1});
-    QCOMPARE(recovery.getBookmarkCount(), 2u);
 }
 
 void TestSafariMatchers::cellsOfAddressIndexes_data()
@@ -283,43 +234,18 @@ void TestSafariMatchers::cellsOfAddressIndexes()
     QCOMPARE(m_history.matches<Items>("http://example.com/2016/" + cell + next), 0);
 }
 
-void TestSafariMatchers::columnsThatCannotBeBound_data()
+void TestSafariMatchers::neededColumns()
 {
-    QTest::addColumn<QString>("table");
-    QTest::addColumn<QString>("column");
-    const auto row = [](const QString &table, const char *column) {
-        QTest::addRow("%s", column) << table << QString::fromLatin1(column);
-    };
-    for (const char *column : {"external_uuid", "num_children", "editable", "deletable"}) {
-        row(BookmarkTable, column);
-    }
-    for (const char *column : {"daily_visit_counts", "visit_count", "url"}) {
-        row(ItemTable, column);
-    }
-    for (const char *column : {"history_item", "visit_time", "title", "load_successful",
-                               "http_non_get", "synthesized"}) {
-        row(VisitTable, column);
-    }
-}
-
-void TestSafariMatchers::columnsThatCannotBeBound()
-{
-    QFETCH(QString, table);
-    QFETCH(QString, column);
-    const QStringList history = safariTables(HistoryLayout::Ios10);
-    QString statement = table == BookmarkTable ? safariTables(BookmarkLayout::Ios7).first()
-                        : table == ItemTable   ? history.at(0)
-                                               : history.at(1);
-    statement.replace(QLatin1Char(' ') + column + QLatin1Char(' '), QStringLiteral(" renamed "));
-    if (table == BookmarkTable) {
-        QVERIFY(m_bookmarks.open(table, statement));
-        QCOMPARE(m_bookmarks.matches<BookmarkDbFile::BookmarMatcher>(QByteArray()), -1);
-        return;
-    }
-    QVERIFY(m_history.open(table, statement));
-    QCOMPARE(table == ItemTable ? m_history.matches<Items>(QByteArray())
-                                : m_history.matches<Visits>(QByteArray()),
-             -1);
+    QVERIFY(openBookmarks());
+    QCOMPARE(m_bookmarks.neededColumns<Bookmarks>(),
+             QStringLiteral("num_children editable deletable external_uuid"));
+    QVERIFY(openItems());
+    QCOMPARE(m_history.neededColumns<Items>(),
+             QStringLiteral("url visit_count daily_visit_counts"));
+    QVERIFY(openVisits());
+    QCOMPARE(
+        m_history.neededColumns<Visits>(),
+        QStringLiteral("history_item visit_time title load_successful http_non_get synthesized"));
 }
 
 QTEST_APPLESS_MAIN(TestSafariMatchers)

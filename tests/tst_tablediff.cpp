@@ -293,7 +293,6 @@ private Q_SLOTS:
     void everyChangeIsFound();
     void aCommitCostsWhatItWrites();
     void progressOfEveryRow();
-    void stoppingAtEveryReport();
     void overflowPagesWrittenInPlace();
     void damagedFiles_data();
     void damagedFiles();
@@ -422,29 +421,6 @@ void TestTableDiff::progressOfEveryRow()
     // One for every commit and for each of its two tables, and one for every row compared.
     QCOMPARE(probe.reports, 3 * (1 + 2) + 4 + 4);
     QVERIFY(qFuzzyCompare(probe.total, (4 + 4) * 100.0 / (3 * 2)));
-}
-
-void TestTableDiff::stoppingAtEveryReport()
-{
-    SampleDatabase db;
-    QVERIFY(makeRows(&db, 4));
-    QVERIFY(db.exec(QStringLiteral("DELETE FROM t WHERE id = 2; DELETE FROM t WHERE id = 3;")));
-    QVERIFY(db.copyWithLog(path("case.db")));
-    const QStringList whole = compare();
-    QCOMPARE(whole.size(), 2);
-    ScanProbe all;
-    compare(&all);
-    for (int stop = 1; stop <= all.reports; ++stop) {
-        SnapshotContext context(path("case.db"), path("case.db-wal"));
-        QVERIFY(context.load());
-        ProbeCollector collector;
-        ScanProbe probe;
-        probe.stopAfter = stop;
-        TableDiff(&context, &collector, &probe).run();
-        QCOMPARE(probe.reports, stop);
-        QCOMPARE(collector.lines, whole.mid(0, collector.lines.size()));
-        QCOMPARE(collector.finished, 1);
-    }
 }
 
 /// A row can change although its leaf page does not.

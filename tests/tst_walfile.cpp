@@ -14,7 +14,6 @@ namespace {
 
 constexpr int PageSize = 512;
 constexpr int HeaderSize = 32;
-constexpr int FrameSize = 24 + PageSize;
 
 /// What a version holds of each page: the letter that fills it, "." for nothing.
 QString lettersOf(QIODevice *database, WalFile *wal, int commitIndex, int pages)
@@ -46,7 +45,6 @@ private Q_SLOTS:
     void theFirstForeignSaltEndsTheLog_data();
     void theFirstForeignSaltEndsTheLog();
     void aLastPageThatIsCutOffStillCounts();
-    void cutAtEveryLength();
     void questionsBeyondTheLog();
     void onlyPlainReadingOpensAVersion_data();
     void onlyPlainReadingOpensAVersion();
@@ -158,22 +156,6 @@ void TestWalFile::aLastPageThatIsCutOffStillCounts()
     SqliteSnapshotReader reader(&database, &wal, 1);
     QVERIFY(reader.open(QIODevice::ReadOnly) && reader.seek(PageSize));
     QCOMPARE(reader.read(PageSize), QByteArray("bbbbbbb"));
-}
-
-void TestWalFile::cutAtEveryLength()
-{
-    WalBuilder log(PageSize);
-    log.frame(1, 'a').frame(2, 'b', 2).frame(2, 'c', 2);
-    for (int length = 0; length <= log.bytes().size(); ++length) {
-        QVERIFY(log.save(path(), length));
-        WalFile wal(path());
-        QCOMPARE(wal.load(), length >= HeaderSize);
-        const int headers = length < HeaderSize ? 0 : (length - HeaderSize + PageSize) / FrameSize;
-        QCOMPARE(wal.transactionCount(), std::max(headers - 1, 0));
-        const int pages = length < HeaderSize ? 0 : (length - HeaderSize) / FrameSize;
-        QCOMPARE(wal.isWhole(0), pages >= 2);
-        QCOMPARE(wal.isWhole(1), pages >= 3);
-    }
 }
 
 void TestWalFile::questionsBeyondTheLog()

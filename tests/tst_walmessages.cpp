@@ -3,6 +3,7 @@
 #include "samples/messagetruth.h"
 #include "samples/sampledatabase.h"
 #include "tests/support/logversions.h"
+#include "tests/support/samplechecks.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -95,9 +96,8 @@ class TestWalMessages : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void everyLayout_data();
+    void everyLayout_data() { addSampleRows(allMessageLayouts(), allMessageDeletions()); }
     void everyLayout();
-    void otherFiles_data();
     void otherFiles();
     void whatCountsAsDeleted();
     void namesComeFromAnyVersion();
@@ -148,19 +148,6 @@ private:
     QTemporaryDir m_dir;
 };
 
-void TestWalMessages::everyLayout_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("deletion");
-    for (const MessageLayout layout : allMessageLayouts()) {
-        for (const MessageDeletion deletion : allMessageDeletions()) {
-            QTest::addRow("%s, %s", qPrintable(layoutName(layout)),
-                          qPrintable(deletionName(deletion)))
-                << int(layout) << int(deletion);
-        }
-    }
-}
-
 void TestWalMessages::compareWithVersions(const MessagePlan &plan, const SampleOptions &options)
 {
     SampleDatabase db;
@@ -172,16 +159,15 @@ void TestWalMessages::compareWithVersions(const MessagePlan &plan, const SampleO
     QVERIFY(!expected.isEmpty() || sample.deleted.isEmpty());
     QCOMPARE(contentsOf(found, hasGroups(plan.layout)), expected);
     const MessageResult result = compareMessages(sample, QByteArray(), found);
-    const QString details =
-        result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'));
-    QVERIFY2(result.recovered + result.refused == result.deleted, qPrintable(details));
+    const QByteArray details = detailsOf(result);
+    QVERIFY2(result.recovered + result.refused == result.deleted, details.constData());
     // Of the rooms of iOS 5 those are known who wrote there.
     const int wrongGroups = hasGroups(plan.layout) ? 0 : result.wrongGroups;
     QVERIFY2(result.damaged + result.liveCopies + result.liveDamaged + result.twice
                      + result.invented + result.incomplete + result.wrongFields
                      + result.wrongConversation + result.splits + wrongGroups
                  == 0,
-             qPrintable(details));
+             details.constData());
 }
 
 /// The messages of each version that are not in the last, and their conversations.
@@ -193,30 +179,18 @@ void TestWalMessages::everyLayout()
     compareWithVersions(plan, deviceOptions(plan.layout));
 }
 
-void TestWalMessages::otherFiles_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("pageSize");
-    QTest::addColumn<QByteArray>("encoding");
-    for (const MessageLayout layout : {MessageLayout::Ios5, MessageLayout::Ios12}) {
-        const QString name = layoutName(layout);
-        QTest::addRow("%s, UTF-16le", qPrintable(name))
-            << int(layout) << 4096 << QByteArray("UTF-16le");
-        QTest::addRow("%s, UTF-16be, small pages", qPrintable(name))
-            << int(layout) << 1024 << QByteArray("UTF-16be");
-    }
-}
-
 void TestWalMessages::otherFiles()
 {
-    QFETCH(int, layout);
-    QFETCH(int, pageSize);
-    QFETCH(QByteArray, encoding);
     SampleOptions options;
-    options.pageSize = pageSize;
-    options.encoding = encoding;
-    compareWithVersions({MessageLayout(layout), MessageDeletion::WholeConversations, 60, 5},
-                        options);
+    for (const MessageLayout layout : {MessageLayout::Ios5, MessageLayout::Ios12}) {
+        const MessagePlan plan{layout, MessageDeletion::WholeConversations, 60, 5};
+        options.pageSize = 4096;
+        options.encoding = QByteArray("UTF-16le");
+        compareWithVersions(plan, options);
+        options.pageSize = 1024;
+        options.encoding = QByteArray("UTF-16be");
+        compareWithVersions(plan, options);
+    }
 }
 
 void TestWalMessages::whatCountsAsDeleted()

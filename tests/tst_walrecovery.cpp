@@ -3,6 +3,7 @@
 #include "samples/safarisamples.h"
 #include "samples/sampledatabase.h"
 #include "tests/support/logversions.h"
+#include "tests/support/samplechecks.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/walbuilder.h"
 
@@ -143,19 +144,20 @@ private Q_SLOTS:
     void bookmarksOfEveryLayout_data();
     void bookmarksOfEveryLayout();
     void whatCountsAsDeleted();
-    void calendarsOfEveryLayout_data();
+    void calendarsOfEveryLayout_data()
+    {
+        addSampleRows(allCalendarLayouts(), allCalendarDeletions());
+    }
     void calendarsOfEveryLayout();
     void namesComeFromAnyVersion();
     void placesAlone();
     void itemsThatSayNothing();
     void rowsOlderThanColumns();
-    void cutAtEveryLength();
     void restartedLog();
+    void uncommittedTail();
+    void cutAtEveryLength();
     void partlyCopiedLog_data();
     void partlyCopiedLog();
-    void uncommittedTail();
-    void bothMagics();
-    void otherPageSize();
     void logOfAnotherDatabase_data();
     void logOfAnotherDatabase();
     void unknownKinds_data();
@@ -210,16 +212,7 @@ private:
 
 void TestWalRecovery::bookmarksOfEveryLayout_data()
 {
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("deletion");
-    QTest::addColumn<int>("pageSize");
-    for (const BookmarkLayout layout : allBookmarkLayouts()) {
-        for (const BookmarkDeletion deletion : allBookmarkDeletions()) {
-            QTest::addRow("%s, %s", qPrintable(layoutName(layout)),
-                          qPrintable(deletionName(deletion)))
-                << int(layout) << int(deletion) << 4096;
-        }
-    }
+    addSampleRows(allBookmarkLayouts(), allBookmarkDeletions());
     for (const int pageSize : {512, 1024, 8192, 65536}) {
         QTest::addRow("pages of %d", pageSize)
             << int(BookmarkLayout::Ios7) << int(BookmarkDeletion::Edited) << pageSize;
@@ -267,19 +260,6 @@ void TestWalRecovery::whatCountsAsDeleted()
     QCOMPARE(found.at(2).at(2), QStringLiteral("8"));
     QCOMPARE(found.at(3).at(2), QStringLiteral("9"));
     QVERIFY(found.at(4).at(1).startsWith(QLatin1String("http://")));
-}
-
-void TestWalRecovery::calendarsOfEveryLayout_data()
-{
-    QTest::addColumn<int>("layout");
-    QTest::addColumn<int>("deletion");
-    for (const CalendarLayout layout : allCalendarLayouts()) {
-        for (const CalendarDeletion deletion : allCalendarDeletions()) {
-            QTest::addRow("%s, %s", qPrintable(layoutName(layout)),
-                          qPrintable(deletionName(deletion)))
-                << int(layout) << int(deletion);
-        }
-    }
 }
 
 /// Every item comes back as it was in each version, with its place, and no item comes that is
@@ -426,6 +406,35 @@ void TestWalRecovery::rowsOlderThanColumns()
                        {QStringLiteral("b"), QStringLiteral("x://b"), QStringLiteral("0")}}));
 }
 
+/// Frames from before the log was begun anew lie behind its own, and are not of this log.
+void TestWalRecovery::restartedLog()
+{
+    SampleDatabase db;
+    QVERIFY(makeBookmarks(&db) && live(&db, "abcdefgh", "abc"));
+    QVERIFY(db.exec(QStringLiteral("PRAGMA wal_checkpoint(FULL);")));
+    QVERIFY(live(&db, "", "d") && db.copyWithLog(path("case.db")));
+    WalFile log(path("case.db-wal"));
+    QVERIFY(log.load() && log.transactionCount() == 1);
+    QVERIFY(QFileInfo(path("case.db-wal")).size() > 10 * 4096);
+    QCOMPARE(titles("case.db"), QStringLiteral("d"));
+}
+
+void TestWalRecovery::uncommittedTail()
+{
+    SampleDatabase db;
+    QVERIFY(makeBookmarks(&db) && live(&db, "abc", "a"));
+    // So few pages in memory that the open transaction goes to the log.
+    QVERIFY(db.exec(QStringLiteral("PRAGMA cache_size=1; BEGIN; DELETE FROM bookmarks;")));
+    for (int i = 0; i < 2000; ++i) {
+        QVERIFY(insert(&db, QStringLiteral("never %1").arg(i)));
+    }
+    QVERIFY(db.copyWithLog(path("case.db")));
+    QVERIFY(db.exec(QStringLiteral("ROLLBACK;")));
+    WalFile log(path("case.db-wal"));
+    QVERIFY(log.load() && log.frames().last().commitSize == 0);
+    QCOMPARE(titles("case.db"), QStringLiteral("a"));
+}
+
 /// What is cut off in the middle of a transaction, or of its last page, gives nothing.
 void TestWalRecovery::cutAtEveryLength()
 {
@@ -451,19 +460,6 @@ void TestWalRecovery::cutAtEveryLength()
                                                    .arg(titlesOf(found).join(QString()))
                                                    .arg(titlesOf(expected).join(QString()))));
     }
-}
-
-/// Frames from before the log was begun anew lie behind its own, and are not of this log.
-void TestWalRecovery::restartedLog()
-{
-    SampleDatabase db;
-    QVERIFY(makeBookmarks(&db) && live(&db, "abcdefgh", "abc"));
-    QVERIFY(db.exec(QStringLiteral("PRAGMA wal_checkpoint(FULL);")));
-    QVERIFY(live(&db, "", "d") && db.copyWithLog(path("case.db")));
-    WalFile log(path("case.db-wal"));
-    QVERIFY(log.load() && log.transactionCount() == 1);
-    QVERIFY(QFileInfo(path("case.db-wal")).size() > 10 * 4096);
-    QCOMPARE(titles("case.db"), QStringLiteral("d"));
 }
 
 void TestWalRecovery::partlyCopiedLog_data()
@@ -521,60 +517,15 @@ void TestWalRecovery::partlyCopiedLog()
     }
 }
 
-void TestWalRecovery::uncommittedTail()
-{
-    SampleDatabase db;
-    QVERIFY(makeBookmarks(&db) && live(&db, "abc", "a"));
-    // So few pages in memory that the open transaction goes to the log.
-    QVERIFY(db.exec(QStringLiteral("PRAGMA cache_size=1; BEGIN; DELETE FROM bookmarks;")));
-    for (int i = 0; i < 2000; ++i) {
-        QVERIFY(insert(&db, QStringLiteral("never %1").arg(i)));
-    }
-    QVERIFY(db.copyWithLog(path("case.db")));
-    QVERIFY(db.exec(QStringLiteral("ROLLBACK;")));
-    WalFile log(path("case.db-wal"));
-    QVERIFY(log.load() && log.frames().last().commitSize == 0);
-    QCOMPARE(titles("case.db"), QStringLiteral("a"));
-}
-
-void TestWalRecovery::bothMagics()
-{
-    SampleDatabase db;
-    QVERIFY(makeBookmarks(&db) && live(&db, "abc", "b") && db.copyWithLog(path("case.db")));
-    QFile log(path("case.db-wal"));
-    for (const char magic : {'\x82', '\x83'}) {
-        QVERIFY(log.open(QIODevice::ReadWrite) && log.seek(3) && log.write(&magic, 1) == 1);
-        log.close();
-        QCOMPARE(titles("case.db"), QStringLiteral("b"));
-    }
-}
-
-/// Such a log belongs to another database.
-void TestWalRecovery::otherPageSize()
-{
-    SampleDatabase db;
-    QVERIFY(makeBookmarks(&db) && live(&db, "abc", "b") && db.copyWithLog(path("case.db")));
-    SampleOptions options;
-    options.pageSize = 1024;
-    SampleDatabase other;
-    QVERIFY(db.close() && makeBookmarks(&other, BookmarkLayout::Ios7, options)
-            && live(&other, "defg", "e") && other.copyWithLog(path("other.db")));
-    for (const char *database : {"case.db", "other.db"}) {
-        const char *const log = qstrcmp(database, "case.db") == 0 ? "other.db-wal" : "case.db-wal";
-        WalRecovery recovery;
-        QCOMPARE(
-            recovery.scanRecoveryForType(ScanTypeBookmarks, path(database), path(log), nullptr), 0);
-        QCOMPARE(recovery.getBookmarkCount(), 0U);
-    }
-}
-
 void TestWalRecovery::logOfAnotherDatabase_data()
 {
     QTest::addColumn<int>("noteLength"); // of the other database
     QTest::addColumn<bool>("hasOtherTables");
-    QTest::newRow("of the same kind") << 700 << false;
-    QTest::newRow("of the same kind with longer rows") << 1500 << false;
-    QTest::newRow("of another kind") << 10 << true;
+    QTest::addColumn<int>("pageSize");
+    QTest::newRow("of the same kind") << 700 << false << 4096;
+    QTest::newRow("of the same kind with longer rows") << 1500 << false << 4096;
+    QTest::newRow("of another kind") << 10 << true << 4096;
+    QTest::newRow("of other pages") << 20 << false << 1024;
 }
 
 /// Most pages of the one do not fit into the tables of the other.
@@ -582,15 +533,16 @@ void TestWalRecovery::logOfAnotherDatabase()
 {
     QFETCH(int, noteLength);
     QFETCH(bool, hasOtherTables);
+    QFETCH(int, pageSize);
     for (const char *name : {"own.db", "other.db"}) {
         const bool isOther = qstrcmp(name, "other.db") == 0;
+        SampleOptions options;
+        options.pageSize = isOther ? pageSize : 4096;
         SampleDatabase db;
-        bool isMade = db.create(path("device.db"));
-        for (const QString &sql : safariTables(isOther && hasOtherTables ? BookmarkLayout::Ios3
-                                                                         : BookmarkLayout::Ios7)) {
-            isMade = isMade && db.exec(sql);
-        }
-        QVERIFY(isMade && db.exec(QStringLiteral("BEGIN")));
+        QVERIFY(makeBookmarks(
+                    &db, isOther && hasOtherTables ? BookmarkLayout::Ios3 : BookmarkLayout::Ios7,
+                    options)
+                && db.exec(QStringLiteral("PRAGMA journal_mode = DELETE; BEGIN")));
         for (int i = 0; i < 800; ++i) {
             QVERIFY(insert(&db, QString(isOther ? noteLength : 20, QLatin1Char('n'))
                                     + QString::number(i)));

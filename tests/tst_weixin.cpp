@@ -1,6 +1,7 @@
 #include "recoverers/messaging/weixinmatcher.h"
 #include "samples/weixinscan.h"
 #include "tests/support/matcherharness.h"
+#include "tests/support/samplechecks.h"
 #include "tests/support/scanprobe.h"
 #include "tests/support/testfiles.h"
 
@@ -94,30 +95,26 @@ private Q_SLOTS:
     void samplesComeBack();
     void headers_data();
     void headers();
-    void columnsThatCannotBeBound_data();
-    void columnsThatCannotBeBound();
+    void neededColumns();
     void timeMayComeFirst();
     void wholeCellsAreBelieved_data();
     void wholeCellsAreBelieved();
     void directionAndConversation();
     void messagesStandInOrder();
     void liveMessagesOfAnyConversationExclude();
-    void freedPagesGoToTheConversationTheyFit();
     void firstTypeBehindAFreeblockHeader();
     void otherTablesAreNoConversations();
     void manyLayoutsTakeLittleTime();
     void namesOfAnyCharacters();
     void secondScanAddsToTheSameChats();
-    void facadesKeepTheirOwnChats();
     void progressIsDividedOnce();
 
 private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
     bool makeSample(const WeixinPlan &plan, WeixinSample *sample)
     {
-        SampleDatabase db;
-        return db.create(path("sample.db"), deviceOptions(plan.layout))
-               && makeWeixinSample(&db, plan, sample) && db.close();
+        return makeSampleFile(path("sample.db"), deviceOptions(plan.layout), makeWeixinSample, plan,
+                              sample);
     }
 
     QTemporaryDir m_dir;
@@ -147,8 +144,7 @@ void TestWeixin::samplesComeBack()
     QVERIFY(makeSample({WeixinLayout(layout), WeixinDeletion(deletion), 1500, 11}, &sample));
     const WeixinResult result =
         compareWeixin(sample, readFile(path("sample.db")), scanWeixin(path("sample.db")));
-    const QByteArray details =
-        (result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'))).toUtf8();
+    const QByteArray details = detailsOf(result);
     QVERIFY2(result.recovered * 100 >= result.deleted * percent, details.constData());
     QVERIFY2(result.liveCopies == 0 && result.twice == 0 && result.missedWhole == 0,
              details.constData());
@@ -162,16 +158,14 @@ void TestWeixin::samplesComeBack()
 
 void TestWeixin::headers_data()
 {
+    addValueColumns();
     QTest::addColumn<bool>("isOld");
-    QTest::addColumn<QString>("column");
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<bool>("isTaken");
     for (const bool isOld : {false, true}) {
         const auto row = [isOld](const char *name, const char *column, const QVariant &value,
                                  bool isTaken) {
             QTest::newRow(
                 qPrintable(QLatin1String(isOld ? "old, " : "new, ") + QLatin1String(name)))
-                << isOld << QString::fromLatin1(column) << value << isTaken;
+                << QString::fromLatin1(column) << value << isTaken << isOld;
         };
         row("as written", "type", 1, true);
         row("no text", "message", QVariant(), true);
@@ -192,56 +186,26 @@ void TestWeixin::headers_data()
 void TestWeixin::headers()
 {
     QFETCH(bool, isOld);
-    QFETCH(QString, column);
-    QFETCH(QVariant, value);
     MatcherHarness<weixinDBFile> harness;
     QVERIFY(harness.open(
         QStringLiteral("chat_x"),
         QStringLiteral("CREATE TABLE Chat_x(%1)").arg(isOld ? OldColumns : NewColumns)));
-    QVariantMap row{
-        {QStringLiteral("tablever"), 1},      {QStringLiteral("messvrid"), qint64(12345678901)},
-        {QStringLiteral("createtime"), Time}, {QStringLiteral("message"), letters(20)},
-        {QStringLiteral("status"), 4},        {QStringLiteral("imgstatus"), 1},
-        {QStringLiteral("type"), 1},          {QStringLiteral("des"), 1}};
-    row[column] = value;
-    QVariantList values;
-    for (const QString &name : harness.columns()) {
-        values << row.value(name);
-    }
-    const QByteArray all = encodeValues(values, QByteArrayLiteral("UTF-8")).types;
-    const QByteArray body = encodeValues(values, QByteArrayLiteral("UTF-8")).body;
-    const QByteArray region =
-        leafCell(7, varint(quint64(all.size()) + 1) + all + body) + QByteArray(64, '\0');
-    weixinDBFile::MsgMatcher matcher(&harness.file());
-    const TableSchema &table = *harness.file().table(QStringLiteral("chat_x"));
-    QVERIFY(matcher.bindColumns(table));
-    const int anchor = region.indexOf(all) + (isOld ? 3 : 0);
-    const bool isSearchedFor = region[anchor] == '\x04';
-    QTEST(isSearchedFor && matcher.matchHeader(table, region, anchor), "isTaken");
+    QVariantMap row = rowFromJson(R"({"tablever": 1, "messvrid": 12345678901, "status": 3,
+        "createtime": 1500000000, "message": "FFFFFFFFFFFFFFFFFFFF", "imgstatus": 1, "type": 1,
+        "des": 1})");
+    harness.compare<weixinDBFile::MsgMatcher>(row);
 }
 
-void TestWeixin::columnsThatCannotBeBound_data()
+void TestWeixin::neededColumns()
 {
-    QTest::addColumn<QString>("columns");
-    QTest::addColumn<bool>("isBound");
-    QTest::newRow("all") << NewColumns << true;
-    for (const char *column : {"CreateTime", "Message", "Type", "Des"}) {
-        QTest::newRow(column)
-            << QString(NewColumns).replace(QLatin1String(column), QLatin1String("Other")) << false;
-    }
-    QTest::newRow("text first") << QStringLiteral("Message TEXT, CreateTime INTEGER, Type INTEGER, "
-                                                  "Des INTEGER")
-                                << false;
-}
-
-void TestWeixin::columnsThatCannotBeBound()
-{
-    QFETCH(QString, columns);
+    using Matcher = weixinDBFile::MsgMatcher;
     MatcherHarness<weixinDBFile> harness;
-    QVERIFY(harness.open(QStringLiteral("chat_x"),
-                         QStringLiteral("CREATE TABLE Chat_x(%1)").arg(columns)));
-    weixinDBFile::MsgMatcher matcher(&harness.file());
-    QTEST(matcher.bindColumns(*harness.file().table(QStringLiteral("chat_x"))), "isBound");
+    const QString statement = QStringLiteral("CREATE TABLE Chat_x(%1)");
+    QVERIFY(harness.open(QStringLiteral("chat_x"), statement.arg(NewColumns)));
+    QCOMPARE(harness.neededColumns<Matcher>(), QStringLiteral("createtime des message type"));
+    const QString textFirst = QStringLiteral("Message TEXT, CreateTime, Type, Des");
+    QVERIFY(harness.open(QStringLiteral("chat_x"), statement.arg(textFirst)));
+    QCOMPARE(harness.matches<Matcher>(QByteArray()), -1);
 }
 
 /// Of all columns that recoverers ask for only this one may be the first.
@@ -349,25 +313,6 @@ void TestWeixin::liveMessagesOfAnyConversationExclude()
     }
     found.sort();
     QCOMPARE(found, (QStringList{longText("gone"), longText("sent")}));
-}
-
-void TestWeixin::freedPagesGoToTheConversationTheyFit()
-{
-    ChatFile file;
-    const QStringList chatIds{QStringLiteral("aa"), QStringLiteral("bb")};
-    QVERIFY(file.create(path("one.db"), chatIds) && file.exec(QStringLiteral("BEGIN")));
-    for (int i = 0; i < 400; ++i) {
-        QVERIFY(file.insert(longText("a"), Time + i * 100, 1, chatIds[0])
-                && file.insert(longText("b"), Time + i * 10, 1, chatIds[1]));
-    }
-    QVERIFY(file.exec(QStringLiteral("COMMIT; DELETE FROM Chat_bb WHERE MesLocalID BETWEEN 100 AND "
-                                     "300"))
-            && file.close());
-    const QVector<FoundWeixinMessage> found = scanWeixin(path("one.db"));
-    QVERIFY(found.size() > 150);
-    for (const FoundWeixinMessage &message : found) {
-        QCOMPARE(message.chatId, chatIds[1]);
-    }
 }
 
 /// A freeblock header ends where the first type stands, whose size would shift all other fields.
@@ -481,28 +426,6 @@ void TestWeixin::secondScanAddsToTheSameChats()
     const QList<WeiChatMessage *> &first = recovery.getWeiChat(0)->messages;
     QVERIFY(std::is_sorted(first.begin(), first.end(),
                            [](auto *a, auto *b) { return a->createTime < b->createTime; }));
-}
-
-/// One map of the process holds the conversations. The sanitizers show what would be freed twice.
-void TestWeixin::facadesKeepTheirOwnChats()
-{
-    WeixinSample sample;
-    QVERIFY(makeSample({WeixinLayout::Wcdb, WeixinDeletion::Cleared, 200, 5}, &sample));
-    const auto scan = [this](SqliteRecovery *recovery) {
-        recovery->scanRecoveryForType(ScanTypeWeChat, path("sample.db"), nullptr);
-        return toText(messagesOf(recovery));
-    };
-    SqliteRecovery first;
-    const QStringList once = scan(&first);
-    {
-        SqliteRecovery second;
-        QCOMPARE(scan(&second), once);
-        QCOMPARE(toText(messagesOf(&first)), once);
-    }
-    QCOMPARE(toText(messagesOf(&first)), once);
-    QCOMPARE(scan(&first).size(), 2 * once.size());
-    SqliteRecovery third;
-    QCOMPARE(scan(&third), once);
 }
 
 void TestWeixin::progressIsDividedOnce()

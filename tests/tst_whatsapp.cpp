@@ -1,24 +1,15 @@
 #include "samples/sampledatabase.h"
 #include "samples/whatsappscan.h"
+#include "tests/support/jsonrow.h"
+#include "tests/support/samplechecks.h"
 #include "tests/support/testfiles.h"
 
-#include <QElapsedTimer>
 #include <QTemporaryDir>
-#include <QtEndian>
 #include <QtTest>
-
-#include <cmath>
-#include <cstring>
-#include <limits>
 
 namespace {
 
 using Row = QVariantMap;
-
-QString report(const WhatsappResult &result)
-{
-    return result.summary() + QLatin1Char('\n') + result.details.join(QLatin1Char('\n'));
-}
 
 QStringList toText(const QVector<FoundWhatsappMessage> &messages)
 {
@@ -30,7 +21,6 @@ QStringList toText(const QVector<FoundWhatsappMessage> &messages)
     return texts;
 }
 
-const QString Ida = QStringLiteral("4915@s.whatsapp.net");
 const QString Group = QStringLiteral("49-16@g.us");
 
 } // namespace
@@ -40,14 +30,12 @@ class TestWhatsapp : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void everyDeletion_data();
+    void everyDeletion_data()
+    {
+        addSampleRows(QVector{WhatsappLayout::Ios15}, allWhatsappDeletions());
+    }
     void everyDeletion();
-    void deletedChatWithMembersAndMedia();
     void revokedMessagesComeAsTheyWere();
-    void spilledTexts_data();
-    void spilledTexts();
-    void dates_data();
-    void dates();
     void entitiesThatAreNotRecorded_data();
     void entitiesThatAreNotRecorded();
     void missingTables_data();
@@ -59,9 +47,7 @@ private:
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
     bool makeSample(const WhatsappPlan &plan, const QString &path, WhatsappSample *sample)
     {
-        SampleDatabase db;
-        return db.create(path, deviceOptions(plan.layout)) && makeWhatsappSample(&db, plan, sample)
-               && db.close();
+        return makeSampleFile(path, deviceOptions(plan.layout), makeWhatsappSample, plan, sample);
     }
     bool create(SampleDatabase *db)
     {
@@ -70,29 +56,20 @@ private:
     }
     static bool insert(SampleDatabase *db, const char *table, const Row &row)
     {
-        QStringList marks;
-        for (int i = 0; i < row.size(); ++i) {
-            marks << QStringLiteral("?");
-        }
-        return db->run(QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+        return db->run(QStringLiteral("INSERT INTO %1 (%2) VALUES (?%3)")
                            .arg(QLatin1String(table),
                                 QStringList(row.keys()).join(QLatin1Char(',')),
-                                marks.join(QLatin1Char(','))),
+                                QStringLiteral(",?").repeated(row.size() - 1)),
                        row.values());
     }
     /// A received message of the chat 1 in a group.
     static Row message(const char *text)
     {
-        return {{QStringLiteral("Z_ENT"), 9},
-                {QStringLiteral("Z_OPT"), 1},
-                {QStringLiteral("ZISFROMME"), 0},
-                {QStringLiteral("ZMESSAGESTATUS"), 8},
-                {QStringLiteral("ZMESSAGETYPE"), 0},
-                {QStringLiteral("ZCHATSESSION"), 1},
-                {QStringLiteral("ZMESSAGEDATE"), 650000000.5},
-                {QStringLiteral("ZFROMJID"), Group},
-                {QStringLiteral("ZSTANZAID"), QStringLiteral("3A00112233445566")},
-                {QStringLiteral("ZTEXT"), QString::fromUtf8(text)}};
+        Row row = rowFromJson(R"({"Z_ENT": 9, "Z_OPT": 1, "ZISFROMME": 0, "ZMESSAGESTATUS": 8,
+            "ZMESSAGETYPE": 0, "ZCHATSESSION": 1, "ZMESSAGEDATE": 650000000.5,
+            "ZFROMJID": "49-16@g.us", "ZSTANZAID": "3A00112233445566"})");
+        row[QStringLiteral("ZTEXT")] = QString::fromUtf8(text);
+        return row;
     }
     /// A group with one member, and a message of hers with a picture that has a title.
     bool insertGroup(SampleDatabase *db)
@@ -100,45 +77,21 @@ private:
         Row withPicture = message("X");
         withPicture[QStringLiteral("ZGROUPMEMBER")] = 1;
         withPicture[QStringLiteral("ZMEDIAITEM")] = 1;
-        return insert(db, "ZWACHATSESSION",
-                      {{QStringLiteral("Z_ENT"), 4},
-                       {QStringLiteral("Z_OPT"), 1},
-                       {QStringLiteral("ZHIDDEN"), 0},
-                       {QStringLiteral("ZLASTMESSAGE"), 1},
-                       {QStringLiteral("ZLASTMESSAGEDATE"), 650000000.5},
-                       {QStringLiteral("ZCONTACTJID"), Group},
-                       {QStringLiteral("ZPARTNERNAME"), QStringLiteral("Choir")}})
-               && insert(db, "ZWAGROUPMEMBER",
-                         {{QStringLiteral("Z_ENT"), 6},
-                          {QStringLiteral("Z_OPT"), 1},
-                          {QStringLiteral("ZCONTACTABID"), 7},
-                          {QStringLiteral("ZISACTIVE"), 1},
-                          {QStringLiteral("ZCHATSESSION"), 1},
-                          {QStringLiteral("ZCONTACTNAME"), QStringLiteral("Ida Becker")},
-                          {QStringLiteral("ZMEMBERJID"), Ida}})
-               && insert(db, "ZWAMEDIAITEM",
-                         {{QStringLiteral("Z_ENT"), 8},
-                          {QStringLiteral("Z_OPT"), 1},
-                          {QStringLiteral("ZMEDIAORIGIN"), 0},
-                          {QStringLiteral("ZMESSAGE"), 1},
-                          {QStringLiteral("ZASPECTRATIO"), 1.25},
-                          {QStringLiteral("ZHACCURACY"), 0.0},
-                          {QStringLiteral("ZLATITUDE"), 1200.0},
-                          {QStringLiteral("ZTITLE"), QStringLiteral("T")}})
+        return insert(db, "ZWACHATSESSION", rowFromJson(R"({"Z_ENT": 4, "Z_OPT": 1, "ZHIDDEN": 0,
+                   "ZLASTMESSAGE": 1, "ZLASTMESSAGEDATE": 650000000.5,
+                   "ZCONTACTJID": "49-16@g.us", "ZPARTNERNAME": "Choir"})"))
+               && insert(db, "ZWAGROUPMEMBER", rowFromJson(R"({"Z_ENT": 6, "Z_OPT": 1,
+                   "ZCONTACTABID": 7, "ZISACTIVE": 1, "ZCHATSESSION": 1,
+                   "ZCONTACTNAME": "Ida Becker", "ZMEMBERJID": "4915@s.whatsapp.net"})"))
+               && insert(db, "ZWAMEDIAITEM", rowFromJson(R"({"Z_ENT": 8, "Z_OPT": 1,
+                   "ZMEDIAORIGIN": 0, "ZMESSAGE": 1, "ZASPECTRATIO": 1.25, "ZHACCURACY": 0,
+                   "ZLATITUDE": 1200, "ZTITLE": "T"})"))
                && insert(db, "ZWAMESSAGE", withPicture);
     }
     QStringList scan() { return toText(scanWhatsapp(path("chat.db"))); }
 
     QTemporaryDir m_dir;
 };
-
-void TestWhatsapp::everyDeletion_data()
-{
-    QTest::addColumn<int>("deletion");
-    for (const WhatsappDeletion deletion : allWhatsappDeletions()) {
-        QTest::newRow(qPrintable(deletionName(deletion))) << int(deletion);
-    }
-}
 
 void TestWhatsapp::everyDeletion()
 {
@@ -150,31 +103,14 @@ void TestWhatsapp::everyDeletion()
     const WhatsappResult result = compareWhatsapp(sample, readFile(path("chat.db")), found);
     QVERIFY(result.deleted >= plan.messages / 6);
     QCOMPARE(result.found(), found.size());
-    QVERIFY2(result.invented + result.liveCopies + result.twice <= 2, qPrintable(report(result)));
-    QVERIFY2(result.wrongFields + result.wrongChats == 0, qPrintable(report(result)));
-    QVERIFY2(result.missedWhole <= 4, qPrintable(report(result)));
+    QVERIFY2(result.invented + result.liveCopies + result.twice <= 2,
+             detailsOf(result).constData());
+    QVERIFY2(result.wrongFields + result.wrongChats == 0, detailsOf(result).constData());
+    QVERIFY2(result.missedWhole <= 4, detailsOf(result).constData());
     QVERIFY2((result.recovered + result.incomplete) * 5 > result.deleted * 3,
-             qPrintable(report(result)));
-    QVERIFY2(result.incomplete * 4 < result.recovered, qPrintable(report(result)));
-    QVERIFY2(result.lostSenders * 5 < result.deleted, qPrintable(report(result)));
-}
-
-void TestWhatsapp::deletedChatWithMembersAndMedia()
-{
-    const QString delivered = QStringLiteral("Choir|Ida Becker|T\n\nX");
-    for (const bool isWholeChat : {true, false}) {
-        SampleDatabase db;
-        QVERIFY(create(&db) && insertGroup(&db) && db.exec(QStringLiteral("DELETE FROM ZWAMESSAGE"))
-                && (!isWholeChat
-                    || db.exec(QStringLiteral("DELETE FROM ZWAMEDIAITEM; DELETE FROM "
-                                              "ZWAGROUPMEMBER; DELETE FROM ZWACHATSESSION")))
-                && db.close());
-        QCOMPARE(scan(), QStringList(delivered));
-        const FoundWhatsappMessage found = scanWhatsapp(path("chat.db")).first();
-        QCOMPARE(found.chatJids, QStringList(Group));
-        QCOMPARE(found.item.date, 650000000);
-        QCOMPARE(found.item.messageStatus, 8);
-    }
+             detailsOf(result).constData());
+    QVERIFY2(result.incomplete * 4 < result.recovered, detailsOf(result).constData());
+    QVERIFY2(result.lostSenders * 5 < result.deleted, detailsOf(result).constData());
 }
 
 void TestWhatsapp::revokedMessagesComeAsTheyWere()
@@ -194,75 +130,6 @@ void TestWhatsapp::revokedMessagesComeAsTheyWere()
             && db.close());
     QCOMPARE(readFile(path("chat.db")).count("message number 2"), 2);
     QCOMPARE(scan(), QStringList(Group + QStringLiteral("||message number 5")));
-}
-
-void TestWhatsapp::spilledTexts_data()
-{
-    QTest::addColumn<int>("size");
-    // Around the largest row of a cell, and one that takes many pages.
-    for (const int size : {3900, 3960, 3970, 3980, 3990, 4000, 4061, 8200, 60000}) {
-        QTest::addRow("%d", size) << size;
-    }
-}
-
-void TestWhatsapp::spilledTexts()
-{
-    QFETCH(int, size);
-    QString text;
-    for (int i = 0; text.size() < size; ++i) {
-        text += QStringLiteral("line%1 ").arg(i);
-    }
-    text.truncate(size);
-    SampleDatabase db;
-    // Something else is deleted first: the first page that is freed gets the list of the others.
-    QVERIFY(create(&db) && insert(&db, "ZWAMESSAGE", message(qPrintable(text)))
-            && db.exec(QStringLiteral("INSERT INTO Z_MODELCACHE VALUES (zeroblob(9000));"
-                                      "DELETE FROM Z_MODELCACHE; DELETE FROM ZWAMESSAGE"))
-            && db.close());
-    QCOMPARE(scan(), QStringList(Group + QStringLiteral("||") + text));
-}
-
-void TestWhatsapp::dates_data()
-{
-    QTest::addColumn<double>("date");
-    QTest::addColumn<qint32>("expected");
-    QTest::newRow("fraction") << 650000000.75 << 650000000;
-    QTest::newRow("whole") << 650000000.0 << 650000000;
-    QTest::newRow("before 2001") << -5.5 << -5;
-    QTest::newRow("of 33 bits") << 4294967296.0 + 7.5 << 7;
-    QTest::newRow("of 32 bits") << 3000000000.5 << -1294967296;
-    QTest::newRow("not a number") << std::numeric_limits<double>::quiet_NaN() << 0;
-    QTest::newRow("infinite") << std::numeric_limits<double>::infinity() << 0;
-    QTest::newRow("huge") << 1e300 << 0;
-}
-
-void TestWhatsapp::dates()
-{
-    QFETCH(double, date);
-    SampleDatabase db;
-    const double marker = 650001234.5;
-    Row row = message("X");
-    row[QStringLiteral("ZMESSAGEDATE")] = date == std::floor(date) && std::abs(date) < 1e9
-                                              ? QVariant(qint64(date))
-                                              : QVariant(marker);
-    QVERIFY(create(&db) && insert(&db, "ZWAMESSAGE", row)
-            && db.exec(QStringLiteral("DELETE FROM ZWAMESSAGE")) && db.close());
-    // SQLite would store no number that is none.
-    QByteArray bytes = readFile(path("chat.db"));
-    const auto bytesOf = [](double number) {
-        quint64 bits = 0;
-        std::memcpy(&bits, &number, sizeof bits);
-        QByteArray stored(sizeof bits, '\0');
-        qToBigEndian(bits, stored.data());
-        return stored;
-    };
-    bytes.replace(bytesOf(marker), bytesOf(date));
-    QFile file(path("chat.db"));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-    file.close();
-    const QVector<FoundWhatsappMessage> found = scanWhatsapp(path("chat.db"));
-    QCOMPARE(found.size(), 1);
-    QTEST(found.first().item.date, "expected");
 }
 
 void TestWhatsapp::entitiesThatAreNotRecorded_data()

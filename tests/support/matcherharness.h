@@ -4,10 +4,12 @@
 #include "engine/signaturesearch.h"
 #include "engine/sqlitedbfile.h"
 #include "tests/support/databaseimage.h"
+#include "tests/support/jsonrow.h"
 
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QVariantMap>
+#include <QtTest>
 
 /// A recoverer over a database that holds one empty table, to try its matchers on single rows.
 template<typename DbFile> class MatcherHarness
@@ -64,11 +66,50 @@ public:
         return count;
     }
 
+    /// Compares whether the matcher takes the row with what the current test row says of it; see
+    /// addValueRow().
+    template<typename Matcher> void compare(QVariantMap row)
+    {
+        QFETCH(QString, column);
+        QFETCH(QVariant, value);
+        QFETCH(bool, isTaken);
+        QVERIFY(columns().contains(column));
+        row[column] = value;
+        QCOMPARE(matches<Matcher>(cell(row)), int(isTaken));
+    }
+
+    /// The columns that the matcher needs: without any one of them it cannot be bound.
+    template<typename Matcher> QString neededColumns()
+    {
+        QStringList needed;
+        for (int i = 0; i < columns().size(); ++i) {
+            TableSchema table = *m_file.table(m_name);
+            table.columns[i].name = QStringLiteral("renamed");
+            if (!Matcher(&m_file).bindColumns(table)) {
+                needed.append(columns().at(i));
+            }
+        }
+        return needed.join(QLatin1Char(' '));
+    }
+
 private:
     QTemporaryDir m_dir;
     QString m_name;
     DbFile m_file;
 };
+
+inline void addValueColumns()
+{
+    QTest::addColumn<QString>("column");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<bool>("isTaken");
+}
+
+/// A row in which one column has another value than devices write, or than most rows have.
+inline void addValueRow(const char *name, const char *column, const QVariant &value, bool isTaken)
+{
+    QTest::newRow(name) << QString::fromLatin1(column) << value << isTaken;
+}
 
 /// `count` letters.
 inline QString letters(int count)
