@@ -27,3 +27,7 @@ foreach(name IN LISTS report_tests)
     set_tests_properties(${name} PROPERTIES TIMEOUT 300 SKIP_REGULAR_EXPRESSION "SKIP   : "
         ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")
 endforeach()
+# It waits more than it computes: others run beside it when it begins first.
+if(TEST tst_reportinbrowser)
+    set_tests_properties(tst_reportinbrowser PROPERTIES COST 100)
+endif()

@@ -265,10 +265,16 @@ void TestEvidence::sqliteLeavesTraces()
 
 void TestEvidence::library_data()
 {
+#if defined(__SANITIZE_ADDRESS__) // to start a process takes long then
+    constexpr int EveryCompany = 3;
+#else
+    constexpr int EveryCompany = 1;
+#endif
     QTest::addColumn<int>("kind");
     QTest::addColumn<int>("company");
     for (int kind = 0; kind < kindSamples().size(); ++kind) {
-        for (int company = 0; company < int(std::size(Companies)); ++company) {
+        for (int company = kind % EveryCompany; company < int(std::size(Companies));
+             company += EveryCompany) {
             QTest::addRow("%s, %s", kindSamples().at(kind).name, Companies[company].name)
                 << kind << company;
         }

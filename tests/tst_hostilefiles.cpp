@@ -23,7 +23,7 @@ constexpr int LogHeaderSize = 32;
 /// cut or changed.
 #if defined(__SANITIZE_ADDRESS__) || !defined(__OPTIMIZE__)
 constexpr double MostSeconds = 20;
-constexpr int MostOffsets = 70;
+constexpr int MostOffsets = 40;
 #else
 constexpr double MostSeconds = 2;
 constexpr int MostOffsets = 200;

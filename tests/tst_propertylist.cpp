@@ -188,9 +188,14 @@ void TestPropertyList::damage_data()
 void TestPropertyList::damage()
 {
     QFETCH(QByteArray, whole);
+#if defined(__SANITIZE_ADDRESS__)
+    constexpr int Rounds = 500;
+#else
+    constexpr int Rounds = 3000;
+#endif
     QRandomGenerator random(5);
     QVERIFY(read(whole));
-    for (int i = 0; i < whole.size() + 3000; ++i) {
+    for (int i = 0; i < whole.size() + Rounds; ++i) {
         QByteArray bytes = whole.left(i < whole.size() ? i : whole.size());
         for (int flips = i < whole.size() ? 0 : random.bounded(1, 6); flips > 0; --flips) {
             bytes[int(random.bounded(bytes.size()))] = char(random.generate());
