@@ -11,8 +11,7 @@ foreach(name tst_backupfolder tst_findings tst_hostilefiles tst_ownership tst_pr
         sqliterecovery_testsupport sqliterecovery_cli_objects sqliterecovery)
 endforeach()
 foreach(name tst_findings tst_hostilefiles)
-    target_sources(${name} PRIVATE
-        ${PROJECT_SOURCE_DIR}/fuzz/fuzzsupport.cpp ${PROJECT_SOURCE_DIR}/fuzz/resultchecks.cpp)
+    target_link_libraries(${name} PRIVATE sqliterecovery_resultchecks)
 endforeach()
 target_compile_definitions(tst_backupfolder PRIVATE
     MAKESAMPLE_PROGRAM="$<TARGET_FILE:makesample>")
