@@ -1,4 +1,5 @@
 #include "recoverers/messaging/weixinassembler.h"
+#include "tests/support/words.h"
 
 #include <QElapsedTimer>
 #include <QtTest>
@@ -31,11 +32,6 @@ QStringList texts(const QVector<CarvedWeixinMessage> &messages)
         list << carved.text;
     }
     return list;
-}
-
-QStringList words(const char *list)
-{
-    return QString::fromLatin1(list).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
 } // namespace
