@@ -327,7 +327,7 @@ const SchemaChange SchemaChanges[] = {
 };
 
 /// Offsets in a file: those around its header and its first pages, and some of the rest; all with
-/// HOSTILE_FULL=1 in the environment, which takes a quarter of an hour.
+/// HOSTILE_FULL=1 in the environment, which takes more than half an hour.
 QVector<int> offsetsIn(const QByteArray &bytes)
 {
     const int step = qEnvironmentVariableIsSet("HOSTILE_FULL") ? 1 : bytes.size() / MostOffsets | 1;
